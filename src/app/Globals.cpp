@@ -1,0 +1,4 @@
+#include "app/Globals.h"
+
+QApplication* application = nullptr;
+const char* program = "orvo";

@@ -1,0 +1,29 @@
+#include "app/CommandLine.h"
+#include "app/DefaultStyle.h"
+#include "app/Globals.h"
+#include "app/MainWindow.h"
+#include "app/Share.h"
+
+#include <QApplication>
+#include <QIcon>
+
+int main(int argc, char** argv)
+{
+    const DefaultStyle defaultStyle(argc, argv);
+    auto* app = new QApplication(argc, argv);
+    defaultStyle.set(*app, QStringLiteral("Fusion"));
+    QApplication::setWindowIcon(QIcon(Share::absolute(QStringLiteral("pixmaps/orvo.icon.png"))));
+    application = app;
+    program = CommandLine::baseName(argv[0]);
+
+    // Created before parsing so that the options can set its state; never deleted
+    // explicitly, as the process ends right after the event loop.
+    auto* window = new MainWindow;
+    const int status = CommandLine::parse(argc, argv, *window);
+    if (status != CommandLine::Continue)
+        return status;
+    window->show();
+    const int result = QApplication::exec();
+    delete app;
+    return result;
+}
