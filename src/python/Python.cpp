@@ -1,0 +1,611 @@
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "python/Python.h"
+
+#include "python/PyRef.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+bool Python::initialized = false;
+PyObject* Python::main_dict = nullptr;
+
+namespace {
+
+constexpr int MessageSize = 1024;
+constexpr int CodeSize = 10240;
+
+// The interrupt handler that the interpreter installed at start.  It is switched
+// in and out at the process level: the signal module refuses to change handlers
+// from any thread but the one that started the interpreter, and the worker
+// threads need the switch too.
+PyOS_sighandler_t pythonSigIntHandler = SIG_DFL;
+
+// A modifiable copy of a constant argument (null stays null).
+class Writable
+{
+public:
+    explicit Writable(const char* text) : isNull(text == nullptr), buffer(text ? text : "") {}
+    char* get() { return isNull ? nullptr : buffer.data(); }
+
+private:
+    bool isNull;
+    std::string buffer;
+};
+
+} // namespace
+
+Python::Python() = default;
+
+Python::~Python()
+{
+    if (!startedInterpreter || !initialized)
+        return;
+    // The lock is never given back: there is no interpreter left to give it to.
+    PyGILState_Ensure();
+    Py_FinalizeEx();
+    initialized = false;
+    main_dict = nullptr;
+}
+
+bool Python::initialize()
+{
+    if (initialized)
+        return true;
+    initialized = true;
+    startedInterpreter = true;
+    // With its signal handlers: Python's own interrupt handler is what
+    // defaultSigIntSigaction keeps for setEnablePythonSIGINTHandler(true).
+    Py_Initialize();
+    PyGILStateWrapper lock(true);
+
+    PyRun_SimpleString("import signal\n"
+                       "defaultSigIntSigaction = signal.getsignal(signal.SIGINT)");
+    pythonSigIntHandler = PyOS_getsig(SIGINT);
+
+    PyRef mainModule = PyRef::steal(PyImport_ImportModule("__main__"));
+    if (!mainModule) {
+        PyErr_Clear();
+        error("Internal error: cannot find python __main__ module\n");
+        return false;
+    }
+    // Borrowed; sys.modules keeps __main__ alive.
+    main_dict = PyModule_GetDict(mainModule.get());
+    if (!main_dict) {
+        error("Internal error: cannot find python __main__ dict\n");
+        return false;
+    }
+    return true;
+}
+
+bool Python::ready()
+{
+    if (main_dict)
+        return true;
+    error("Internal error: python is not initialized\n");
+    return false;
+}
+
+void Python::py(const char* code)
+{
+    if (!ready())
+        return;
+    // Not PyRun_SimpleString: that prints and swallows the exception (and ends
+    // the process on SystemExit) instead of letting handleException see it.
+    PyRef result = PyRef::steal(PyRun_String(code, Py_file_input, main_dict, main_dict));
+    if (!result && PyErr_Occurred())
+        handleException();
+}
+
+PyObject* Python::pyr(const char* expression)
+{
+    if (!ready())
+        return nullptr;
+    PyRef result = PyRef::steal(PyRun_String(expression, Py_eval_input, main_dict, main_dict));
+    if (!result && PyErr_Occurred())
+        handleException();
+    return result.release();
+}
+
+void Python::pyf(const char* format, ...)
+{
+    char code[CodeSize];
+    va_list args;
+    va_start(args, format);
+    const int length = std::vsnprintf(code, sizeof code, format, args);
+    va_end(args);
+    if (length < 0 || length >= CodeSize) {
+        error("Internal error: python statement too long\n");
+        return;
+    }
+    py(code);
+}
+
+PyObject* Python::pyrf(const char* format, ...)
+{
+    char code[CodeSize];
+    va_list args;
+    va_start(args, format);
+    const int length = std::vsnprintf(code, sizeof code, format, args);
+    va_end(args);
+    if (length < 0 || length >= CodeSize) {
+        error("Internal error: python expression too long\n");
+        return nullptr;
+    }
+    return pyr(code);
+}
+
+PyObject* Python::pyCall(char* name, char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    PyObject* result = pyVCall(name, format, args);
+    va_end(args);
+    return result;
+}
+
+PyObject* Python::pyCall(const char* name, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    PyObject* result = pyVCall(name, format, args);
+    va_end(args);
+    return result;
+}
+
+PyObject* Python::pyVCall(const char* name, const char* format, va_list args)
+{
+    Writable writableName(name);
+    Writable writableFormat(format);
+    return pyVCall(writableName.get(), writableFormat.get(), args);
+}
+
+PyObject* Python::pyVCall(char* name, char* format, va_list args)
+{
+    char message[MessageSize];
+    PyObject* function = pyLookup(name, false);
+    if (!function) {
+        std::snprintf(message, sizeof message, "Internal error: %s not found\n", name);
+        error(message);
+        return nullptr;
+    }
+    if (!PyCallable_Check(function)) {
+        std::snprintf(message, sizeof message, "Internal error: %s not callable\n", name);
+        error(message);
+        return nullptr;
+    }
+    // The lookup result is borrowed; the call may remove it from its dictionary.
+    PyRef keep = PyRef::borrow(function);
+    return callObject(function, format, args);
+}
+
+PyObject* Python::pyMethodCall(PyObject* self, char* method, char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    PyObject* result = pyVMethodCall(self, method, format, args);
+    va_end(args);
+    return result;
+}
+
+PyObject* Python::pyMethodCall(PyObject* self, const char* method, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    PyObject* result = pyVMethodCall(self, method, format, args);
+    va_end(args);
+    return result;
+}
+
+PyObject* Python::pyVMethodCall(PyObject* self, const char* method, const char* format,
+                                va_list args)
+{
+    Writable writableMethod(method);
+    Writable writableFormat(format);
+    return pyVMethodCall(self, writableMethod.get(), writableFormat.get(), args);
+}
+
+PyObject* Python::pyVMethodCall(PyObject* self, char* method, char* format, va_list args)
+{
+    char message[MessageSize];
+    if (!self) {
+        std::snprintf(message, sizeof message,
+                      "Internal error: method %s call attemped with NULL self\n", method);
+        error(message);
+        return nullptr;
+    }
+    PyRef function = PyRef::steal(PyObject_GetAttrString(self, method));
+    if (!function) {
+        PyErr_Clear();
+        std::snprintf(message, sizeof message, "Internal error: method %s not found\n", method);
+        error(message);
+        return nullptr;
+    }
+    if (!PyCallable_Check(function.get())) {
+        std::snprintf(message, sizeof message, "Internal error: method %s not callable\n",
+                      method);
+        error(message);
+        return nullptr;
+    }
+    return callObject(function.get(), format, args);
+}
+
+PyObject* Python::callObject(PyObject* callable, const char* format, va_list args)
+{
+    PyRef arguments = PyRef::steal(format && *format ? Py_VaBuildValue(format, args)
+                                                     : PyTuple_New(0));
+    if (!arguments) {
+        if (PyErr_Occurred())
+            handleException();
+        return nullptr;
+    }
+    // An unparenthesised format builds the single argument itself.
+    if (!PyTuple_Check(arguments.get())) {
+        arguments = PyRef::steal(PyTuple_Pack(1, arguments.get()));
+        if (!arguments) {
+            handleException();
+            return nullptr;
+        }
+    }
+    PyRef result = PyRef::steal(PyObject_Call(callable, arguments.get(), nullptr));
+    if (!result && PyErr_Occurred())
+        handleException();
+    return result.release();
+}
+
+PyObject* Python::pyLookup(const char* name, bool quiet)
+{
+    Writable writableName(name);
+    return pyLookup(writableName.get(), quiet);
+}
+
+PyObject* Python::pyLookup(char* name, bool quiet)
+{
+    if (!ready())
+        return nullptr;
+    char message[MessageSize];
+    if (!name) {
+        if (!quiet)
+            error("Internal error: (null) not found\n");
+        return nullptr;
+    }
+
+    // The name is split in place, one component at a time; every dot is put
+    // back before returning.
+    char* component = name;
+    char* dot = std::strchr(component, '.');
+    auto fail = [&](const char* format, const char* what) -> PyObject* {
+        if (!quiet) {
+            std::snprintf(message, sizeof message, format, what);
+            error(message);
+        }
+        if (dot)
+            *dot = '.';
+        return nullptr;
+    };
+    if (dot)
+        *dot = '\0';
+
+    PyRef imported; // keeps a freshly imported first component alive during the walk
+    PyObject* current = PyDict_GetItemString(main_dict, component);
+    if (!current) {
+        imported = PyRef::steal(PyImport_ImportModule(component));
+        if (!imported) {
+            PyErr_Clear();
+            return fail("Internal error: %s not found\n", component);
+        }
+        current = imported.get();
+    }
+
+    while (dot) {
+        const char* owner = component;
+        PyObject* dictionary = current;
+        if (PyModule_Check(current)) {
+            dictionary = PyModule_GetDict(current);
+            if (!dictionary)
+                return fail("Internal error: module %s lacks dictionary\n", owner);
+        }
+        *dot = '.';
+        component = dot + 1;
+        dot = std::strchr(component, '.');
+        if (dot)
+            *dot = '\0';
+        // Dictionary keys only, never attributes: a dotted name reaches through
+        // modules and dictionaries and nothing else.
+        current = PyDict_Check(dictionary) ? PyDict_GetItemString(dictionary, component)
+                                           : nullptr;
+        if (!current)
+            return fail("Internal error: %s not found\n", component);
+    }
+    return current;
+}
+
+PyObject* Python::pyValue(const char* module, const char* name)
+{
+    Writable writableModule(module);
+    Writable writableName(name);
+    return pyValue(writableModule.get(), writableName.get());
+}
+
+PyObject* Python::pyValue(char* module, char* name)
+{
+    PyObject* container = pyLookup(module, false);
+    if (!container)
+        return nullptr;
+    PyObject* dictionary = container;
+    if (PyModule_Check(container)) {
+        dictionary = PyModule_GetDict(container);
+        if (!dictionary) {
+            char message[MessageSize];
+            std::snprintf(message, sizeof message,
+                          "Internal error: module %s lacks dictionary\n", module);
+            error(message);
+            return nullptr;
+        }
+    }
+    PyRef key = PyRef::steal(PyUnicode_FromString(name ? name : ""));
+    PyObject* value = key ? PyDict_GetItemWithError(dictionary, key.get()) : nullptr;
+    if (!value && PyErr_Occurred())
+        handleException();
+    return value;
+}
+
+void Python::pyAssign(const char* module, const char* name, PyObject* value)
+{
+    Writable writableModule(module);
+    Writable writableName(name);
+    pyAssign(writableModule.get(), writableName.get(), value);
+}
+
+void Python::pyAssign(char* module, char* name, PyObject* value)
+{
+    char message[MessageSize];
+    PyObject* container = pyLookup(module, false);
+    if (!container)
+        return;
+    PyObject* dictionary = container;
+    if (PyModule_Check(container)) {
+        dictionary = PyModule_GetDict(container);
+        if (!dictionary) {
+            std::snprintf(message, sizeof message,
+                          "Internal error: module %s lacks dictionary\n", module);
+            error(message);
+            return;
+        }
+    }
+    if (name && value && PyDict_SetItemString(dictionary, name, value) == 0)
+        return;
+    if (PyErr_Occurred()) {
+        handleException();
+        return;
+    }
+    std::snprintf(message, sizeof message, "Internal error: cannot assign %s.%s\n", module,
+                  name ? name : "(null)");
+    error(message);
+}
+
+int Python::pyAssignGlobal(const char* name, PyObject* value)
+{
+    Writable writableName(name);
+    return pyAssignGlobal(writableName.get(), value);
+}
+
+int Python::pyAssignGlobal(char* name, PyObject* value)
+{
+    if (!ready() || !name || !value)
+        return -1;
+    const int status = PyDict_SetItemString(main_dict, name, value);
+    if (status != 0 && PyErr_Occurred())
+        handleException();
+    return status;
+}
+
+long Python::pyVersion()
+{
+    PyObject* hexversion = PySys_GetObject("hexversion"); // borrowed
+    if (!hexversion)
+        return 0;
+    const long version = PyLong_AsLong(hexversion);
+    if (version == -1 && PyErr_Occurred()) {
+        handleException();
+        return 0;
+    }
+    return version;
+}
+
+const char* Python::pyString(PyObject* object)
+{
+    if (!object) {
+        error("Internal error: pyString passed NULL python object\n");
+        return nullptr;
+    }
+    if (object == Py_None)
+        return nullptr;
+    const char* text = PyBytes_Check(object) ? PyBytes_AsString(object)
+                                             : PyUnicode_AsUTF8(object);
+    if (!text && PyErr_Occurred())
+        handleException();
+    return text;
+}
+
+void Python::pyDebug(PyObject* object)
+{
+    PyErr_Clear();
+    pyAssignGlobal("dbg", object);
+    py("import sys\n"
+       "sys.stdout = sys.__stdout__\n"
+       "sys.stderr = sys.__stderr__\n"
+       "import pdb\n"
+       "pdb.set_trace()");
+    PyErr_Clear();
+}
+
+void Python::setEnablePythonSIGINTHandler(bool enable)
+{
+    PyOS_setsig(SIGINT, enable ? pythonSigIntHandler : SIG_DFL);
+    // An interrupt that arrived while a worker ran script code is only acted on
+    // by the thread that started the interpreter; let it surface here, where it
+    // ends, rather than in whatever interpreter call comes next.
+    if (!enable && PyErr_CheckSignals() < 0)
+        handleException();
+}
+
+PyObject* Python::pyExceptValue()
+{
+    PyObject* type = nullptr;
+    PyObject* value = nullptr;
+    PyObject* traceback = nullptr;
+    PyErr_Fetch(&type, &value, &traceback);
+    if (!type)
+        return nullptr;
+    // Normalising may call into the interpreter, which must not happen while an
+    // exception is pending; the normalised exception is the same exception.
+    PyErr_NormalizeException(&type, &value, &traceback);
+    PyRef result = PyRef::borrow(value);
+    PyErr_Restore(type, value, traceback);
+    return result.release();
+}
+
+PyObject* Python::pyExceptValuef()
+{
+    PyRef value = PyRef::steal(pyExceptValue());
+    if (!value)
+        return nullptr;
+    PyObject* type = nullptr;
+    PyObject* pendingValue = nullptr;
+    PyObject* traceback = nullptr;
+    PyErr_Fetch(&type, &pendingValue, &traceback);
+
+    PyRef printable;
+    if (PyObject_HasAttrString(value.get(), "value"))
+        printable = PyRef::steal(PyObject_GetAttrString(value.get(), "value"));
+    else
+        printable = PyRef::steal(pyCall("builtins.str", "(O)", value.get()));
+
+    PyErr_Restore(type, pendingValue, traceback);
+    return printable.release();
+}
+
+void Python::pyExceptStart()
+{
+    expected.emplace_back();
+}
+
+void Python::pyExceptExpect(PyObject* type)
+{
+    if (!type)
+        error("Internal error: pyExceptExpect called with NULL\n");
+    if (expected.empty())
+        expected.emplace_back();
+    expected.back().push_back(type);
+}
+
+void Python::pyExceptClear()
+{
+    if (!expected.empty())
+        expected.pop_back();
+    PyErr_Clear();
+}
+
+bool Python::pyExceptMatches(PyObject* result, PyObject* type)
+{
+    return !result && type && PyErr_Occurred() && PyErr_ExceptionMatches(type);
+}
+
+void Python::handleException()
+{
+    if (!expected.empty()) {
+        for (PyObject* type : expected.back()) {
+            if (type && PyErr_ExceptionMatches(type)) {
+                exceptionExpected();
+                return;
+            }
+        }
+    }
+    exceptionError();
+}
+
+void Python::exceptionExpected()
+{
+}
+
+void Python::exceptionError()
+{
+    PyObject* rawType = nullptr;
+    PyObject* rawValue = nullptr;
+    PyObject* rawTraceback = nullptr;
+    PyErr_Fetch(&rawType, &rawValue, &rawTraceback);
+    if (!rawType) {
+        Py_XDECREF(rawValue);
+        Py_XDECREF(rawTraceback);
+        PyErr_Clear();
+        error("Internal error: python exception occurred, but exception information was "
+              "empty.");
+        return;
+    }
+    PyErr_NormalizeException(&rawType, &rawValue, &rawTraceback);
+    PyRef type = PyRef::steal(rawType);
+    PyRef value = PyRef::steal(rawValue);
+    PyRef traceback = PyRef::steal(rawTraceback);
+    if (value && traceback)
+        PyException_SetTraceback(value.get(), traceback.get());
+    // Not PyErr_Print: it would end the process on SystemExit.
+    PyErr_Display(type.get(), value.get(), traceback.get());
+    PyErr_Clear();
+    error("Internal error: python exception occurred from C code.\n"
+          "When reporting this issue, please include the contents of the\n"
+          "Log window, which should contain a walkback.");
+}
+
+Python::PyGILStateWrapper::PyGILStateWrapper(bool really) : really(really)
+{
+    ensure();
+}
+
+Python::PyGILStateWrapper::~PyGILStateWrapper()
+{
+    release();
+}
+
+void Python::PyGILStateWrapper::ensure()
+{
+    if (!really || held)
+        return;
+    state = PyGILState_Ensure();
+    held = true;
+}
+
+void Python::PyGILStateWrapper::release()
+{
+    if (!held)
+        return;
+    PyGILState_Release(static_cast<PyGILState_STATE>(state));
+    held = false;
+}
+
+Python::PyThreadStateWrapper::PyThreadStateWrapper()
+{
+    save();
+}
+
+Python::PyThreadStateWrapper::~PyThreadStateWrapper()
+{
+    restore();
+}
+
+void Python::PyThreadStateWrapper::save()
+{
+    if (!state)
+        state = PyEval_SaveThread();
+}
+
+void Python::PyThreadStateWrapper::restore()
+{
+    if (!state)
+        return;
+    PyEval_RestoreThread(state);
+    state = nullptr;
+}
