@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QDialog>
+
+// A message too long for a message box: the text scrolls, the dialog stays on screen.
+class ScrollableErrorDialog : public QDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(ScrollableErrorDialog)
+
+public:
+    explicit ScrollableErrorDialog(const QString& text, QWidget* parent = nullptr);
+
+public Q_SLOTS:
+    // Answerable by ModalAnswer.
+    int exec() override;
+};

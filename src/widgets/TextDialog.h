@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QDialog>
+
+class HTextEdit;
+
+// Shows a long plain text (a file list, a change log) to read and close.
+class TextDialog : public QDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(TextDialog)
+
+public:
+    explicit TextDialog(QWidget* parent = nullptr);
+
+    void setText(const QString& text);
+    HTextEdit* editor() const { return editor_; }
+
+public Q_SLOTS:
+    // Answerable by ModalAnswer.
+    int exec() override;
+
+private:
+    HTextEdit* editor_;
+};
