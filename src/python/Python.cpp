@@ -395,8 +395,15 @@ int Python::pyAssignGlobal(const char* name, PyObject* value)
 
 int Python::pyAssignGlobal(char* name, PyObject* value)
 {
-    if (!ready() || !name || !value)
+    if (!ready())
         return -1;
+    if (!name || !value) {
+        char message[MessageSize];
+        std::snprintf(message, sizeof message, "Internal error: cannot assign __main__.%s\n",
+                      name ? name : "(null)");
+        error(message);
+        return -1;
+    }
     const int status = PyDict_SetItemString(main_dict, name, value);
     if (status != 0 && PyErr_Occurred())
         handleException();

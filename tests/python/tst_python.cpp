@@ -248,11 +248,16 @@ void TestPython::runAndEvaluate()
     python->pyf("%s", longText.constData());
     QCOMPARE(python->errors.size(), 1);
     QVERIFY(python->errors.first().startsWith(QLatin1String("Internal error: ")));
+    python->clearRecords();
 
     PyRef globalValue = PyRef::steal(PyLong_FromLong(17));
     QCOMPARE(python->pyAssignGlobal("assignedGlobal", globalValue.get()), 0);
     value = PyRef::steal(python->pyr("assignedGlobal + 1"));
     QCOMPARE(text(value.get()), QStringLiteral("18"));
+    QVERIFY(python->errors.isEmpty());
+    QCOMPARE(python->pyAssignGlobal("assignedGlobal", nullptr), -1);
+    QCOMPARE(python->errors,
+             QStringList{QStringLiteral("Internal error: cannot assign __main__.assignedGlobal\n")});
 }
 
 void TestPython::failingStatements_data()
