@@ -1,0 +1,18 @@
+#pragma once
+
+class QString;
+
+namespace Package {
+
+// Stored and compared as numbers: keep the values.
+enum State { AvailableForUpdate = 0, AvailableForInstallation = 1, Installed = 2 };
+enum Kind { Suite = 0, Group = 1, Ordinary = 2 };
+enum Action { Update = 0, Install = 1, Remove = 2, None = 3 };
+
+// Display texts, translated; a value out of range gives an empty text ("ERROR" for
+// an action).
+QString stateText(int state);
+QString kindText(int kind);
+QString actionText(int action);
+
+} // namespace Package

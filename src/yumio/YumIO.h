@@ -1,0 +1,235 @@
+#pragma once
+
+#include "log/LogEntryList.h"
+#include "python/PyRef.h"
+#include "python/Python.h"
+#include "yumio/Package.h"
+#include "yumio/PackageEntryList.h"
+
+#include <QHash>
+#include <QMutex>
+#include <QObject>
+#include <QString>
+
+class HProgressBar;
+class QWidget;
+class YumIODialogs;
+
+namespace Package {
+class Entry;
+}
+namespace Progress {
+class Object;
+}
+
+// The engine: owns the interpreter, the companion script's object and the catalogue, and
+// answers the script's callbacks.  Lives in the graphical thread; long operations run on
+// a worker thread while the graphical thread waits.
+class YumIO final : public QObject, public Python
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(YumIO)
+
+public:
+    // Finds an entry again: packages by name and architecture class, groups by name.
+    class EntryKey final
+    {
+    public:
+        EntryKey(bool group, const QString& name, const QString& biArch);
+        bool operator==(const EntryKey& other) const;
+        bool operator!=(const EntryKey& other) const { return !(*this == other); }
+
+        bool group;
+        QString name;
+        QString biArch;
+    };
+
+    // Keeps a worker from starting its body before the graphical thread waits for it.
+    class Blocker final
+    {
+    public:
+        void prepare() { mutex.lock(); }
+        void release() { mutex.unlock(); }
+        void block();
+
+    private:
+        QMutex mutex;
+    };
+
+    YumIO();
+    ~YumIO() override;
+
+    void setup(QWidget* parent, HProgressBar* totalBar, HProgressBar* itemBar);
+    bool initialize();
+
+    // -- version and features
+    QString yumVersionStr();
+    unsigned long yumVersion();
+    bool hasDistribGroups();
+    bool hasTransTest();
+    bool hasPickledCache();
+    bool hasSqliteCache();
+    bool usesSqlite();
+    bool usesPresto();
+    bool hasMultiProgress();
+    QString getYumVar(const QString& name);
+
+    // -- reporting
+    void log(Log::Kind kind, unsigned int level, const QString& text);
+    void write(const QString& text, Log::Kind kind, unsigned int level, QString& rest);
+    void error(const QString& text);
+    void warning(const QString& text);
+    void error(const char* message) override;
+    void warning(const char* message) override;
+    void pythonException(const QString& context);
+    void pythonExceptionV(const QString& context);
+    void commExceptSetup();
+    bool commExceptRaised(PyObject* result, const QString& action);
+    void pyExceptExpect(PyObject* type) override;
+    void pyExceptClear() override;
+    void exceptionExpected() override;
+    Log::EntryList& logList() { return logList_; }
+    int logMark() const { return logMark_; }
+
+    // -- conversions
+    QString simpleString(PyObject* package, const char* name);
+    QString getBiArch(const QString& arch);
+    qint64 sizeOf(PyObject* package);
+    static QString bytesFormat(unsigned long long bytes);
+    qint64 buildTimeOf(PyObject* package);
+    const char* timeFormat(long t);
+    const char* dateFormat(long t);
+    QString pyString(PyObject* object);
+    QString pyStringDec(PyObject* object);
+    QString pyStringX(PyObject* object);
+    QString pyStringXDec(PyObject* object);
+    QString pyMappingString(PyObject* mapping, const char* key);
+    PyObject* pyDictGetItem(PyObject* dict, const QString& key);
+    qint64 pyTime(PyObject* object);
+    qint64 pyTimeDec(PyObject* object);
+    const char* pyDescribe(PyObject* object);
+    // "[epoch:]name-version-release.arch"; false when the text has not that shape.
+    static bool parseEnvra(const QString& envra, QString& epoch, QString& name, QString& version,
+                           QString& release, QString& arch);
+
+    // -- the catalogue
+    int count() const;
+    Package::Entry** begin();
+    Package::Entry** end();
+    Package::Entry* operator[](int index);
+    bool clearing() const { return clearing_; }
+    void setClearing(bool clearing) { clearing_ = clearing; }
+    QString getName(const Package::Entry& entry) const;
+    QString getVerRel(const Package::Entry& entry) const;
+    QString getRepo(const Package::Entry& entry) const;
+    QString getArch(const Package::Entry& entry) const;
+    QString getSize(const Package::Entry& entry) const;
+    QString getSummary(const Package::Entry& entry) const;
+    QString getBuildTime(const Package::Entry& entry) const;
+    QString getState(const Package::Entry& entry) const;
+    QString getKind(const Package::Entry& entry) const;
+
+    // -- callbacks of the script (the yumIOC module); each returns a new reference
+    PyObject* stdoutWrite(PyObject* self, PyObject* args);
+    PyObject* stderrWrite(PyObject* self, PyObject* args);
+    PyObject* log(PyObject* self, PyObject* args);
+    PyObject* errorlog(PyObject* self, PyObject* args);
+    PyObject* collectProgress(PyObject* self, PyObject* args);
+    PyObject* collectGrabMeterStart(PyObject* self, PyObject* args);
+    PyObject* collectGrabMeterUpdate(PyObject* self, PyObject* args);
+    PyObject* collectGrabMeterEnd(PyObject* self, PyObject* args);
+    PyObject* collectGrabMeterFailure(PyObject* self, PyObject* args);
+    PyObject* collectGrabMultiMeterStart(PyObject* self, PyObject* args);
+    PyObject* collectGrabMultiMeterNew(PyObject* self, PyObject* args);
+    PyObject* collectGrabMultiMeterRemove(PyObject* self, PyObject* args);
+    PyObject* collectGrabMultiMeterEnd(PyObject* self, PyObject* args);
+    PyObject* applyGrabMeterStart(PyObject* self, PyObject* args);
+    PyObject* applyGrabMeterUpdate(PyObject* self, PyObject* args);
+    PyObject* applyGrabMeterEnd(PyObject* self, PyObject* args);
+    PyObject* applyGrabMeterFailure(PyObject* self, PyObject* args);
+    PyObject* applyGrabMultiMeterStart(PyObject* self, PyObject* args);
+    PyObject* applyGrabMultiMeterNew(PyObject* self, PyObject* args);
+    PyObject* applyGrabMultiMeterRemove(PyObject* self, PyObject* args);
+    PyObject* applyGrabMultiMeterEnd(PyObject* self, PyObject* args);
+    PyObject* dsTsCheck(PyObject* self, PyObject* args);
+    PyObject* dsRestartLoop(PyObject* self, PyObject* args);
+    PyObject* userconfirm(PyObject* self, PyObject* args);
+    PyObject* reportDownloadSize(PyObject* self, PyObject* args);
+    PyObject* listTransaction(PyObject* self, PyObject* args);
+    PyObject* tsInitCallback(PyObject* self, PyObject* args);
+    PyObject* tsCallback(PyObject* self, PyObject* args);
+    PyObject* tsEvent(PyObject* self, PyObject* args);
+    PyObject* postTransactionOutput(PyObject* self, PyObject* args);
+    PyObject* gpgsigcheck(PyObject* self, PyObject* args);
+
+    // The script object (borrowed); null until initialize() succeeded.
+    PyObject* scriptObject() const { return yumIO_.get(); }
+    bool yumLocked() const { return yumLocked_; }
+    bool takeYumLock();
+
+    // -- services used by worker bodies
+    YumIODialogs*& dialogsSlot() { return dialogs_; }
+    QWidget* dialogParent() const { return parent_; }
+    Progress::Object*& progressSlot() { return progress_; }
+    HProgressBar* totalBar() const { return totalBar_; }
+    HProgressBar* itemBar() const { return itemBar_; }
+
+    // Text of the script's standard error is given this kind and level.
+    Log::Kind stderrKind = Log::Error;
+    unsigned int stderrLevel = 0;
+
+private:
+    PyObject* writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest);
+    PyObject* logCallback(PyObject* args, Log::Kind kind);
+    PyObject* noneResult();
+    bool lookupExceptionType(PyRef& slot, const char* name, bool quiet);
+    bool probe(bool& known, bool& answer, bool method, const char* name);
+    QString printableExceptionValue();
+    void printTraceback();
+
+    Log::EntryList logList_;
+    int logMark_ = -1;
+    QString stdoutRest_;
+    QString stderrRest_;
+
+    QWidget* parent_ = nullptr;
+    YumIODialogs* dialogs_ = nullptr;
+    HProgressBar* totalBar_ = nullptr;
+    HProgressBar* itemBar_ = nullptr;
+    Progress::Object* progress_ = nullptr;
+    Blocker blocker_;
+
+    Package::EntryList entries_;
+    Package::EntryList standby_;
+    QHash<EntryKey, Package::Entry*> keyHash_;
+    QString baseArch_;
+    bool clearing_ = false;
+
+    PyRef rpmDict_;
+    PyRef yumIOClass_;
+    PyRef yumIO_;
+    PyRef reposDict_;
+
+    PyRef bdbQuit_;
+    PyRef yumBaseError_;
+    PyRef repoError_;
+    PyRef sqliteOperationalError_;
+    PyRef lockError_;
+    PyRef groupsError_;
+    PyRef noMoreMirrorsRepoError_;
+
+    bool yumLocked_ = false;
+    bool yumVersionKnown_ = false;
+    QString yumVersionStr_;
+    bool usesSqliteKnown_ = false;
+    bool usesSqlite_ = false;
+    bool usesPrestoKnown_ = false;
+    bool usesPresto_ = false;
+    bool hasMultiProgressKnown_ = false;
+    bool hasMultiProgress_ = false;
+
+    char timeBuffer_[64] = {};
+    char describeBuffer_[1024] = {};
+};
+
+size_t qHash(const YumIO::EntryKey& key, size_t seed = 0);
