@@ -1,0 +1,1297 @@
+"""Orvo's companion script: the program's adapter over dnf.
+
+The engine runs this file in __main__, creates one YumIO object (a fresh one
+after every transaction) and reaches the package manager only through its
+members.  Everything the package manager reports goes back through the
+callback module yumIOC, which the engine registers before running the file.
+
+Conventions the engine relies on:
+  - package objects: name, arch, epoch, version, release, ver, rel, pkgtup
+    (name, arch, epoch, version, release), repoid ("installed" for installed
+    packages), size, printVer(), returnSimple(tag), returnPrco(kind),
+    returnFileEntries(type), returnChangelog(), localPkg(), localHdr();
+    installed packages also carry hdr (their rpm header), available ones
+    relativepath;
+  - group objects: name, groupid, user_visible, installed, and the member
+    dictionaries mandatory_packages, default_packages, optional_packages
+    (name -> 1) and conditional_packages (name -> required package);
+  - "TSINFO: " lines name packages as [epoch:]name-version-release.arch;
+  - makelists() returns eight lists of transaction members: installed,
+    updated, removed, obsoleted, installed as dependencies, updated as
+    dependencies, removed as dependencies, and reinstalled or downgraded.
+"""
+
+import os
+import sys
+
+
+def _scriptDirs():
+    dirs = []
+    try:
+        dirs.append(os.path.dirname(os.path.abspath(__file__)))
+    except NameError:
+        pass
+    share = os.environ.get("ORVOSHARE") or "/usr/share/orvo"
+    dirs.append(os.path.join(share, "python"))
+    return dirs
+
+
+# The engine puts nothing on sys.path: find the yum package next to this file.
+for _dir in reversed(_scriptDirs()):
+    if _dir not in sys.path:
+        sys.path.insert(0, _dir)
+
+import errno  # noqa: E402
+import fcntl  # noqa: E402
+import glob  # noqa: E402
+import logging  # noqa: E402
+import shutil  # noqa: E402
+import time  # noqa: E402
+
+import dnf  # noqa: E402
+import dnf.callback  # noqa: E402
+import dnf.conf  # noqa: E402
+import dnf.exceptions  # noqa: E402
+import dnf.lock  # noqa: E402
+import dnf.rpm  # noqa: E402
+import dnf.transaction  # noqa: E402
+import hawkey  # noqa: E402
+import libdnf  # noqa: E402
+import rpm  # noqa: E402
+
+import yumIOC  # noqa: E402
+from yum import Errors  # noqa: E402
+
+
+# yum's transaction-member codes.
+TS_UPDATE = 10
+TS_INSTALL = 20
+TS_TRUEINSTALL = 30
+TS_ERASE = 40
+TS_OBSOLETED = 50
+TS_OBSOLETING = 60
+TS_AVAILABLE = 70
+TS_UPDATED = 90
+
+_FLAGS = {"<": "LT", "<=": "LE", "=": "EQ", "==": "EQ", ">=": "GE", ">": "GT"}
+
+
+def usesSqlite():
+    """The adapter presents yum's sqlite-backed repository cache."""
+    return True
+
+
+class _AttrDict(dict):
+    """A dictionary whose keys also read as attributes.
+
+    The engine reaches some values by attribute and some through mappings;
+    this serves both and is a real dict for the interpreter's C API.
+    """
+
+    def __getattr__(self, name):
+        try:
+            return self[name]
+        except KeyError:
+            raise AttributeError(name)
+
+    def __setattr__(self, name, value):
+        self[name] = value
+
+
+class _CallbackStream(object):
+    """A text stream that hands everything written to a yumIOC callback."""
+
+    encoding = "utf-8"
+    errors = "replace"
+
+    def __init__(self, callback):
+        self._callback = callback
+
+    def write(self, text):
+        if text:
+            self._callback(str(text).replace("\0", ""))
+        return len(text)
+
+    def writelines(self, lines):
+        for line in lines:
+            self.write(line)
+
+    def flush(self):
+        pass
+
+    def isatty(self):
+        return False
+
+
+class _CallbackLogHandler(logging.Handler):
+    """dnf's loggers into yumIOC.log and yumIOC.errorlog with yum's levels."""
+
+    def emit(self, record):
+        try:
+            msg = record.getMessage()
+        except Exception:
+            msg = str(record.msg)
+        no = record.levelno
+        if no >= logging.ERROR:
+            yumIOC.errorlog(0, msg)
+        elif no >= logging.WARNING:
+            yumIOC.errorlog(1, msg)
+        elif no >= logging.INFO:
+            yumIOC.log(2, msg)
+        else:
+            yumIOC.log(5, msg)
+
+
+def _redirectOutput():
+    sys.stdout = _CallbackStream(yumIOC.stdoutWrite)
+    sys.stderr = _CallbackStream(yumIOC.stderrWrite)
+    log = logging.getLogger("dnf")
+    for h in list(log.handlers):
+        if h.__class__.__name__ == "_CallbackLogHandler":
+            log.removeHandler(h)
+    log.addHandler(_CallbackLogHandler())
+    log.setLevel(logging.DEBUG)
+    log.propagate = False
+
+
+_redirectOutput()
+
+
+def _tsinfo(text):
+    yumIOC.log(3, "TSINFO: " + text)
+
+
+def _yumError(e):
+    """The yum.Errors counterpart of a dnf, libdnf or rpm failure."""
+    if isinstance(e, Errors.YumBaseError):
+        return e
+    text = str(e)
+    if isinstance(e, dnf.exceptions.RepoError):
+        return Errors.RepoError(text)
+    if isinstance(e, dnf.exceptions.LockError):
+        return Errors.LockError(errno.EAGAIN, text)
+    if isinstance(e, dnf.exceptions.CompsError):
+        return Errors.GroupsError(text)
+    return Errors.YumBaseError(text)
+
+
+def _inRoot(root, path):
+    if root == "/":
+        return path
+    return os.path.join(root, path.lstrip("/"))
+
+
+def _rootDir():
+    return os.environ.get("ORVOROOT") or "/"
+
+
+def _mainConfFile(root):
+    for p in ("/etc/yum/yum.conf", "/etc/yum.conf", "/etc/dnf/dnf.conf"):
+        if os.path.exists(_inRoot(root, p)):
+            return _inRoot(root, p)
+    return _inRoot(root, "/etc/yum.conf")
+
+
+def _rawMainOptions(path):
+    """reposdir and cachedir as the configuration reader sees them."""
+    opts = {}
+    try:
+        with open(path, "rb") as fh:
+            text = fh.read().decode("latin-1")
+    except (IOError, OSError):
+        return opts
+    section = None
+    for line in text.split("\n"):
+        if line.startswith("["):
+            section = line.strip()
+            continue
+        if section != "[main]" or line[:1] in (" ", "\t"):
+            continue
+        for key in ("cachedir", "reposdir"):
+            sep = min([i for i in (line.find(":"), line.find("=")) if i >= 0] or [-1])
+            if sep > 0 and line[:sep].rstrip(" \t") == key:
+                opts[key] = line[sep + 1:].lstrip(" \t").rstrip()
+    return opts
+
+
+def _hostReleasever():
+    for p in ("/etc/os-release", "/usr/lib/os-release"):
+        try:
+            with open(p) as fh:
+                for line in fh:
+                    if line.startswith("VERSION_ID="):
+                        return line.split("=", 1)[1].strip().strip("\"'")
+        except (IOError, OSError):
+            continue
+    return None
+
+
+def _dbPath(root):
+    """The rpm database directory of the root, when it has one of the usual ones."""
+    for d in ("/usr/lib/sysimage/rpm", "/var/lib/rpm"):
+        p = _inRoot(root, d)
+        for f in ("rpmdb.sqlite", "Packages", "Packages.db"):
+            if os.path.exists(os.path.join(p, f)):
+                return d
+    return None
+
+
+def _bytes2str(v):
+    if isinstance(v, bytes):
+        return v.decode("utf-8", "replace")
+    return v
+
+
+class _RootLock(object):
+    """dnf's rpmdb process lock of a root, held for the whole session.
+
+    It uses dnf's own lock file and protocol (the holder's pid, checked under
+    flock), so dnf processes respect it, but without dnf's per-thread lock:
+    the engine takes it on a worker thread and gives it back on another.
+    """
+
+    def __init__(self):
+        self.target = None
+
+    def _tryLock(self, target):
+        d = os.path.dirname(target)
+        if not os.path.isdir(d):
+            os.makedirs(d)
+        fd = os.open(target, os.O_CREAT | os.O_RDWR, 0o644)
+        try:
+            try:
+                fcntl.flock(fd, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            except OSError as e:
+                if e.errno in (errno.EWOULDBLOCK, errno.EAGAIN):
+                    return -1
+                raise
+            old = os.read(fd, 20)
+            me = os.getpid()
+            try:
+                oldPid = int(old) if old.strip() else 0
+            except ValueError:
+                oldPid = 0
+            if oldPid and oldPid != me and os.access("/proc/%d/stat" % oldPid, os.F_OK):
+                return oldPid
+            os.lseek(fd, 0, os.SEEK_SET)
+            os.ftruncate(fd, 0)
+            os.write(fd, str(me).encode())
+            return me
+        finally:
+            os.close(fd)
+
+    def acquire(self, target):
+        try:
+            pid = self._tryLock(target)
+        except OSError as e:
+            raise Errors.LockError(e.errno, "Unable to lock %s: %s" % (target, e.strerror))
+        if pid != os.getpid():
+            who = "another process" if pid < 0 else "process %d" % pid
+            raise Errors.LockError(errno.EAGAIN, "Existing lock %s: another copy is running as %s" % (target, who), max(pid, 0))
+        self.target = target
+
+    def reassert(self):
+        """Write the lock back after dnf's own transaction lock removed the file."""
+        if self.target:
+            try:
+                self._tryLock(self.target)
+            except OSError:
+                pass
+
+    def release(self):
+        target, self.target = self.target, None
+        if not target:
+            return
+        try:
+            with open(target) as fh:
+                mine = fh.read().strip() == str(os.getpid())
+            if mine:
+                os.unlink(target)
+        except (IOError, OSError):
+            pass
+
+
+# One per process: the engine takes the lock through its first script object
+# and gives it back through the last one.
+_LOCK = _RootLock()
+
+
+class _Meter(object):
+    """A download meter as the engine sees it: an identity only."""
+
+
+class _RepoMeter(dnf.callback.DownloadProgress):
+    """A repository's metadata downloads as yum's serial grab meters.
+
+    librepo reports a repository's files as stages of one download; the first
+    stage is shown as the repomd file, the later ones as the contents.
+    """
+
+    def __init__(self, io, repo):
+        super(_RepoMeter, self).__init__()
+        self._io = io
+        self._repo = repo
+        self._meter = None
+        self._files = 0
+        self._total = 0
+        self._done = 0
+
+    def start(self, total_files, total_size, total_drpms=0):
+        pass
+
+    def _open(self, total):
+        self._files += 1
+        base = "repomd.xml" if self._files == 1 else "primary.xml.gz"
+        urls = list(self._repo.baseurl or [])
+        url = (urls[0].rstrip("/") + "/repodata/" + base) if urls else (self._repo.mirrorlist or self._repo.metalink or "")
+        fname = os.path.join(self._io._cachedir, self._repo.id, base)
+        self._meter = _Meter()
+        self._total = total
+        self._done = 0
+        yumIOC.collectGrabMeterStart(self._meter, fname, url, base, total, str(self._repo.name or self._repo.id))
+
+    def _close(self):
+        if self._meter is not None:
+            yumIOC.collectGrabMeterEnd(self._meter, self._done)
+            self._meter = None
+
+    def progress(self, payload, done):
+        total = int(payload.download_size or 0)
+        done = int(done or 0)
+        if total <= 0:
+            return
+        if self._meter is None or total != self._total or done < self._done:
+            self._close()
+            self._open(total)
+        if done != self._done:
+            self._done = done
+            yumIOC.collectGrabMeterUpdate(self._meter, done)
+
+    def end(self, payload, status, msg):
+        if status == dnf.callback.STATUS_FAILED and self._meter is not None:
+            yumIOC.collectGrabMeterFailure(self._meter, msg)
+            self._meter = None
+        self._close()
+
+    def finish(self):
+        self._close()
+
+
+class _ApplyMeter(dnf.callback.DownloadProgress):
+    """Package downloads as yum's serial grab meters."""
+
+    def __init__(self, io):
+        super(_ApplyMeter, self).__init__()
+        self._io = io
+        self._meters = {}
+
+    def start(self, total_files, total_size, total_drpms=0):
+        self._meters = {}
+
+    def _meterOf(self, payload):
+        m = self._meters.get(id(payload))
+        if m is None:
+            m = _Meter()
+            self._meters[id(payload)] = m
+            pkg = getattr(payload, "pkg", None)
+            fname = pkg.localPkg() if pkg is not None else str(payload)
+            url = ""
+            if pkg is not None:
+                try:
+                    url = pkg.remote_location() or ""
+                except Exception:
+                    url = ""
+            yumIOC.applyGrabMeterStart(m, fname, url, os.path.basename(fname),
+                                       int(payload.download_size or 0), str(payload))
+        return m
+
+    def progress(self, payload, done):
+        yumIOC.applyGrabMeterUpdate(self._meterOf(payload), int(done or 0))
+
+    def end(self, payload, status, msg):
+        if status == dnf.callback.STATUS_ALREADY_EXISTS:
+            return
+        m = self._meterOf(payload)
+        if status in (dnf.callback.STATUS_FAILED, dnf.callback.STATUS_MIRROR):
+            yumIOC.applyGrabMeterFailure(m, msg)
+        else:
+            yumIOC.applyGrabMeterEnd(m, int(payload.download_size or 0))
+
+
+class _DepsolveCallback(dnf.callback.Depsolve):
+    def start(self):
+        yumIOC.dsTsCheck()
+
+
+class _TransactionDisplay(dnf.callback.TransactionProgress):
+    """rpm's progress as yum's transaction events."""
+
+    _CODES = {
+        dnf.transaction.PKG_INSTALL: TS_INSTALL,
+        dnf.transaction.PKG_UPGRADE: TS_UPDATE,
+        dnf.transaction.PKG_DOWNGRADE: TS_UPDATE,
+        dnf.transaction.PKG_REINSTALL: TS_INSTALL,
+        dnf.transaction.PKG_OBSOLETE: TS_OBSOLETING,
+        dnf.transaction.PKG_REMOVE: TS_ERASE,
+        dnf.transaction.PKG_UPGRADED: TS_UPDATED,
+        dnf.transaction.PKG_DOWNGRADED: TS_UPDATED,
+        dnf.transaction.PKG_REINSTALLED: TS_UPDATED,
+        dnf.transaction.PKG_OBSOLETED: TS_OBSOLETED,
+        dnf.transaction.PKG_CLEANUP: TS_UPDATED,
+    }
+
+    def __init__(self, io):
+        super(_TransactionDisplay, self).__init__()
+        self._io = io
+
+    def progress(self, package, action, ti_done, ti_total, ts_done, ts_total):
+        code = self._CODES.get(action)
+        if code is None or package is None or isinstance(package, str):
+            return
+        if code in (TS_ERASE, TS_OBSOLETED, TS_UPDATED):
+            obj = package.name
+        else:
+            obj = self._io._wrap(package)
+            if code == TS_INSTALL:
+                code = self._io._installCode(package)
+        yumIOC.tsEvent(obj, code, int(ti_done or 0), int(ti_total or 0), int(ts_done or 0), int(ts_total or 0))
+
+    def scriptout(self, msgs):
+        if msgs:
+            yumIOC.stdoutWrite(_bytes2str(msgs))
+
+    def error(self, message):
+        yumIOC.errorlog(0, message)
+
+
+class _Base(dnf.Base):
+    """dnf's Base with yum's reporting points added."""
+
+    def __init__(self, io):
+        super(_Base, self).__init__()
+        self._orvo = io
+
+    def _add_repo_to_sack(self, repo):
+        meter = _RepoMeter(self._orvo, repo)
+        repo.set_progress_bar(meter)
+        try:
+            repo.load()
+        finally:
+            meter.finish()
+        yumIOC.collectProgress(0, 1, repo.id)
+        super(_Base, self)._add_repo_to_sack(repo)
+        yumIOC.collectProgress(1, 1, repo.id)
+        yumIOC.collectProgress(-1, -1, repo.id)
+
+    def _run_rpm_check(self):
+        msgs = super(_Base, self)._run_rpm_check()
+        if not msgs:
+            yumIOC.tsInitCallback(0)
+        return msgs
+
+    def _run_transaction(self, cb):
+        yumIOC.tsInitCallback(1)
+        return super(_Base, self)._run_transaction(cb)
+
+
+class _Package(object):
+    """A package as yum handed it over."""
+
+    def __init__(self, io, pkg):
+        self._io = io
+        self._pkg = pkg
+
+    name = property(lambda self: self._pkg.name)
+    arch = property(lambda self: self._pkg.arch)
+    epoch = property(lambda self: str(self._pkg.epoch))
+    version = property(lambda self: self._pkg.version)
+    release = property(lambda self: self._pkg.release)
+    ver = version
+    rel = release
+    pkgtup = property(lambda self: (self.name, self.arch, self.epoch, self.version, self.release))
+
+    @property
+    def nvra(self):
+        return "%s-%s-%s.%s" % (self.name, self.version, self.release, self.arch)
+
+    @property
+    def envra(self):
+        if self.epoch != "0":
+            return "%s:%s" % (self.epoch, self.nvra)
+        return self.nvra
+
+    ui_envra = envra
+
+    def __str__(self):
+        return self.envra
+
+    def __repr__(self):
+        return "<%s %s>" % (self.__class__.__name__, self.envra)
+
+    def printVer(self):
+        if self.epoch != "0":
+            return "%s:%s-%s" % (self.epoch, self.version, self.release)
+        return "%s-%s" % (self.version, self.release)
+
+    def _simple(self):
+        p = self._pkg
+        return {
+            "name": p.name, "arch": p.arch, "epoch": self.epoch, "version": p.version,
+            "release": p.release, "summary": p.summary, "description": p.description,
+            "group": p.group, "vendor": p.vendor, "sourcerpm": p.sourcerpm,
+            "license": p.license, "packager": p.packager, "url": p.url,
+            "repoid": self.repoid, "buildtime": p.buildtime, "size": self.size,
+            "installedsize": p.installsize, "packagesize": p.downloadsize,
+        }
+
+    def returnSimple(self, tag):
+        values = self._simple()
+        if tag in values:
+            v = values[tag]
+        else:
+            v = self._headerValue(tag)
+        if v is None:
+            raise KeyError(tag)
+        return v
+
+    def _headerValue(self, tag):
+        hdr = self._header()
+        if hdr is None:
+            return None
+        try:
+            return _bytes2str(hdr[tag])
+        except (KeyError, ValueError, TypeError):
+            return None
+
+    def _header(self):
+        return None
+
+    def returnPrco(self, prcotype, printable=False):
+        deps = {
+            "provides": self._pkg.provides,
+            "requires": list(self._pkg.requires_pre) + list(self._pkg.requires),
+            "conflicts": self._pkg.conflicts,
+            "obsoletes": self._pkg.obsoletes,
+        }.get(prcotype, [])
+        result = []
+        seen = set()
+        for dep in deps:
+            text = str(dep)
+            if text in seen:
+                continue
+            seen.add(text)
+            if printable:
+                result.append(text)
+                continue
+            parts = text.split(" ")
+            if len(parts) == 3 and parts[1] in _FLAGS and not text.startswith("("):
+                evr = parts[2]
+                e, v, r = "0", evr, None
+                if ":" in v:
+                    e, v = v.split(":", 1)
+                if "-" in v:
+                    v, r = v.rsplit("-", 1)
+                result.append((parts[0], _FLAGS[parts[1]], (e, v, r)))
+            else:
+                result.append((text, None, (None, None, None)))
+        return result
+
+    def returnFileEntries(self, ftype="file", primary_only=False):
+        if ftype != "file":
+            return []
+        return list(self._pkg.files)
+
+    def returnChangelog(self):
+        out = []
+        for c in self._pkg.changelogs:
+            ts = c.get("timestamp")
+            if hasattr(ts, "timetuple"):
+                ts = int(time.mktime(ts.timetuple()))
+            out.append((int(ts or 0), c.get("author", ""), c.get("text", "")))
+        return out
+
+    def localPkg(self):
+        return None
+
+    def localHdr(self):
+        return None
+
+
+class _AvailablePackage(_Package):
+    """A package from a repository."""
+
+    repoid = property(lambda self: self._pkg.reponame)
+    relativepath = property(lambda self: self._pkg.location)
+    size = property(lambda self: int(self._pkg.downloadsize or 0))
+
+    def _simple(self):
+        d = _Package._simple(self)
+        d["relativepath"] = self.relativepath
+        return d
+
+    def localPkg(self):
+        return self._pkg.localPkg()
+
+    # dnf reads headers from the package file itself, so the header is local
+    # exactly when the package is.
+    localHdr = localPkg
+
+    def _header(self):
+        path = self.localPkg()
+        if not path or not os.path.exists(path):
+            return None
+        ts = rpm.TransactionSet()
+        ts.setVSFlags(rpm._RPMVSF_NOSIGNATURES | rpm._RPMVSF_NODIGESTS)
+        try:
+            with open(path, "rb") as fh:
+                return ts.hdrFromFdno(fh.fileno())
+        except (rpm.error, IOError, OSError):
+            return None
+
+
+class _InstalledPackage(_Package):
+    """A package of the root's rpm database, with its header."""
+
+    repoid = "installed"
+    size = property(lambda self: int(self._pkg.installsize or 0))
+
+    def __init__(self, io, pkg):
+        _Package.__init__(self, io, pkg)
+        self._hdr = None
+
+    def _simple(self):
+        d = _Package._simple(self)
+        d["installtime"] = self._pkg.installtime
+        return d
+
+    @property
+    def hdr(self):
+        if self._hdr is None:
+            self._hdr = self._io._installedHeader(self._pkg.rpmdbid)
+        return self._hdr
+
+    def _header(self):
+        return self.hdr
+
+    def returnFileEntries(self, ftype="file", primary_only=False):
+        hdr = self.hdr
+        if hdr is None:
+            return _Package.returnFileEntries(self, ftype)
+        names = [_bytes2str(f) for f in hdr[rpm.RPMTAG_FILENAMES]]
+        modes = hdr[rpm.RPMTAG_FILEMODES] or [0] * len(names)
+        flags = hdr[rpm.RPMTAG_FILEFLAGS] or [0] * len(names)
+        out = []
+        for n, m, f in zip(names, modes, flags):
+            if f & rpm.RPMFILE_GHOST:
+                kind = "ghost"
+            elif (m & 0o170000) == 0o040000:
+                kind = "dir"
+            else:
+                kind = "file"
+            if kind == ftype:
+                out.append(n)
+        return out
+
+    def returnChangelog(self):
+        hdr = self.hdr
+        if hdr is None:
+            return _Package.returnChangelog(self)
+        return list(zip([int(t) for t in hdr[rpm.RPMTAG_CHANGELOGTIME]],
+                        [_bytes2str(n) for n in hdr[rpm.RPMTAG_CHANGELOGNAME]],
+                        [_bytes2str(t) for t in hdr[rpm.RPMTAG_CHANGELOGTEXT]]))
+
+
+class _Group(object):
+    """A comps group in yum's shape."""
+
+    def __init__(self, grp, installedNames):
+        self.groupid = grp.id
+        self.name = grp.name
+        self.ui_name = grp.ui_name
+        self.description = grp.desc or ""
+        self.ui_description = grp.ui_description or ""
+        self.user_visible = bool(grp.visible)
+        self.default = bool(grp.default)
+        self.display_order = grp.display_order
+        self.mandatory_packages = dict((p.name, 1) for p in grp.mandatory_packages)
+        self.default_packages = dict((p.name, 1) for p in grp.default_packages)
+        self.optional_packages = dict((p.name, 1) for p in grp.optional_packages)
+        self.conditional_packages = dict((p.name, p.requires or "") for p in grp.conditional_packages)
+        self.sub_groups = []
+        self.default_metapkgs = {}
+        self.optional_metapkgs = {}
+        # Installed the way yum counted it: all mandatory members, or, when
+        # there are none, any other member.
+        if self.mandatory_packages:
+            self.installed = all(n in installedNames for n in self.mandatory_packages)
+        else:
+            others = list(self.default_packages) + list(self.optional_packages) + list(self.conditional_packages)
+            self.installed = any(n in installedNames for n in others)
+
+    @property
+    def packages(self):
+        return (list(self.mandatory_packages) + list(self.default_packages)
+                + list(self.optional_packages) + list(self.conditional_packages))
+
+    def requiredPkgs(self, name=None):
+        return list(self.mandatory_packages) + list(self.default_packages)
+
+    pkgTree = requiredPkgs
+
+    def __str__(self):
+        return self.name
+
+
+class _TransactionMember(object):
+    """One package of a resolved transaction, in yum's shape."""
+
+    def __init__(self, po, output_state, isDep=False):
+        self.po = po
+        self.output_state = output_state
+        self.isDep = isDep
+        self.reason = "dep" if isDep else "user"
+        self.ts_state = {TS_ERASE: "e", TS_OBSOLETED: None, TS_UPDATED: None}.get(output_state, "u")
+        self.obsoletes = []
+        self.obsoleted_by = []
+        self.updates = []
+        self.updated_by = []
+        self.relatedto = []
+
+    name = property(lambda self: self.po.name)
+    arch = property(lambda self: self.po.arch)
+    epoch = property(lambda self: self.po.epoch)
+    version = property(lambda self: self.po.version)
+    release = property(lambda self: self.po.release)
+    ver = version
+    rel = release
+    pkgtup = property(lambda self: self.po.pkgtup)
+    repoid = property(lambda self: self.po.repoid)
+
+    def __str__(self):
+        return str(self.po)
+
+    def __repr__(self):
+        return "<txmbr %s %d>" % (self.po, self.output_state)
+
+
+class _TransactionInfo(object):
+    """A resolved transaction: its members and yum's lists of them."""
+
+    def __init__(self):
+        self.installed = []
+        self.updated = []
+        self.removed = []
+        self.obsoleted = []
+        self.depinstalled = []
+        self.depupdated = []
+        self.depremoved = []
+        self.reinstalled = []
+        self.members = []
+
+    def add(self, txmbr):
+        self.members.append(txmbr)
+
+    def getMembers(self):
+        return list(self.members)
+
+    def __iter__(self):
+        return iter(self.members)
+
+    def __len__(self):
+        return len(self.members)
+
+    def makelists(self):
+        return (self.installed, self.updated, self.removed, self.obsoleted,
+                self.depinstalled, self.depupdated, self.depremoved, self.reinstalled)
+
+
+class _Collected(object):
+    def __init__(self, installed, available):
+        self.installed = installed
+        self.available = available
+
+
+class YumIO(object):
+    """The adapter object the engine talks to."""
+
+    def __init__(self):
+        self.root = _rootDir()
+        self.conf = _AttrDict()
+        self.repos = _AttrDict(repos={})
+        self.tsInfo = _TransactionInfo()
+        self._base = None
+        self._sackReady = False
+        self._otherLoaded = False
+        self._pkgs = {}
+        self._installonly = None
+        try:
+            self._configure()
+        except Errors.YumBaseError as e:
+            yumIOC.errorlog(0, str(e))
+            raise SystemExit(str(e))
+        except (dnf.exceptions.Error, libdnf.error.Error, RuntimeError, ValueError) as e:
+            yumIOC.errorlog(0, str(e))
+            raise SystemExit(str(e))
+
+    # ---- configuration ------------------------------------------------
+
+    def _fixDbPath(self):
+        d = _dbPath(self.root)
+        if d and rpm.expandMacro("%{_dbpath}") != d:
+            rpm.addMacro("_dbpath", d)
+
+    def _configure(self):
+        root = self.root
+        if not os.path.isdir(root):
+            raise Errors.YumBaseError("ORVOROOT %s is not a directory" % root)
+        base = _Base(self)
+        self._base = base
+        # Creating dnf's configuration re-reads rpm's macros, so the
+        # database path is set after it.
+        self._fixDbPath()
+        conf = base.conf
+        conf.installroot = root
+        main = _mainConfFile(root)
+        if os.path.exists(main):
+            conf.read(main, priority=dnf.conf.PRIO_MAINCONFIG)
+        conf.config_file_path = main
+        raw = _rawMainOptions(main)
+        subst = conf.substitutions
+        subst.update_from_etc(root, varsdir=conf.varsdir)
+        if not conf.releasever:
+            rel = dnf.rpm.detect_releasever(root) or _hostReleasever()
+            if rel:
+                conf.releasever = rel
+        if "reposdir" in raw:
+            dirs = raw["reposdir"].replace(",", " ").split()
+        else:
+            dirs = ["/etc/yum/repos.d", "/etc/yum.repos.d"]
+        conf.reposdir = [_inRoot(root, d) for d in dirs]
+        cachedir = raw.get("cachedir") or "/var/cache/yum/$basearch/$releasever"
+        cachedir = libdnf.conf.ConfigParser.substitute(cachedir, subst)
+        self._cachedir = _inRoot(root, cachedir)
+        conf.cachedir = self._cachedir
+        for opt in ("persistdir", "logdir"):
+            conf.prepend_installroot(opt)
+        for d in (conf.logdir, self._cachedir):
+            if not os.path.isdir(d):
+                os.makedirs(d)
+        conf.clean_requirements_on_remove = False
+        conf.exit_on_lock = True
+        base._ds_callback = _DepsolveCallback()
+        base.read_all_repos()
+        yumvar = dict(subst)
+        yumvar.setdefault("basearch", conf.basearch)
+        yumvar.setdefault("arch", conf.arch)
+        self.conf.update(
+            yumvar=yumvar,
+            installroot=root,
+            config_file_path=main,
+            reposdir=list(conf.reposdir),
+            cachedir=self._cachedir,
+            persistdir=conf.persistdir,
+            dbpath=_dbPath(root) or rpm.expandMacro("%{_dbpath}"),
+            installonlypkgs=list(conf.installonlypkgs),
+        )
+        repos = {}
+        for rid in sorted(base.repos):
+            r = base.repos[rid]
+            repos[rid] = _AttrDict(
+                id=rid, name=r.name, enabled=1 if r.enabled else 0,
+                baseurl=list(r.baseurl or []), mirrorlist=r.mirrorlist or "",
+                gpgcheck=1 if r.gpgcheck else 0, repofile=r.repofile)
+        self.repos.repos = repos
+
+    # ---- lock ------------------------------------------------------
+
+    def lock(self):
+        target = os.path.join(dnf.lock._fit_lock_dir(self._base.conf.persistdir), "rpmdb_lock.pid")
+        _LOCK.acquire(target)
+
+    def unlock(self):
+        _LOCK.release()
+
+    # ---- repositories ------------------------------------------------
+
+    def _repo(self, rid):
+        if rid not in self._base.repos:
+            raise Errors.RepoError("Error getting repository data for %s, repository not found" % rid)
+        return self._base.repos[rid]
+
+    def enableRepo(self, rid):
+        self._repo(rid).enable()
+        self.repos.repos[rid].enabled = 1
+
+    def disableRepo(self, rid):
+        self._repo(rid).disable()
+        self.repos.repos[rid].enabled = 0
+
+    def _fillSack(self):
+        self._fixDbPath()
+        try:
+            self._base.fill_sack(load_system_repo=True, load_available_repos=True)
+        except Exception as e:
+            raise _yumError(e)
+        self._sackReady = True
+        self._installonly = None
+
+    def setupRepos(self):
+        self._fillSack()
+
+    def setupTs(self):
+        self.tsInfo = _TransactionInfo()
+
+    # ---- packages ------------------------------------------------------
+
+    def _wrap(self, pkg):
+        key = (str(pkg), pkg.reponame)
+        w = self._pkgs.get(key)
+        if w is None:
+            cls = _InstalledPackage if pkg.reponame == hawkey.SYSTEM_REPO_NAME else _AvailablePackage
+            w = cls(self, pkg)
+            self._pkgs[key] = w
+        return w
+
+    def _query(self):
+        if not self._sackReady:
+            self._fillSack()
+        return self._base.sack.query()
+
+    def collectUpdates(self):
+        q = self._query()
+        return [self._wrap(p) for p in q.upgrades().latest()]
+
+    def collectAll(self):
+        q = self._query()
+        inst = q.installed()
+        instTups = set((p.name, p.arch, p.evr) for p in inst)
+        avail = [p for p in q.available().latest() if (p.name, p.arch, p.evr) not in instTups]
+        return _Collected([self._wrap(p) for p in inst], [self._wrap(p) for p in avail])
+
+    def isBetterThan(self, a, b):
+        c = a._pkg.evr_cmp(b._pkg)
+        if c != 0:
+            return c > 0
+        return self._archRank(a.arch) < self._archRank(b.arch)
+
+    def _archRank(self, arch):
+        basearch = self.conf.yumvar.get("basearch")
+        if self.getBiArch(arch) == basearch:
+            return 0
+        if arch == "noarch":
+            return 1
+        return 2
+
+    def getBiArch(self, arch):
+        """The architecture's class: one per word size of a family, noarch its own."""
+        if arch in ("sparc64", "sparc64v"):
+            return "sparc64"
+        try:
+            return dnf.rpm.basearch(arch)
+        except KeyError:
+            return arch
+
+    def _installedHeader(self, rpmdbid):
+        self._fixDbPath()
+        ts = rpm.TransactionSet(self.root)
+        ts.setVSFlags(rpm._RPMVSF_NOSIGNATURES | rpm._RPMVSF_NODIGESTS)
+        try:
+            for h in ts.dbMatch(rpm.RPMDBI_PACKAGES, rpmdbid):
+                return h
+        finally:
+            ts.closeDB()
+        return None
+
+    def _installonlyNames(self):
+        if self._installonly is None:
+            q = self._base._get_installonly_query(self._base.sack.query())
+            self._installonly = set(p.name for p in q)
+        return self._installonly
+
+    def _installCode(self, pkg):
+        """yum's code for a package that rpm installs."""
+        if getattr(self, "_obsoleting", None) and str(pkg) in self._obsoleting:
+            return TS_OBSOLETING
+        if pkg.name in self._installonlyNames():
+            return TS_TRUEINSTALL
+        return TS_INSTALL
+
+    # ---- groups --------------------------------------------------------
+
+    def setupTsGroup(self):
+        try:
+            self._base.read_comps(arch_filter=True)
+        except Exception as e:
+            raise _yumError(e)
+        if not len(self._base.comps.groups):
+            raise Errors.GroupsError("No Groups Available in any repository")
+
+    def collectGroupInfo(self):
+        comps = self._base.comps
+        if comps is None:
+            return []
+        names = set(p.name for p in self._query().installed())
+        return [_Group(g, names) for g in comps.groups_iter()]
+
+    def collectDone(self):
+        return None
+
+    # ---- extra data ----------------------------------------------------
+
+    def collectFileLists(self):
+        # dnf reads the file lists together with the primary data.
+        if not self._sackReady:
+            self._fillSack()
+        return True
+
+    def collectOtherData(self):
+        """Read the change logs of available packages (repository "other" data)."""
+        if self._otherLoaded:
+            return True
+        for repo in self._base.repos.iter_enabled():
+            repo.load_metadata_other = True
+        self._base.reset(sack=True)
+        self._fillSack()
+        # The engine holds the package objects: point them at the new sack.
+        for p in self._base.sack.query():
+            w = self._pkgs.get((str(p), p.reponame))
+            if w is not None:
+                w._pkg = p
+        self._otherLoaded = True
+        return True
+
+    # ---- transactions --------------------------------------------------
+
+    def makelists(self):
+        return self.tsInfo.makelists()
+
+    def _request(self, installs, updates, removes):
+        base = self._base
+        wanted = set()
+        removing = set()
+        for po in installs:
+            base.package_install(po._pkg, strict=True)
+            wanted.add(str(po._pkg))
+        for pair in updates:
+            new = pair[0]
+            if str(new._pkg) in wanted:
+                continue
+            # An install of a newer version replaces the installed one, also
+            # across an architecture change, and keeps install-only kinds.
+            base.package_install(new._pkg, strict=True)
+            wanted.add(str(new._pkg))
+        for po in removes:
+            base.package_remove(po._pkg)
+            removing.add(str(po._pkg))
+        return wanted, removing
+
+    def _buildTsInfo(self, wanted, removing):
+        """yum's transaction members, and the TSINFO lines of what the solver added."""
+        A = libdnf.transaction
+        base = self._base
+        goal = base._goal
+        ts = _TransactionInfo()
+        # old package -> its replacement, by obsoletion (other name) or update (same name)
+        obsoletedBy = {}
+        upgraded = {}
+        incoming = (list(goal.list_installs()) + list(goal.list_upgrades())
+                    + list(goal.list_reinstalls()) + list(goal.list_downgrades()))
+        for p in incoming:
+            for o in goal.obsoleted_by_package(p):
+                if o.name != p.name:
+                    obsoletedBy.setdefault(str(o), (o, p))
+                elif str(p) not in upgraded:
+                    upgraded[str(p)] = o
+        self._obsoleting = set(str(new) for _old, new in obsoletedBy.values())
+        installedNames = set(p.name for p in base.sack.query().installed())
+        lines = []
+        for tsi in base.transaction:
+            p = tsi.pkg
+            key = str(p)
+            action = tsi.action
+            po = self._wrap(p)
+            byUser = key in wanted or key in removing
+            if action in (A.TransactionItemAction_INSTALL, A.TransactionItemAction_UPGRADE):
+                isUpdate = action == A.TransactionItemAction_UPGRADE or p.name in installedNames
+                if key in self._obsoleting:
+                    state = TS_OBSOLETING
+                elif action == A.TransactionItemAction_UPGRADE:
+                    state = TS_UPDATE
+                elif p.name in installedNames and p.name in self._installonlyNames():
+                    state = TS_TRUEINSTALL
+                else:
+                    state = TS_INSTALL
+                m = _TransactionMember(po, state, not byUser)
+                old = upgraded.get(key)
+                if old is not None:
+                    m.updates.append(self._wrap(old))
+                    m.relatedto.append((self._wrap(old), "updates"))
+                for o, n in obsoletedBy.values():
+                    if str(n) == key:
+                        m.obsoletes.append(self._wrap(o))
+                        m.relatedto.append((self._wrap(o), "obsoletes"))
+                if byUser:
+                    (ts.updated if isUpdate else ts.installed).append(m)
+                else:
+                    (ts.depupdated if isUpdate else ts.depinstalled).append(m)
+                    if m.obsoletes:
+                        lines += ["Obsoleting %s with %s" % (o, po) for o in m.obsoletes]
+                    elif old is not None:
+                        lines.append("Marking %s as update for %s" % (po, self._wrap(old)))
+                    else:
+                        lines.append("Marking %s as install" % po)
+            elif action == A.TransactionItemAction_OBSOLETED:
+                m = _TransactionMember(po, TS_OBSOLETED)
+                pair = obsoletedBy.get(key)
+                if pair is not None:
+                    npo = self._wrap(pair[1])
+                    m.obsoleted_by.append(npo)
+                    m.relatedto.append((npo, "obsoletedby"))
+                ts.obsoleted.append(m)
+            elif action == A.TransactionItemAction_REMOVE:
+                m = _TransactionMember(po, TS_ERASE, not byUser)
+                (ts.removed if byUser else ts.depremoved).append(m)
+                if not byUser:
+                    lines.append("%s marked as erase" % po)
+            elif action in (A.TransactionItemAction_REINSTALL, A.TransactionItemAction_DOWNGRADE):
+                m = _TransactionMember(po, TS_UPDATE, not byUser)
+                ts.reinstalled.append(m)
+            else:
+                # the installed version that an update, downgrade or reinstall replaces
+                m = _TransactionMember(po, TS_UPDATED)
+            ts.add(m)
+        # updated members may come before their replacements
+        for m in ts.members:
+            if m.output_state == TS_UPDATED and not m.updated_by:
+                for other in ts.members:
+                    if any(u is m.po for u in other.updates):
+                        m.updated_by.append(other.po)
+                        m.relatedto.append((other.po, "updatedby"))
+        return ts, lines
+
+    def apply(self, installs, updates, removes):
+        base = self._base
+        if not self._sackReady:
+            self._fillSack()
+        base._ds_callback = _DepsolveCallback()
+        try:
+            wanted, removing = self._request(installs, updates, removes)
+            base.resolve(allow_erasing=False)
+        except Exception as e:
+            raise _yumError(e)
+        if not base.transaction:
+            yumIOC.log(2, "Nothing to do")
+            return None
+        self.tsInfo, lines = self._buildTsInfo(wanted, removing)
+        for line in lines:
+            _tsinfo(line)
+        if lines:
+            yumIOC.dsRestartLoop()
+            yumIOC.dsTsCheck()
+        incoming = [self._wrap(p) for p in base.transaction.install_set]
+        yumIOC.reportDownloadSize(incoming)
+        yumIOC.listTransaction(self.tsInfo)
+        if not yumIOC.userconfirm():
+            yumIOC.log(2, "Exiting on user Command")
+            base.reset(goal=True)
+            self.tsInfo = _TransactionInfo()
+            return None
+        remote = [p for p in base.transaction.install_set if not p._is_local_pkg()]
+        try:
+            if remote:
+                base.download_packages(remote, _ApplyMeter(self))
+            yumIOC.gpgsigcheck([self._wrap(p) for p in base.transaction.install_set])
+            self._checkSignatures(base.transaction.install_set)
+            base.do_transaction(display=[_TransactionDisplay(self)])
+        except Exception as e:
+            raise _yumError(e)
+        finally:
+            _LOCK.reassert()
+        yumIOC.postTransactionOutput(self.tsInfo)
+        return None
+
+    def _checkSignatures(self, pkgs):
+        base = self._base
+        for p in pkgs:
+            code, msg = base.package_signature_check(p)
+            if code == 0:
+                continue
+            if code == 1:
+                def ask(po, userid, hexkeyid):
+                    return bool(yumIOC.userconfirm())
+                try:
+                    base.package_import_key(p, askcb=ask)
+                    continue
+                except dnf.exceptions.Error as e:
+                    msg = str(e)
+            raise Errors.YumBaseError(msg)
+
+    def applyFailCleanup(self):
+        try:
+            self._base.reset(goal=True)
+        except Exception:
+            pass
+        self.tsInfo = _TransactionInfo()
+        _LOCK.reassert()
+
+    def flush(self):
+        """Drop dnf's state; the engine makes a new object for the next collection."""
+        if self._base is not None:
+            try:
+                self._base.close()
+            except Exception:
+                pass
+        self._sackReady = False
+        self._pkgs = {}
+
+    # ---- cache cleaning ------------------------------------------------
+
+    def _cacheFiles(self, patterns):
+        found = []
+        for pat in patterns:
+            found += glob.glob(os.path.join(self._cachedir, pat))
+        return sorted(set(found))
+
+    def _clean(self, patterns, what):
+        removed = 0
+        errors = []
+        for f in self._cacheFiles(patterns):
+            try:
+                if os.path.isdir(f) and not os.path.islink(f):
+                    shutil.rmtree(f)
+                else:
+                    os.unlink(f)
+                removed += 1
+            except (IOError, OSError) as e:
+                errors.append("Unable to remove %s: %s" % (f, e))
+        if errors:
+            for e in errors:
+                yumIOC.errorlog(0, e)
+            return 1, errors
+        msg = "%d %s removed" % (removed, what if removed != 1 else what.replace("files", "file"))
+        yumIOC.log(2, msg)
+        return 0, [msg]
+
+    def cleanHeaders(self):
+        return self._clean(["*/headers/*.hdr", "*/*.hdr"], "header files")
+
+    def cleanPackages(self):
+        return self._clean(["*/packages/*.rpm", "*/packages/*.drpm"], "package files")
+
+    def cleanMetadata(self):
+        return self._clean(["*/repodata", "*/metalink.xml", "*/mirrorlist", "*.solvx", "*/*.solvx"],
+                           "metadata files")
+
+    def cleanPickles(self):
+        return self._clean(["*/*.pickle"], "pickle files")
+
+    def cleanSqlite(self):
+        return self._clean(["*.solv", "*/*.sqlite", "*/*.sqlite.bz2"], "sqlite cache files")
+
+    # ---- features ------------------------------------------------------
+
+    def usesPresto(self):
+        return False
+
+    def hasMultiProgress(self):
+        return False
