@@ -8,6 +8,7 @@
 
 #include "widgets/HScrollArea.h"
 #include "widgets/ModalAnswer.h"
+#include "widgets/ScreenLimit.h"
 
 ScrollableConfirmDialog::ScrollableConfirmDialog(const QString& text, const QString& acceptLabel,
                                                  const QString& rejectLabel, QWidget* parent)
@@ -43,6 +44,11 @@ ScrollableConfirmDialog::ScrollableConfirmDialog(const QString& text, const QStr
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(message);
     layout->addLayout(buttons);
+}
+
+QSize ScrollableConfirmDialog::sizeHint() const
+{
+    return ScreenLimit::bound(this, QDialog::sizeHint());
 }
 
 int ScrollableConfirmDialog::exec()

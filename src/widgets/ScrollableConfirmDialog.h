@@ -13,6 +13,9 @@ public:
     ScrollableConfirmDialog(const QString& text, const QString& acceptLabel,
                             const QString& rejectLabel, QWidget* parent = nullptr);
 
+    // Within nine tenths of the screen however long the text: it scrolls instead.
+    QSize sizeHint() const override;
+
 public Q_SLOTS:
     // Answerable by ModalAnswer.
     int exec() override;

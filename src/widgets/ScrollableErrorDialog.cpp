@@ -7,6 +7,7 @@
 
 #include "widgets/HScrollArea.h"
 #include "widgets/ModalAnswer.h"
+#include "widgets/ScreenLimit.h"
 
 ScrollableErrorDialog::ScrollableErrorDialog(const QString& text, QWidget* parent)
     : QDialog(parent)
@@ -28,6 +29,11 @@ ScrollableErrorDialog::ScrollableErrorDialog(const QString& text, QWidget* paren
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(area);
     layout->addLayout(buttons);
+}
+
+QSize ScrollableErrorDialog::sizeHint() const
+{
+    return ScreenLimit::bound(this, QDialog::sizeHint());
 }
 
 int ScrollableErrorDialog::exec()

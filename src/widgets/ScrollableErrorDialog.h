@@ -11,6 +11,9 @@ class ScrollableErrorDialog : public QDialog
 public:
     explicit ScrollableErrorDialog(const QString& text, QWidget* parent = nullptr);
 
+    // Within nine tenths of the screen however long the text: it scrolls instead.
+    QSize sizeHint() const override;
+
 public Q_SLOTS:
     // Answerable by ModalAnswer.
     int exec() override;

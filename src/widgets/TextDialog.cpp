@@ -6,6 +6,7 @@
 
 #include "widgets/HTextEdit.h"
 #include "widgets/ModalAnswer.h"
+#include "widgets/ScreenLimit.h"
 
 TextDialog::TextDialog(QWidget* parent)
     : QDialog(parent)
@@ -29,6 +30,11 @@ TextDialog::TextDialog(QWidget* parent)
 void TextDialog::setText(const QString& text)
 {
     editor_->setPlainText(text);
+}
+
+QSize TextDialog::sizeHint() const
+{
+    return ScreenLimit::bound(this, QDialog::sizeHint());
 }
 
 int TextDialog::exec()

@@ -16,6 +16,9 @@ public:
     void setText(const QString& text);
     HTextEdit* editor() const { return editor_; }
 
+    // Within nine tenths of the screen however long the text: it scrolls instead.
+    QSize sizeHint() const override;
+
 public Q_SLOTS:
     // Answerable by ModalAnswer.
     int exec() override;
