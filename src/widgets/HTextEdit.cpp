@@ -45,9 +45,12 @@ void HTextEdit::appendCompact(const QString& text)
 
 void HTextEdit::focusOutEvent(QFocusEvent* event)
 {
-    // Opening the editor's own context menu is no end of editing.
+    // Opening the editor's own context menu is no end of editing; the toolkit
+    // parents that menu to the viewport.
     const QWidget* popup = QApplication::activePopupWidget();
-    if (event->reason() != Qt::PopupFocusReason && !(popup && popup->parentWidget() == this))
+    const bool ownPopup =
+        popup && (popup->parentWidget() == this || popup->parentWidget() == viewport());
+    if (event->reason() != Qt::PopupFocusReason && !ownPopup)
         Q_EMIT editingFinished();
     QTextEdit::focusOutEvent(event);
 }

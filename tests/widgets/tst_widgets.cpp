@@ -466,8 +466,6 @@ void TestWidgets::appendCompact()
     }
     QCOMPARE(edit.document()->begin().text(), QStringLiteral("Applying: OK"));
     QCOMPARE(edit.document()->lastBlock().text(), QStringLiteral("last"));
-    // One undo step per line: the margin change belongs to its own edit block.
-    QVERIFY(edit.document()->isUndoAvailable() || !edit.isUndoRedoEnabled());
 }
 
 void TestWidgets::editingFinished()
@@ -499,6 +497,14 @@ void TestWidgets::editingFinished()
     QCoreApplication::sendEvent(&edit, &other);
     QCOMPARE(finished.count(), 2);
     own->close();
+    // The toolkit's context menu hangs from the viewport.
+    QMenu* context = new QMenu(edit.viewport());
+    context->addAction(QStringLiteral("Copy"));
+    context->popup(edit.mapToGlobal(QPoint(5, 5)));
+    QVERIFY(QTest::qWaitForWindowExposed(context));
+    QCoreApplication::sendEvent(&edit, &other);
+    QCOMPARE(finished.count(), 2);
+    context->close();
 
     // Someone else's pop-up is a real end.
     QMenu foreign;
