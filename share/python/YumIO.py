@@ -840,12 +840,10 @@ class YumIO(object):
         if d and rpm.expandMacro("%{_dbpath}") != d:
             rpm.addMacro("_dbpath", d)
 
-    def _configure(self):
+    def _newBase(self):
+        """A dnf Base configured from the root's files and this session's choices."""
         root = self.root
-        if not os.path.isdir(root):
-            raise Errors.YumBaseError("ORVOROOT %s is not a directory" % root)
         base = _Base(self)
-        self._base = base
         # Creating dnf's configuration re-reads rpm's macros, so the
         # database path is set after it.
         self._fixDbPath()
@@ -867,6 +865,8 @@ class YumIO(object):
         else:
             dirs = ["/etc/yum/repos.d", "/etc/yum.repos.d"]
         conf.reposdir = [_inRoot(root, d) for d in dirs]
+        # dnf neither substitutes variables in a yum-style cachedir nor puts
+        # the root in front of it.
         cachedir = raw.get("cachedir") or "/var/cache/yum/$basearch/$releasever"
         cachedir = libdnf.conf.ConfigParser.substitute(cachedir, subst)
         self._cachedir = _inRoot(root, cachedir)
@@ -880,13 +880,27 @@ class YumIO(object):
         conf.exit_on_lock = True
         base._ds_callback = _DepsolveCallback()
         base.read_all_repos()
-        yumvar = dict(subst)
+        for rid, r in self.repos.repos.items():
+            if rid in base.repos:
+                if r.enabled:
+                    base.repos[rid].enable()
+                else:
+                    base.repos[rid].disable()
+        return base
+
+    def _configure(self):
+        root = self.root
+        if not os.path.isdir(root):
+            raise Errors.YumBaseError("ORVOROOT %s is not a directory" % root)
+        base = self._base = self._newBase()
+        conf = base.conf
+        yumvar = dict(conf.substitutions)
         yumvar.setdefault("basearch", conf.basearch)
         yumvar.setdefault("arch", conf.arch)
         self.conf.update(
             yumvar=yumvar,
             installroot=root,
-            config_file_path=main,
+            config_file_path=conf.config_file_path,
             reposdir=list(conf.reposdir),
             cachedir=self._cachedir,
             persistdir=conf.persistdir,
@@ -1048,9 +1062,16 @@ class YumIO(object):
         """Read the change logs of available packages (repository "other" data)."""
         if self._otherLoaded:
             return True
-        for repo in self._base.repos.iter_enabled():
+        # dnf does not read more of a repository once it has loaded it: read
+        # everything again with a new Base that asks for the other data too.
+        try:
+            base = self._newBase()
+        except Exception as e:
+            raise _yumError(e)
+        for repo in base.repos.iter_enabled():
             repo.load_metadata_other = True
-        self._base.reset(sack=True)
+        self._base.close()
+        self._base = base
         self._fillSack()
         # The engine holds the package objects: point them at the new sack.
         for p in self._base.sack.query():
@@ -1106,6 +1127,8 @@ class YumIO(object):
         installedNames = set(p.name for p in base.sack.query().installed())
         lines = []
         for tsi in base.transaction:
+            if tsi.action == A.TransactionItemAction_REASON_CHANGE:
+                continue
             p = tsi.pkg
             key = str(p)
             action = tsi.action
