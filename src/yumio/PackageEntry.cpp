@@ -5,14 +5,19 @@
 
 namespace {
 std::atomic<bool> reported { false };
+std::atomic<int> live { 0 };
 }
 
 namespace Package {
 
-Entry::Entry() = default;
+Entry::Entry()
+{
+    ++live;
+}
 
 Entry::~Entry()
 {
+    --live;
     delete next;
     if (yumObject) {
         // The interpreter lock may not be held here: keep the reference rather than
@@ -22,6 +27,11 @@ Entry::~Entry()
             std::fprintf(stderr, "Internal error: attempt to delete Package::Entry %p with extant python obj %p\n",
                          static_cast<void*>(this), static_cast<void*>(object));
     }
+}
+
+int Entry::liveCount()
+{
+    return live.load();
 }
 
 bool Entry::extantReported()

@@ -42,8 +42,10 @@ public:
     // rpm began removing or replacing this installed version.
     bool started = false;
 
-    // Tests only: whether the "extant python obj" message has been printed.
+    // Tests only: whether the "extant python obj" message has been printed, and how
+    // many entries exist.
     static bool extantReported();
+    static int liveCount();
 };
 
 } // namespace Package

@@ -117,6 +117,8 @@ public:
     Package::Entry** begin();
     Package::Entry** end();
     Package::Entry* operator[](int index);
+    // The rows as collected, whatever the clearing flag says.
+    Package::EntryList& catalogue() { return entries_; }
     bool clearing() const { return clearing_; }
     void setClearing(bool clearing) { clearing_ = clearing; }
     QString getName(const Package::Entry& entry) const;
