@@ -180,10 +180,40 @@ public:
     Log::Kind stderrKind = Log::Error;
     unsigned int stderrLevel = 0;
 
+    // -- worker threads
+    // Starters: graphical thread only, one at a time; each returns when its worker is done.
+    bool collect(const QHash<QString, bool>& requests);
+    void clearEntries();
+    bool collectFileLists();
+    bool collectOtherData();
+    bool apply();
+    // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
+    void execWorkThread(class QEventLoop& loop, QThread& thread);
+
+    // Worker bodies: each starts with blocker().block().
+    bool collectReal(const QHash<QString, bool>& requests);
+    void clearEntriesReal();
+    bool collectFileListsReal();
+    bool collectOtherDataReal();
+    bool applyReal();
+
+    Blocker& blocker() { return blocker_; }
+    class YumIOCapturers*& capturersSlot() { return capturers_; }
+
+    // Text read from the capture pipes.
+    void writeStdout(const QString& text);
+    void writeStderr(const QString& text);
+    // A "TSINFO: " message of yum's information logger, without its prefix.
+    void dsTsInfo(const QString& text);
+
+public Q_SLOTS:
+    void blockerRelease();
+    // -- end of worker threads
+
 private:
     PyObject* writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest);
     PyObject* logCallback(PyObject* args, Log::Kind kind);
-    PyObject* noneResult();
+    static PyObject* noneResult();
     bool lookupExceptionType(PyRef& slot, const char* name, bool quiet);
     bool probe(bool& known, bool& answer, bool method, const char* name);
     QString printableExceptionValue();
@@ -232,6 +262,10 @@ private:
 
     char timeBuffer_[64] = {};
     char describeBuffer_[1024] = {};
+
+    // -- worker threads
+    YumIOCapturers* capturers_ = nullptr;
+    // -- end of worker threads
 };
 
 size_t qHash(const YumIO::EntryKey& key, size_t seed = 0);

@@ -1,0 +1,98 @@
+// Running long operations on a worker thread while the graphical thread waits and keeps
+// the interface alive.
+
+#include "yumio/YumIO.h"
+
+#include "yumio/YumIOApplyThread.h"
+#include "yumio/YumIOClearEntriesThread.h"
+#include "yumio/YumIOCollectFileListsThread.h"
+#include "yumio/YumIOCollectOtherDataThread.h"
+#include "yumio/YumIOCollectThread.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+#include <csignal>
+
+bool YumIO::collect(const QHash<QString, bool>& requests)
+{
+    QEventLoop loop;
+    CollectThread thread(this, loop, requests);
+    execWorkThread(loop, thread);
+    return thread.result();
+}
+
+void YumIO::clearEntries()
+{
+    QEventLoop loop;
+    ClearEntriesThread thread(this, loop);
+    execWorkThread(loop, thread);
+}
+
+bool YumIO::collectFileLists()
+{
+    QEventLoop loop;
+    CollectFileListsThread thread(this, loop);
+    execWorkThread(loop, thread);
+    return thread.result();
+}
+
+bool YumIO::collectOtherData()
+{
+    QEventLoop loop;
+    CollectOtherDataThread thread(this, loop);
+    execWorkThread(loop, thread);
+    return thread.result();
+}
+
+bool YumIO::apply()
+{
+    QEventLoop loop;
+    ApplyThread thread(this, loop);
+    execWorkThread(loop, thread);
+    return thread.result();
+}
+
+void YumIO::execWorkThread(QEventLoop& loop, QThread& thread)
+{
+    // The worker's body starts with blocker_.block(), so it cannot end (and exit the
+    // loop) before the loop below runs: the timer that releases it fires inside it.
+    blocker_.prepare();
+    sigset_t previousMask;
+    {
+        // The worker holds the interpreter lock for its whole body.
+        PyThreadStateWrapper unlocked;
+        thread.start(QThread::HighPriority);
+        // Blocked only here, after the start, so that the worker's mask keeps SIGCHLD and
+        // the exits of rpm's scriptlets are taken by the worker.
+        sigset_t childExit;
+        sigemptyset(&childExit);
+        sigaddset(&childExit, SIGCHLD);
+        sigprocmask(SIG_BLOCK, &childExit, &previousMask);
+        QTimer::singleShot(0, this, &YumIO::blockerRelease);
+        loop.exec(QEventLoop::AllEvents);
+        thread.wait();
+        // What the worker sent last: progress, log lines, the relays' deletions.
+        loop.processEvents(QEventLoop::ExcludeUserInputEvents);
+        {
+            PyGILStateWrapper lock(true);
+            setEnablePythonSIGINTHandler(false);
+        }
+        sigprocmask(SIG_SETMASK, &previousMask, nullptr);
+    }
+}
+
+void YumIO::blockerRelease()
+{
+    blocker_.release();
+}
+
+void YumIO::writeStdout(const QString& text)
+{
+    write(text, Log::Output, 0, stdoutRest_);
+}
+
+void YumIO::writeStderr(const QString& text)
+{
+    write(text, Log::Error, 0, stderrRest_);
+}
