@@ -406,7 +406,11 @@ class _ApplyMeter(dnf.callback.DownloadProgress):
         return m
 
     def progress(self, payload, done):
-        yumIOC.applyGrabMeterUpdate(self._meterOf(payload), int(done or 0))
+        m = self._meterOf(payload)
+        done = int(done or 0)
+        if getattr(m, "done", None) != done:
+            m.done = done
+            yumIOC.applyGrabMeterUpdate(m, done)
 
     def end(self, payload, status, msg):
         if status == dnf.callback.STATUS_ALREADY_EXISTS:

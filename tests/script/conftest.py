@@ -1,16 +1,17 @@
 """Fixtures: the sandbox, copies of its root, and the script loaded as the engine loads it."""
 
 import os
-import runpy
 import shutil
 import subprocess
 import sys
+import types
 
 import pytest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, HERE)
+os.environ.setdefault("ORVOSHARE", os.path.join(SOURCE, "share"))
 
 import fakeyumioc  # noqa: E402
 
@@ -37,16 +38,23 @@ def recorder():
 
 @pytest.fixture(scope="session")
 def script(recorder):
-    """The script's namespace, run in __main__ with the fake yumIOC in place."""
+    """The script's namespace, run the way the engine runs it.
+
+    The engine executes the file into __main__ without __file__ and without
+    putting the share directory on sys.path, with yumIOC already registered.
+    """
     sys.modules["yumIOC"] = fakeyumioc.make_module(recorder)
+    path = os.path.join(share_dir(), "python/YumIO.py")
+    main = types.ModuleType("__main__")
     out, err = sys.stdout, sys.stderr
     try:
-        ns = runpy.run_path(os.path.join(share_dir(), "python/YumIO.py"), run_name="__main__")
-        ns["_redirected"] = (sys.stdout, sys.stderr)
+        with open(path) as fh:
+            exec(compile(fh.read(), "YumIO.py", "exec"), main.__dict__)
+        main.__dict__["_redirected"] = (sys.stdout, sys.stderr)
     finally:
         # what the engine does when it ends
         sys.stdout, sys.stderr = out, err
-    return ns
+    return main.__dict__
 
 
 def copy_root(sandbox, dest):

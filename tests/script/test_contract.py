@@ -8,6 +8,9 @@ import rpm
 
 
 def test_yum_package(script):
+    import sys
+    from conftest import share_dir
+    assert os.path.join(share_dir(), "python") in sys.path
     import yum
     from yum import Errors
     assert yum.__version__ == "3.4.3"

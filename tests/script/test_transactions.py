@@ -225,3 +225,80 @@ def test_lock_survives_transaction(fresh):
     fresh.io.lock()
     fresh.io.apply([fresh.available["fig-1.0-1.noarch"]], [], [])
     assert other_process_lock(fresh.root).startswith("LockError")
+
+
+SERVER = r"""
+import functools, http.server, sys
+class Quiet(http.server.SimpleHTTPRequestHandler):
+    def log_message(self, *args):
+        pass
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Quiet, directory=sys.argv[1]))
+print(server.server_address[1], flush=True)
+server.serve_forever()
+"""
+
+
+@pytest.fixture
+def http_repos(sandbox):
+    """The sandbox repositories served over HTTP on the loopback interface.
+
+    The server runs in its own process: dnf holds the interpreter lock while
+    it downloads, so a server thread here would stall every request.
+    """
+    proc = subprocess.Popen([sys.executable, "-c", SERVER, os.path.join(sandbox, "repos")],
+                            stdout=subprocess.PIPE, universal_newlines=True)
+    try:
+        port = int(proc.stdout.readline())
+        yield "http://127.0.0.1:%d" % port
+    finally:
+        proc.kill()
+        proc.wait()
+
+
+def test_downloads_report_meters(script, recorder, sandbox, tmp_path, http_repos):
+    root = copy_root(sandbox, tmp_path)
+    with open(os.path.join(root, "etc/yum.repos.d/http.repo"), "w") as fh:
+        fh.write("[orvo-http]\nname=Over HTTP\nbaseurl=%s/updates\nenabled=1\ngpgcheck=0\nproxy=_none_\n" % http_repos)
+    s = Session(script, recorder, root)
+    s.io.disableRepo("orvo-updates")
+    s.collect()
+    assert recorder.of("collectGrabMeterStart")
+    pear = s.updates["pear-1.1-1.x86_64"]
+    assert pear.repoid == "orvo-http" and not os.path.exists(pear.localPkg())
+    recorder.reset()
+    s.io.apply([], [[pear, s.installed["pear-1.0-1.x86_64"]]], [])
+    names = ordered(recorder.names())
+    first = names.index("applyGrabMeterStart")
+    assert names.index("userconfirm") < first < names.index("tsInitCallback")
+    starts = recorder.of("applyGrabMeterStart")
+    assert sorted(os.path.basename(a[1]) for a in starts) == ["pear-1.1-1.x86_64.rpm", "pear-data-1.1-1.noarch.rpm"]
+    for meter, fname, url, basename, size, text in starts:
+        assert fname.startswith(s.io.conf.cachedir) and url.startswith(http_repos) and size > 0
+        ends = [a for a in recorder.of("applyGrabMeterEnd") if a[0] is meter]
+        assert ends == [(meter, size)]
+    assert "pear-1.1-1.x86_64" in installed(root)
+    s.io.flush()
+
+
+@pytest.mark.parametrize("setup", ["no root", "malformed main file"])
+def test_unusable_configuration_ends_construction(script, recorder, sandbox, tmp_path, setup):
+    if setup == "no root":
+        root = str(tmp_path / "absent")
+    else:
+        root = copy_root(sandbox, tmp_path)
+        with open(os.path.join(root, "etc/yum.conf"), "w") as fh:
+            fh.write("[main\ncachedir=/x\n")
+    with pytest.raises(SystemExit):
+        Session(script, recorder, root)
+    assert recorder.of("errorlog")
+
+
+def test_no_groups(script, recorder, sandbox, tmp_path, Errors):
+    s = Session(script, recorder, copy_root(sandbox, tmp_path))
+    s.io.disableRepo("orvo-base")
+    s.io.setupRepos()
+    with pytest.raises(Errors.GroupsError) as err:
+        s.io.setupTsGroup()
+    assert "No Groups Available" in str(err.value)
+    assert s.io.collectGroupInfo() == []
+    s.io.flush()
