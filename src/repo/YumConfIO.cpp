@@ -1,0 +1,650 @@
+#include "repo/YumConfIO.h"
+
+#include "repo/RepoMessages.h"
+#include "repo/YumRepoEnabled.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStringDecoder>
+
+#include <algorithm>
+#include <memory>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+QByteArray encodedPath(const QString& path)
+{
+    return QFile::encodeName(path);
+}
+
+// A line that is valid UTF-8 is taken as such; any other is taken byte for byte.
+QString decodeLine(const QByteArray& bytes)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = utf8.decode(bytes);
+    if (utf8.hasError())
+        return QString::fromLatin1(bytes);
+    return text;
+}
+
+QByteArray encodeText(const QString& text)
+{
+    return text.toLocal8Bit();
+}
+
+QString cleanPath(const QString& path)
+{
+    return path.isEmpty() ? path : QDir::cleanPath(path);
+}
+
+struct DirCloser {
+    void operator()(DIR* dir) const { closedir(dir); }
+};
+using DirHandle = std::unique_ptr<DIR, DirCloser>;
+
+QPair<quint64, quint64> fileId(const struct stat& st)
+{
+    return qMakePair(quint64(st.st_dev), quint64(st.st_ino));
+}
+
+bool writeAll(int fd, const QByteArray& data)
+{
+    const char* p = data.constData();
+    qsizetype left = data.size();
+    while (left > 0) {
+        const ssize_t n = ::write(fd, p, size_t(left));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        p += n;
+        left -= n;
+    }
+    return true;
+}
+
+} // namespace
+
+// A configuration file read a byte at a time through a buffer.
+class YumConfIO::Input final
+{
+public:
+    Input(int fd, const QString& path) : path(path), fd_(fd) {}
+    ~Input() { ::close(fd_); }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+
+    static constexpr int End = -1;
+    static constexpr int Error = -2;
+
+    // The next byte, End or Error (errnum then holds the error).
+    int get()
+    {
+        if (pos_ == len_) {
+            ssize_t n;
+            do {
+                n = ::read(fd_, buffer_, sizeof buffer_);
+            } while (n < 0 && errno == EINTR);
+            if (n < 0) {
+                errnum = errno;
+                return Error;
+            }
+            if (n == 0)
+                return End;
+            len_ = n;
+            pos_ = 0;
+        }
+        return static_cast<unsigned char>(buffer_[pos_++]);
+    }
+
+    const QString path; // as shown in messages
+    int errnum = 0;
+
+private:
+    int fd_;
+    char buffer_[16384];
+    ssize_t len_ = 0;
+    ssize_t pos_ = 0;
+};
+
+YumConfIO::YumConfIO(const QList<YumRepoEnabled>& requests, UseTable& sessionUse,
+                     QObject* parent)
+    : QObject(parent)
+    , requests_(requests)
+    , used_(sessionUse)
+{
+    reposdirs_ << QStringLiteral("/etc/yum/repos.d") << QStringLiteral("/etc/yum.repos.d");
+    cachedir_ = QStringLiteral("/var/cache/yum");
+}
+
+YumConfIO::~YumConfIO() = default;
+
+QString YumConfIO::root()
+{
+    const QString value = qEnvironmentVariable("ORVOROOT");
+    return value.isEmpty() ? QStringLiteral("/") : value;
+}
+
+QString YumConfIO::inRoot(const QString& path)
+{
+    QString base = root();
+    if (base == QLatin1String("/"))
+        return path;
+    while (base.size() > 1 && base.endsWith(QLatin1Char('/')))
+        base.chop(1);
+    if (path.startsWith(QLatin1Char('/')))
+        return base + path;
+    return base + QLatin1Char('/') + path;
+}
+
+QString YumConfIO::fileName() const
+{
+    static const char* const candidates[] = {"/etc/yum/yum.conf", "/etc/yum.conf",
+                                             "/etc/dnf/dnf.conf"};
+    for (const char* candidate : candidates) {
+        struct stat st;
+        if (::stat(encodedPath(inRoot(QLatin1String(candidate))).constData(), &st) == 0)
+            return QLatin1String(candidate);
+    }
+    return QStringLiteral("/etc/yum.conf");
+}
+
+// ---------------------------------------------------------------- reading
+
+bool YumConfIO::read(QWidget* parent)
+{
+    parent_ = parent;
+    cachedir_ = QStringLiteral("/var/cache/yum");
+    reposdirs_ = QStringList{QStringLiteral("/etc/yum/repos.d"), QStringLiteral("/etc/yum.repos.d")};
+    mainEnabled_ = true;
+    mainGpgcheck_ = false;
+    mainText_.clear();
+    repos_.clear();
+    pushedBack_.clear();
+
+    const QString mainPath = inRoot(fileName());
+    const int mainFd = ::open(encodedPath(mainPath).constData(), O_RDONLY | O_CLOEXEC);
+    if (mainFd < 0) {
+        error(tr("Unable to read yum configuration file %1").arg(mainPath), errno);
+        return false;
+    }
+    {
+        Input input(mainFd, mainPath);
+        if (!readConfFile(input))
+            return false;
+    }
+
+    // A directory named twice (often through a symbolic link) is read once: its
+    // repositories would otherwise all count as duplicates.
+    QSet<QPair<quint64, quint64>> dirsRead;
+    for (const QString& dir : qAsConst(reposdirs_)) {
+        DirHandle handle(::opendir(encodedPath(inRoot(dir)).constData()));
+        if (!handle)
+            continue;
+        struct stat dirStat;
+        if (::fstat(dirfd(handle.get()), &dirStat) == 0) {
+            if (dirsRead.contains(fileId(dirStat)))
+                continue;
+            dirsRead.insert(fileId(dirStat));
+        }
+        while (const struct dirent* item = ::readdir(handle.get())) {
+            const QString name = QFile::decodeName(item->d_name);
+            if (!name.endsWith(QLatin1String(".repo")))
+                continue;
+            const QString file = dir + QLatin1Char('/') + name;
+            const QString path = inRoot(file);
+            struct stat st;
+            if (::stat(encodedPath(path).constData(), &st) != 0) {
+                error(tr("Unable to stat repository configuration file %1").arg(path), errno);
+                return false;
+            }
+            if (S_ISDIR(st.st_mode))
+                continue;
+            const int fd = ::open(encodedPath(path).constData(), O_RDONLY | O_CLOEXEC);
+            if (fd < 0) {
+                error(tr("Unable to read repository configuration file %1").arg(path), errno);
+                return false;
+            }
+            Input input(fd, path);
+            if (!readRepoFile(input, file))
+                return false;
+        }
+    }
+    Q_EMIT changed();
+    return true;
+}
+
+bool YumConfIO::readConfFile(Input& file)
+{
+    QString line;
+    for (;;) {
+        const LineResult result = readLogicalLine(file, line);
+        if (result == LineResult::Error)
+            return false;
+        if (result == LineResult::End)
+            break;
+        if (line == QLatin1String("[main]")) {
+            mainText_ += line + QLatin1Char('\n');
+            continue;
+        }
+        if (line.startsWith(QLatin1Char('['))) {
+            unreadLine(line);
+            break;
+        }
+        QString value;
+        if (isOption(line, QStringLiteral("cachedir"), value)) {
+            cachedir_ = value;
+        } else if (isOption(line, QStringLiteral("reposdir"), value)) {
+            value.replace(QLatin1Char(','), QLatin1Char(' '));
+            static const QRegularExpression blanks(QStringLiteral("\\s+"));
+            reposdirs_ = value.split(blanks, Qt::SkipEmptyParts);
+        } else if (isOption(line, QStringLiteral("enabled"), value)) {
+            mainEnabled_ = value != QLatin1String("0");
+        } else if (isOption(line, QStringLiteral("gpgcheck"), value)) {
+            mainGpgcheck_ = value != QLatin1String("0");
+        }
+        mainText_ += line + QLatin1Char('\n');
+    }
+    return readRepoFile(file, fileName());
+}
+
+bool YumConfIO::readRepoFile(Input& file, const QString& fileName)
+{
+    Repo::Entry entry;
+    bool inSection = false;
+    bool newId = false;
+    QString line;
+    QString value;
+    for (;;) {
+        const LineResult result = readLogicalLine(file, line);
+        if (result == LineResult::Error) {
+            pushedBack_.clear();
+            return false;
+        }
+        if (result == LineResult::End)
+            break;
+        if (line.startsWith(QLatin1Char('['))) {
+            if (!line.endsWith(QLatin1Char(']'))) {
+                // No system call failed; the errno part is shown all the same.
+                error(tr("Malformed section name in line: %1").arg(line), errno);
+                pushedBack_.clear();
+                return false;
+            }
+            double position = 0;
+            if (inSection) {
+                position = entry.sortPosition;
+                finishEntry(entry, newId);
+            }
+            entry = Repo::Entry();
+            entry.id = line.mid(1, line.size() - 2);
+            entry.file = fileName;
+            entry.sortPosition = position + 1;
+            newId = !used_.contains(entry.id);
+            if (newId)
+                used_.insert(entry.id, mainEnabled_);
+            inSection = true;
+            continue;
+        }
+        if (!inSection)
+            continue;
+        if (isOption(line, QStringLiteral("name"), value)) {
+            entry.name = value;
+        } else if (isOption(line, QStringLiteral("baseurl"), value)) {
+            entry.baseurl = value;
+        } else if (isOption(line, QStringLiteral("mirrorlist"), value)) {
+            entry.mirrorlist = value;
+        } else if (isOption(line, QStringLiteral("enabled"), value)) {
+            const bool on = value != QLatin1String("0");
+            entry.enabled = on ? Repo::Yes : Repo::No;
+            if (newId)
+                used_[entry.id] = on;
+        } else if (isOption(line, QStringLiteral("gpgcheck"), value)) {
+            entry.gpgcheck = value != QLatin1String("0") ? Repo::Yes : Repo::No;
+        } else if (!line.isEmpty()) {
+            entry.otherOptions += line + QLatin1Char('\n');
+        }
+    }
+    if (inSection)
+        finishEntry(entry, newId);
+    pushedBack_.clear();
+    return true;
+}
+
+void YumConfIO::finishEntry(Repo::Entry& entry, bool newId)
+{
+    cleanupRead(entry);
+    if (newId)
+        applyUsedOptions(entry);
+    repos_.append(entry);
+}
+
+YumConfIO::LineResult YumConfIO::readLogicalLine(Input& file, QString& line)
+{
+    LineResult result = readLine(file, line);
+    if (result != LineResult::Line || line.isEmpty())
+        return result;
+    QString next;
+    for (;;) {
+        result = readLine(file, next);
+        if (result == LineResult::Error)
+            return result;
+        if (result == LineResult::End)
+            break;
+        if (next.startsWith(QLatin1Char(' ')) || next.startsWith(QLatin1Char('\t'))) {
+            line += QLatin1Char('\n') + next;
+        } else {
+            unreadLine(next);
+            break;
+        }
+    }
+    return LineResult::Line;
+}
+
+YumConfIO::LineResult YumConfIO::readLine(Input& file, QString& line)
+{
+    if (!pushedBack_.isEmpty()) {
+        line = pushedBack_.takeLast();
+        return LineResult::Line;
+    }
+    QByteArray bytes;
+    bool any = false;
+    for (;;) {
+        const int c = file.get();
+        if (c == Input::Error) {
+            error(tr("Error reading repository configuration file %1").arg(file.path), file.errnum);
+            return LineResult::Error;
+        }
+        if (c == Input::End) {
+            if (!any)
+                return LineResult::End;
+            break;
+        }
+        any = true;
+        if (c == '\n')
+            break;
+        bytes.append(char(c));
+    }
+    line = decodeLine(bytes);
+    return LineResult::Line;
+}
+
+void YumConfIO::unreadLine(const QString& line)
+{
+    pushedBack_.append(line);
+}
+
+bool YumConfIO::isOption(const QString& line, const QString& option, QString& value)
+{
+    static const QRegularExpression separator(QStringLiteral("[:=]"));
+    const int at = int(line.indexOf(separator));
+    if (at < 0)
+        return false;
+    int keyEnd = at;
+    while (keyEnd > 0 && (line.at(keyEnd - 1) == QLatin1Char(' ') || line.at(keyEnd - 1) == QLatin1Char('\t')))
+        --keyEnd;
+    if (QStringView(line).left(keyEnd) != option)
+        return false;
+    int valueStart = at + 1;
+    while (valueStart < line.size()
+           && (line.at(valueStart) == QLatin1Char(' ') || line.at(valueStart) == QLatin1Char('\t')))
+        ++valueStart;
+    value = line.mid(valueStart);
+    return true;
+}
+
+void YumConfIO::cleanupRead(Repo::Entry& entry)
+{
+    // One URL per line; white space around the list separates nothing.
+    static const QRegularExpression blanks(QStringLiteral("[ \\t\\n]+"));
+    entry.baseurl = entry.baseurl.split(blanks, Qt::SkipEmptyParts).join(QLatin1Char('\n'));
+}
+
+void YumConfIO::applyUsedOptions(const Repo::Entry& entry)
+{
+    for (const YumRepoEnabled& request : requests_) {
+        if (request.matches(entry.id))
+            used_[entry.id] = request.enable;
+    }
+}
+
+// ---------------------------------------------------------------- writing
+
+bool YumConfIO::write(QWidget* parent)
+{
+    parent_ = parent;
+    if (!checkErrors())
+        return false;
+    cleanupWrite(repos_);
+
+    QList<Repo::Entry> sorted = repos_;
+    std::stable_sort(sorted.begin(), sorted.end(), filePositionLessThan);
+
+    const QString mainFile = fileName();
+    QSet<QString> written;
+    writtenIds_.clear();
+    QString current;
+    QByteArray text;
+    bool haveFile = false;
+    for (const Repo::Entry& entry : qAsConst(sorted)) {
+        if (!haveFile || entry.file != current) {
+            if (haveFile && !commitFile(current, text))
+                return false;
+            current = entry.file;
+            haveFile = true;
+            written.insert(cleanPath(current));
+            text.clear();
+            if (cleanPath(current) == mainFile && !mainText_.isEmpty())
+                text += encodeText(mainText_);
+        } else {
+            text += '\n';
+        }
+        writeRepo(text, entry);
+    }
+    if (haveFile && !commitFile(current, text))
+        return false;
+    if (!written.contains(mainFile)) {
+        if (!commitFile(mainFile, encodeText(mainText_)))
+            return false;
+        written.insert(mainFile);
+    }
+    return removeUnusedFiles(written);
+}
+
+bool YumConfIO::hasEmptyId() const
+{
+    return std::any_of(repos_.cbegin(), repos_.cend(),
+                       [](const Repo::Entry& entry) { return entry.id.isEmpty(); });
+}
+
+QString YumConfIO::getDuplicateId() const
+{
+    QStringList ids;
+    for (int i = 0; i < repos_.size(); ++i) {
+        for (int j = i + 1; j < repos_.size(); ++j) {
+            if (repos_.at(i).id == repos_.at(j).id)
+                ids.append(repos_.at(i).id);
+        }
+    }
+    return ids.join(QStringLiteral(", "));
+}
+
+bool YumConfIO::checkErrors()
+{
+    QStringList parts;
+    if (hasEmptyId())
+        parts.append(tr("A repository has no Identifier.  It will be removed."));
+    const QString duplicates = getDuplicateId();
+    if (!duplicates.isEmpty())
+        parts.append(tr("Two or more repositories have the same Identifier(s), %1.  "
+                        "Only one repository will be applied for each Identifier.")
+                         .arg(duplicates));
+    if (parts.isEmpty())
+        return true;
+    const QString message = parts.join(QLatin1Char('\n')) + tr("  Proceed?");
+    if (!Repo::Messages::question(parent_, tr("Repository Editor"), message))
+        return false;
+    QList<Repo::Entry> kept;
+    QSet<QString> seen;
+    for (const Repo::Entry& entry : qAsConst(repos_)) {
+        if (entry.id.isEmpty() || seen.contains(entry.id))
+            continue;
+        seen.insert(entry.id);
+        kept.append(entry);
+    }
+    repos_ = kept;
+    return true;
+}
+
+void YumConfIO::cleanupWrite(QList<Repo::Entry>& list) const
+{
+    for (Repo::Entry& entry : list) {
+        if (entry.file.isEmpty())
+            entry.file = entry.id + QLatin1String(".repo");
+        if (!entry.file.startsWith(QLatin1Char('/')) && !reposdirs_.isEmpty())
+            entry.file = reposdirs_.first() + QLatin1Char('/') + entry.file;
+        // Two spellings of one path must not become two writes of one file.
+        entry.file = cleanPath(entry.file);
+    }
+}
+
+bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)
+{
+    if (a.file != b.file)
+        return a.file < b.file;
+    return a.sortPosition < b.sortPosition;
+}
+
+void YumConfIO::writeRepo(QByteArray& file, const Repo::Entry& entry)
+{
+    file += '[' + encodeText(entry.id) + "]\n";
+    if (!entry.name.isEmpty())
+        file += "name=" + encodeText(entry.name) + '\n';
+    if (!entry.baseurl.isEmpty()) {
+        QString urls = entry.baseurl;
+        urls.replace(QLatin1Char('\n'), QLatin1String("\n        "));
+        file += "baseurl=" + encodeText(urls) + '\n';
+    }
+    if (!entry.mirrorlist.isEmpty())
+        file += "mirrorlist=" + encodeText(entry.mirrorlist) + '\n';
+    if (entry.enabled != Repo::Default)
+        file += entry.enabled == Repo::Yes ? "enabled=1\n" : "enabled=0\n";
+    if (entry.gpgcheck != Repo::Default)
+        file += entry.gpgcheck == Repo::Yes ? "gpgcheck=1\n" : "gpgcheck=0\n";
+    file += encodeText(entry.otherOptions);
+}
+
+// Replaces a file whole: the new text goes to a temporary file beside it, which is
+// renamed over it, so that a failure leaves the old file as it was.  A symbolic link
+// keeps pointing where it did; the file it points to is replaced.
+bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
+{
+    const QString shown = inRoot(fileName);
+    QString target = shown;
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat st;
+        const QByteArray path = encodedPath(target);
+        if (::lstat(path.constData(), &st) != 0 || !S_ISLNK(st.st_mode))
+            break;
+        QByteArray link(PATH_MAX, '\0');
+        const ssize_t n = ::readlink(path.constData(), link.data(), size_t(link.size()));
+        if (n < 0)
+            break;
+        link.truncate(n);
+        const QString linked = QFile::decodeName(link);
+        // An absolute link names a path of the managed system.
+        if (linked.startsWith(QLatin1Char('/')))
+            target = inRoot(linked);
+        else
+            target = QFileInfo(target).path() + QLatin1Char('/') + linked;
+    }
+
+    const QFileInfo info(target);
+    QByteArray temporary =
+        encodedPath(info.path() + QLatin1String("/.") + info.fileName() + QLatin1String(".orvo-XXXXXX"));
+    const int fd = ::mkstemp(temporary.data());
+    if (fd < 0) {
+        error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+        return false;
+    }
+    struct stat old;
+    bool ok;
+    if (::stat(encodedPath(target).constData(), &old) == 0) {
+        ok = ::fchmod(fd, old.st_mode & 07777) == 0;
+        struct stat fresh;
+        if (ok && ::fstat(fd, &fresh) == 0 && (fresh.st_uid != old.st_uid || fresh.st_gid != old.st_gid)) {
+            // Only the superuser may give a file away; anyone else keeps the file as theirs.
+            if (::fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM)
+                ok = false;
+        }
+    } else {
+        ok = ::fchmod(fd, 0644) == 0;
+    }
+    ok = ok && writeAll(fd, text) && ::fsync(fd) == 0;
+    int errnum = errno;
+    if (::close(fd) != 0 && ok) {
+        ok = false;
+        errnum = errno;
+    }
+    if (ok && ::rename(temporary.constData(), encodedPath(target).constData()) != 0) {
+        ok = false;
+        errnum = errno;
+    }
+    if (!ok) {
+        ::unlink(temporary.constData());
+        error(tr("Unable to write repository configuration file %1").arg(shown), errnum);
+        return false;
+    }
+    struct stat fresh;
+    if (::stat(encodedPath(target).constData(), &fresh) == 0)
+        writtenIds_.insert(fileId(fresh));
+    return true;
+}
+
+bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
+{
+    for (const QString& dir : qAsConst(reposdirs_)) {
+        DirHandle handle(::opendir(encodedPath(inRoot(dir)).constData()));
+        if (!handle)
+            continue;
+        while (const struct dirent* item = ::readdir(handle.get())) {
+            const QString name = QFile::decodeName(item->d_name);
+            if (!name.endsWith(QLatin1String(".repo")))
+                continue;
+            const QString file = dir + QLatin1Char('/') + name;
+            const QString path = inRoot(file);
+            struct stat st;
+            if (::stat(encodedPath(path).constData(), &st) != 0) {
+                error(tr("Unable to stat repository configuration file %1").arg(path), errno);
+                return false;
+            }
+            if (S_ISDIR(st.st_mode))
+                continue;
+            if (writtenFiles.contains(cleanPath(file)) || writtenIds_.contains(fileId(st)))
+                continue;
+            if (::unlink(encodedPath(path).constData()) != 0) {
+                error(tr("Unable to unlink repository configuration file %1").arg(path), errno);
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void YumConfIO::error(const QString& message, int errnum)
+{
+    Repo::Messages::critical(
+        parent_, tr("Orvo Repository Editor Error"),
+        message + tr("; errno = %1 (%2).")
+                      .arg(QString::number(errnum), QString::fromLocal8Bit(std::strerror(errnum))));
+}

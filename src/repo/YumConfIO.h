@@ -1,0 +1,103 @@
+#pragma once
+
+#include "repo/RepoEntry.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+class QByteArray;
+class QWidget;
+class YumRepoEnabled;
+
+// Reads yum's main configuration file and every repository file into Repo::Entry
+// records and writes them back, keeping what it does not understand.  Also decides
+// which repositories this session uses.  Graphical thread only; every failure is shown
+// at once through Repo::Messages.
+//
+// Paths (fileName(), reposdirs(), Entry::file) are those of the managed system; the
+// files themselves lie inside its root (ORVOROOT, see inRoot()).
+class YumConfIO final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(YumConfIO)
+
+public:
+    using UseTable = QHash<QString, bool>;
+
+    // Both are owned by the caller and must outlive this object.
+    YumConfIO(const QList<YumRepoEnabled>& requests, UseTable& sessionUse,
+              QObject* parent = nullptr);
+    ~YumConfIO() override;
+
+    // Reads everything anew; emits changed() on success.
+    bool read(QWidget* parent);
+    // Writes repos() back; false when the user declines at the error check or on a failure.
+    bool write(QWidget* parent);
+
+    // The main file: /etc/yum/yum.conf, /etc/yum.conf or /etc/dnf/dnf.conf, the first
+    // that exists, else /etc/yum.conf.  Asked afresh at each use.
+    QString fileName() const;
+    // The managed system's root: $ORVOROOT, or "/" when unset or empty.
+    static QString root();
+    // Where a path of the managed system lies in this program's file system.
+    static QString inRoot(const QString& path);
+
+    QList<Repo::Entry>& repos() { return repos_; }
+    const QList<Repo::Entry>& repos() const { return repos_; }
+    UseTable& sessionUse() { return used_; }
+    const QList<YumRepoEnabled>& requests() const { return requests_; }
+    const QString& cachedir() const { return cachedir_; }
+    const QStringList& reposdirs() const { return reposdirs_; }
+    bool mainEnabled() const { return mainEnabled_; }
+    bool mainGpgcheck() const { return mainGpgcheck_; }
+    // The main file's text up to its first repository section.
+    const QString& mainText() const { return mainText_; }
+
+    bool hasEmptyId() const;
+    // Every id that equals a later entry's id, once per such pair, joined by ", ".
+    QString getDuplicateId() const;
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    class Input;
+    enum class LineResult { Line, End, Error };
+
+    bool readConfFile(Input& file);
+    bool readRepoFile(Input& file, const QString& fileName);
+    LineResult readLogicalLine(Input& file, QString& line);
+    LineResult readLine(Input& file, QString& line);
+    void unreadLine(const QString& line);
+    static bool isOption(const QString& line, const QString& option, QString& value);
+    static void cleanupRead(Repo::Entry& entry);
+    void applyUsedOptions(const Repo::Entry& entry);
+    void finishEntry(Repo::Entry& entry, bool newId);
+
+    bool checkErrors();
+    void cleanupWrite(QList<Repo::Entry>& list) const;
+    static bool filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b);
+    static void writeRepo(QByteArray& file, const Repo::Entry& entry);
+    bool commitFile(const QString& fileName, const QByteArray& text);
+    bool removeUnusedFiles(const QSet<QString>& writtenFiles);
+    void error(const QString& message, int errnum);
+
+    const QList<YumRepoEnabled>& requests_;
+    UseTable& used_;
+
+    QString cachedir_;
+    QStringList reposdirs_;
+    bool mainEnabled_ = true;
+    bool mainGpgcheck_ = false;
+    QList<Repo::Entry> repos_;
+    QString mainText_;
+    QWidget* parent_ = nullptr;
+    QStringList pushedBack_;
+    // Files replaced by the write in hand, as device and inode, so that a file reached
+    // through another directory name is known as written.
+    QSet<QPair<quint64, quint64>> writtenIds_;
+};
