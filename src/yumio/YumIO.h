@@ -164,6 +164,49 @@ public:
     PyObject* postTransactionOutput(PyObject* self, PyObject* args);
     PyObject* gpgsigcheck(PyObject* self, PyObject* args);
 
+    // -- download progress
+    // The kind of a repository download or step; a repository's acts on the total bar
+    // follow this order.
+    enum RepoAct : int {
+        MirrorListAct = 0,
+        RepomdAct = 1,
+        GroupsAct = 2,
+        ContentsAct = 3,
+        ConvertingAct = 4,
+        ReadingAct = 5,
+    };
+
+    // Names the file a parallel connection serves.  Keys whose sums coincide are the
+    // same key on purpose: the sum is all that is compared.
+    class ThreadId final
+    {
+    public:
+        ThreadId() = default;
+        ThreadId(const QString& name, RepoAct act) : name(name), act(act) {}
+        explicit operator long() const;
+        bool operator==(const ThreadId& other) const { return long(*this) == long(other); }
+        bool operator!=(const ThreadId& other) const { return !(*this == other); }
+        friend size_t qHash(const ThreadId& id, size_t seed = 0) { return qHash(long(id), seed); }
+
+        QString name;
+        RepoAct act = MirrorListAct;
+    };
+
+    // Collection calls this before repositories are read; the apply code before packages
+    // are downloaded.
+    void resetRepoProgress(const QStringList& enabledRepoIds, const QString& contentsWord);
+    void resetApplyProgress();
+    // Header downloads are labelled as such.
+    void setDownloadingPackages(bool packages) { downloadingPackages = packages; }
+    int collectActsReached() const { return collectActs; }
+    // The act that a download of kind act ends, reached from acts, with the given number
+    // of repositories and what yum offers.
+    static int advanceCollectActs(int acts, int act, int repositories, bool parallelOffered,
+                                  unsigned long yumVersion);
+    // The activity text of a repository download or step; name may be empty.
+    QString repoActivity(RepoAct act, const QString& name);
+    // -- end of download progress
+
     // The script object (borrowed); null until initialize() succeeded.
     PyObject* scriptObject() const { return yumIO_.get(); }
     bool yumLocked() const { return yumLocked_; }
@@ -266,6 +309,42 @@ private:
     // -- worker threads
     YumIOCapturers* capturers_ = nullptr;
     // -- end of worker threads
+
+    // -- download progress
+    void collectStart(void* meter, const QString& name, RepoAct act, long value, long total);
+    void collectUpdate(void* meter, long value);
+    void collectEnd(void* meter, long value);
+    void collectFailure(void* meter);
+    // The connection of a meter; false (reported) when it lies beyond the batch.
+    bool grabThread(void* meter, const char* complaint, unsigned int& index);
+    long grabMeterSize(PyObject* size);
+    bool progressString(PyObject* object, const char* complaint, QString& text);
+    qint64 applyAdvance(qint64 bytes);
+
+    QStringList repoIds;
+    QString contentsWord;
+    int collectActs = 0;
+    long lastTotal = 0;
+    QString lastName;
+    bool grabParallel = false;
+    bool grabParallelSetUp = false;
+    qint64 grabFiles = 0;
+    qint64 grabSize = 0;
+    int grabNextThread = 0;
+    QHash<void*, unsigned int> grabThreadOfMeter;
+    // Which (name, act) each connection index serves.
+    QVector<ThreadId> grabIds;
+    QHash<ThreadId, unsigned int> grabThreadOfId;
+
+    bool downloadingPackages = true;
+    qint64 applyActs = 0;
+    bool deltaRebuild = false;
+    bool applyParallel = false;
+    qint64 applyFiles = 0;
+    qint64 applySize = 0;
+    int applyNextThread = 0;
+    QHash<void*, unsigned int> applyThreadOfMeter;
+    // -- end of download progress
 };
 
 size_t qHash(const YumIO::EntryKey& key, size_t seed = 0);
