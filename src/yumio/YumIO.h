@@ -8,6 +8,8 @@
 
 #include <QHash>
 #include <QMutex>
+#include <QSet>
+#include <QStringList>
 #include <QObject>
 #include <QString>
 
@@ -130,6 +132,60 @@ public:
     QString getBuildTime(const Package::Entry& entry) const;
     QString getState(const Package::Entry& entry) const;
     QString getKind(const Package::Entry& entry) const;
+
+    // -- collecting the catalogue
+    // Asks the script to let go of yum, empties the catalogue and makes a fresh script
+    // object, so that the next collection starts from a new yum state.
+    bool clear();
+    void clearEntriesBeforeQuit();
+    const QStringList& enabledRepos() const { return enabledRepos_; }
+    QString baseArch() const { return baseArch_; }
+    Package::Entry* findEntry(const EntryKey& key) const { return keyHash_.value(key, nullptr); }
+    // The preferred entry of each name, across architectures.
+    Package::Entry* preferredEntry(const QString& name) const { return nameHash_.value(name, nullptr); }
+    const QSet<QString>& biArchs() const { return biArchs_; }
+
+    // -- details of an entry, read from its yum object
+    QString getDescription(const Package::Entry& entry);
+    QString getGroup(const Package::Entry& entry);
+    QString getVendor(const Package::Entry& entry);
+    QString getBuildHost(const Package::Entry& entry);
+    QString getInstallTime(const Package::Entry& entry);
+    QString getBinaryRpm(const Package::Entry& entry);
+    QString getSourceRpm(const Package::Entry& entry);
+    QString getLicense(const Package::Entry& entry);
+    QString getPackager(const Package::Entry& entry);
+    QString getUrl(const Package::Entry& entry);
+    QStringList getRelocations(const Package::Entry& entry);
+    QStringList getProvides(const Package::Entry& entry);
+    QStringList getRequires(const Package::Entry& entry);
+    QStringList getConflicts(const Package::Entry& entry);
+    QStringList getObsoletes(const Package::Entry& entry);
+    QStringList getFiles(const Package::Entry& entry);
+    QString getChangeLog(const Package::Entry& entry);
+    QStringList getRequiredGroups(const Package::Entry& entry);
+    QStringList getDefaultMetaPkgs(const Package::Entry& entry);
+    QStringList getOptionalMetaPkgs(const Package::Entry& entry);
+    QStringList getMandatoryPkgs(const Package::Entry& entry);
+    QStringList getDefaultPkgs(const Package::Entry& entry);
+    QStringList getOptionalPkgs(const Package::Entry& entry);
+    QStringList getConditionalPkgs(const Package::Entry& entry);
+    // New reference, or null.
+    PyObject* getRpmHdrValue(PyObject* package, const char* tag);
+    QString getRpmTime(PyObject* package, const char* tag);
+    QStringList getRpmList(PyObject* package, const char* tag);
+    QStringList getPrco(PyObject* package, const char* headerPrefix, const char* yumName);
+    static void makeSorted(QStringList& list);
+    static void makeSortedUniq(QStringList& list);
+    int upToDateGroup(const Package::Entry& entry);
+    bool fileListsLoaded() const { return fileListsLoaded_; }
+    bool otherDataLoaded() const { return otherDataLoaded_; }
+
+Q_SIGNALS:
+    // File lists or other extra data arrived: open views refresh.
+    void collectedExtraData();
+
+public:
 
     // -- callbacks of the script (the yumIOC module); each returns a new reference
     PyObject* stdoutWrite(PyObject* self, PyObject* args);
@@ -277,8 +333,35 @@ private:
     Package::EntryList entries_;
     Package::EntryList standby_;
     QHash<EntryKey, Package::Entry*> keyHash_;
+    QHash<QString, Package::Entry*> nameHash_;
+    QSet<QString> biArchs_;
+    QStringList enabledRepos_;
     QString baseArch_;
     bool clearing_ = false;
+    bool fileListsLoaded_ = false;
+    bool otherDataLoaded_ = false;
+
+    bool collectSteps(const QHash<QString, bool>& requests);
+    bool readRepos();
+    void useRepos(const QHash<QString, bool>& requests);
+    void collectRepos();
+    bool collectSet(PyObject* packages, Package::State state);
+    bool collectField(PyObject* result, const char* name, Package::State state);
+    Package::Entry*& findUpdateablePackage(const QString& name, const QString& arch, const QString& biArch);
+    Package::Entry* collectPkg(Package::State state, PyObject* package);
+    Package::Kind getPkgKind(PyObject* package);
+    bool collectGroups(PyObject* groupInfo);
+    bool collectGroup(Package::Entry*& slot, PyObject* group, PyObject* groupInfo, const QString& name);
+    bool callCollector(const char* method, const QString& action, PyRef& result, bool capture);
+    bool collectExtra(bool fileLists);
+    void deleteEntries(bool release);
+    QStringList getGroupPkgs(const Package::Entry& entry, const char* oldName, const char* newName);
+    QStringList getGroupGrps(const Package::Entry& entry, const char* name);
+    PyRef getGroupItem_22(const Package::Entry& entry, const char* listName);
+    PyRef getGroupItem_25(const Package::Entry& entry, const char* listName);
+    int upToDateGroupGrps(const Package::Entry& entry, const char* name);
+    int upToDateGroupPkgs(const Package::Entry& entry, const char* oldName, const char* newName);
+    PyRef groupInfo_;
 
     PyRef rpmDict_;
     PyRef yumIOClass_;

@@ -46,7 +46,11 @@ PyObject* YumIO::logCallback(PyObject* args, Log::Kind kind)
     const char* message = nullptr;
     if (!PyArg_ParseTuple(args, "ls", &level, &message))
         return nullptr;
-    log(kind, (unsigned int)level, QString::fromUtf8(message));
+    const QString text = QString::fromUtf8(message);
+    log(kind, (unsigned int)level, text);
+    // yum's solver names each package that joins the transaction on its information logger.
+    if (kind == Log::Info && text.startsWith(QLatin1String("TSINFO: ")))
+        dsTsInfo(text.mid(8));
     return noneResult();
 }
 

@@ -24,6 +24,8 @@ bool YumIO::collect(const QHash<QString, bool>& requests)
 
 void YumIO::clearEntries()
 {
+    // The table sees an empty catalogue from now on, while the entries are deleted.
+    clearing_ = true;
     QEventLoop loop;
     ClearEntriesThread thread(this, loop);
     execWorkThread(loop, thread);
@@ -31,6 +33,8 @@ void YumIO::clearEntries()
 
 bool YumIO::collectFileLists()
 {
+    if (fileListsLoaded_)
+        return true;
     QEventLoop loop;
     CollectFileListsThread thread(this, loop);
     execWorkThread(loop, thread);
@@ -39,6 +43,8 @@ bool YumIO::collectFileLists()
 
 bool YumIO::collectOtherData()
 {
+    if (otherDataLoaded_)
+        return true;
     QEventLoop loop;
     CollectOtherDataThread thread(this, loop);
     execWorkThread(loop, thread);

@@ -1,0 +1,485 @@
+// Collecting the catalogue from yum, and emptying it again.
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "yumio/YumIO.h"
+
+#include "progress/ProgressObject.h"
+#include "progress/ProgressUser.h"
+#include "yumio/PackageEntry.h"
+#include "yumio/YumIOCapturersUser.h"
+#include "yumio/YumIODialogsUser.h"
+
+bool YumIO::collectReal(const QHash<QString, bool>& requests)
+{
+    blocker_.block();
+    Progress::User progress(progress_, totalBar_, itemBar_);
+    YumIODialogsUser dialogs(dialogs_, parent_);
+    PyGILStateWrapper lock(true);
+    setEnablePythonSIGINTHandler(true);
+    fileListsLoaded_ = false;
+    otherDataLoaded_ = false;
+    if (!collectSteps(requests)) {
+        progress_->reset();
+        return false;
+    }
+    return true;
+}
+
+bool YumIO::collectSteps(const QHash<QString, bool>& requests)
+{
+    log(Log::Heading, 0, tr("Initialization"));
+    // The units add up: 100 + 900 + 14000 + 4000 + 4000 + 1000 = 24000.
+    progress_->startTotal(tr("Initializing: Total Progress"), 24000);
+    progress_->startItem(tr("Preparing"), 100, 0);
+
+    if (!yumLocked_) {
+        pyExceptStart();
+        pyExceptExpect(lockError_.get());
+        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "lock", "()"));
+        if (pyExceptMatches(result.get(), lockError_.get())) {
+            pythonException(tr("Unable to obtain yum lock"));
+            pyExceptClear();
+            return false;
+        }
+        pyExceptClear();
+        if (!result)
+            return false;
+        yumLocked_ = true;
+    }
+
+    if (!readRepos())
+        return false;
+    useRepos(requests);
+    collectRepos();
+
+    if (PyDict_Size(reposDict_.get()) == 0) {
+        error(tr("No repositories are configured.\n"
+                 "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
+        return false;
+    }
+    if (enabledRepos_.isEmpty()) {
+        error(tr("No repositories are enabled.\n"
+                 "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
+        return false;
+    }
+
+    progress_->startItem(tr("Reading repositories"), 900, 0);
+    progress_->setupItemActs(14000, 6 * Steps(enabledRepos_.size()));
+    {
+        pyExceptStart();
+        pyExceptExpect(repoError_.get());
+        pyExceptExpect(bdbQuit_.get()); // the user cancelled
+        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupRepos", "()"));
+        if (pyExceptMatches(result.get(), repoError_.get()) || pyExceptMatches(result.get(), bdbQuit_.get())) {
+            pythonExceptionV(tr("Unable to initialize"));
+            pyExceptClear();
+            return false;
+        }
+        pyExceptClear();
+        if (!result)
+            return false;
+    }
+    progress_->endItemActs();
+
+    baseArch_ = getYumVar(QStringLiteral("basearch"));
+
+    progress_->startItem(tr("Collecting updatable packages"), 4000, 0);
+    {
+        PyRef result;
+        if (!callCollector("setupTs", tr("setup transaction"), result, false))
+            return false;
+    }
+    {
+        PyRef result;
+        if (!callCollector("collectUpdates", tr("collect updatable packages"), result, true))
+            return false;
+        if (!collectSet(result.get(), Package::AvailableForUpdate))
+            return false;
+    }
+
+    progress_->startItem(tr("Collecting installed and available packages"), 4000, 0);
+    {
+        PyRef result;
+        if (!callCollector("collectAll", tr("collect installed and available packages"), result, true))
+            return false;
+        if (!collectField(result.get(), "installed", Package::Installed)
+            || !collectField(result.get(), "available", Package::AvailableForInstallation))
+            return false;
+    }
+
+    progress_->startItem(tr("Collecting groups"), 1000, 0);
+    {
+        pyExceptStart();
+        commExceptSetup();
+        pyExceptExpect(groupsError_.get());
+        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupTsGroup", "()"));
+        if (pyExceptMatches(result.get(), groupsError_.get())) {
+            // A system without any group is no failure.
+            const bool none = printableExceptionValue().contains(QLatin1String("No Groups Available"));
+            pyExceptClear();
+            if (!none) {
+                error(tr("Internal error: execution of yumIO.setupTsGroup failed"));
+                return false;
+            }
+        } else {
+            if (commExceptRaised(result.get(), tr("collect groups"))) {
+                pyExceptClear();
+                return false;
+            }
+            pyExceptClear();
+            if (!result)
+                return false;
+        }
+    }
+    {
+        PyRef info = PyRef::steal(pyMethodCall(yumIO_.get(), "collectGroupInfo", "()"));
+        if (!info) {
+            error(tr("Internal error: execution of yumIO.collectGroupInfo failed"));
+            return false;
+        }
+        groupInfo_ = std::move(info);
+        if (!collectGroups(groupInfo_.get()))
+            return false;
+        PyRef done = PyRef::steal(pyMethodCall(yumIO_.get(), "collectDone", "()"));
+        if (!done)
+            return false;
+    }
+
+    for (auto it = keyHash_.cbegin(); it != keyHash_.cend(); ++it)
+        entries_.append(it.value());
+    progress_->setTotalValue(24000);
+    return true;
+}
+
+bool YumIO::callCollector(const char* method, const QString& action, PyRef& result, bool capture)
+{
+    pyExceptStart();
+    commExceptSetup();
+    {
+        // rpm may write to the process's own streams while the database is read.
+        std::unique_ptr<YumIOCapturersUser> capturer;
+        if (capture)
+            capturer = std::make_unique<YumIOCapturersUser>(capturers_, this);
+        result = PyRef::steal(pyMethodCall(yumIO_.get(), method, "()"));
+    }
+    if (commExceptRaised(result.get(), action)) {
+        pyExceptClear();
+        return false;
+    }
+    pyExceptClear();
+    if (!result) {
+        if (std::strcmp(method, "setupTs") != 0)
+            error(tr("Internal error: execution of yumIO.%1 failed").arg(QString::fromLatin1(method)));
+        return false;
+    }
+    return true;
+}
+
+bool YumIO::readRepos()
+{
+    PyRef repos = PyRef::steal(PyObject_GetAttrString(yumIO_.get(), "repos"));
+    PyRef dict;
+    if (repos)
+        dict = PyRef::steal(PyObject_GetAttrString(repos.get(), "repos"));
+    if (!dict) {
+        PyErr_Clear();
+        error(tr("Internal error: yumIO.repos.repos not evaluable"));
+        return false;
+    }
+    if (!PyDict_Check(dict.get())) {
+        error(tr("Internal error: yumIO.repos.repos not a dictionary"));
+        return false;
+    }
+    reposDict_ = std::move(dict);
+    return true;
+}
+
+void YumIO::useRepos(const QHash<QString, bool>& requests)
+{
+    for (auto it = requests.cbegin(); it != requests.cend(); ++it) {
+        const QByteArray id = it.key().toUtf8();
+        if (!PyDict_GetItemString(reposDict_.get(), id.constData()))
+            continue; // not a repository of this system
+        pyExceptStart();
+        pyExceptExpect(repoError_.get());
+        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), it.value() ? "enableRepo" : "disableRepo", "(s)",
+                                                 id.constData()));
+        if (pyExceptMatches(result.get(), repoError_.get()))
+            warning(tr("unable to setup repository %1:\n%2").arg(it.key(), printableExceptionValue()));
+        pyExceptClear();
+    }
+}
+
+void YumIO::collectRepos()
+{
+    enabledRepos_.clear();
+    PyObject* key = nullptr;
+    PyObject* repo = nullptr;
+    Py_ssize_t position = 0;
+    while (PyDict_Next(reposDict_.get(), &position, &key, &repo)) {
+        PyRef enabled = PyRef::steal(PyObject_GetAttrString(repo, "enabled"));
+        if (!enabled) {
+            PyErr_Clear();
+            continue;
+        }
+        const bool on = PyLong_Check(enabled.get()) && PyLong_AsLong(enabled.get()) != 0;
+        if (PyErr_Occurred())
+            PyErr_Clear();
+        if (on)
+            enabledRepos_.append(pyStringX(key));
+    }
+    resetRepoProgress(enabledRepos_, tr("contents"));
+}
+
+bool YumIO::collectField(PyObject* result, const char* name, Package::State state)
+{
+    PyRef field = PyRef::steal(PyObject_GetAttrString(result, name));
+    if (!field) {
+        PyErr_Clear();
+        error(tr("Internal error: yumIO.collectAll.%1 not found").arg(QString::fromLatin1(name)));
+        return false;
+    }
+    return collectSet(field.get(), state);
+}
+
+bool YumIO::collectSet(PyObject* packages, Package::State state)
+{
+    PyRef iterator = PyRef::steal(PyObject_GetIter(packages));
+    if (!iterator) {
+        if (PyErr_Occurred())
+            handleException();
+        return false;
+    }
+    while (PyRef package = PyRef::steal(PyIter_Next(iterator.get()))) {
+        const QString name = pyStringXDec(PyObject_GetAttrString(package.get(), "name"));
+        const QString arch = pyStringXDec(PyObject_GetAttrString(package.get(), "arch"));
+        PyErr_Clear();
+        const QString biArch = getBiArch(arch);
+        biArchs_.insert(biArch);
+
+        Package::Entry*& slot = findUpdateablePackage(name, arch, biArch);
+        if (!slot) {
+            Package::Entry* entry = collectPkg(state, package.get());
+            slot = entry;
+            Package::Entry*& preferred = nameHash_[name];
+            if (preferred) {
+                PyRef better = PyRef::steal(pyMethodCall(yumIO_.get(), "isBetterThan", "(O,O)",
+                                                         preferred->yumObject.get(), entry->yumObject.get()));
+                if (better.get() == Py_True) {
+                    entry->duplicate = true;
+                } else {
+                    preferred->duplicate = true;
+                    preferred = entry;
+                }
+            } else {
+                preferred = entry;
+            }
+        } else if (state == Package::Installed) {
+            // Every installed version is kept, at the end of the slot's chain.
+            Package::Entry* last = slot;
+            while (last->next)
+                last = last->next;
+            last->next = collectPkg(state, package.get());
+        }
+        // Otherwise an update or an installed version already holds the slot.
+    }
+    if (PyErr_Occurred()) {
+        handleException();
+        return false;
+    }
+    return true;
+}
+
+Package::Entry*& YumIO::findUpdateablePackage(const QString& name, const QString& arch, const QString& biArch)
+{
+    const EntryKey key(false, name, biArch);
+    auto it = keyHash_.find(key);
+    if (it != keyHash_.end())
+        return it.value();
+    if (arch != QLatin1String("noarch")) {
+        // An update may change a package to noarch, or back.
+        auto noarch = keyHash_.find(EntryKey(false, name, getBiArch(QStringLiteral("noarch"))));
+        if (noarch != keyHash_.end())
+            return noarch.value();
+    }
+    return keyHash_[key];
+}
+
+Package::Entry* YumIO::collectPkg(Package::State state, PyObject* package)
+{
+    auto* entry = new Package::Entry;
+    entry->action = Package::None;
+    entry->state = state;
+    entry->kind = getPkgKind(package);
+    entry->name = pyStringXDec(PyObject_GetAttrString(package, "name"));
+    entry->verRel = pyStringXDec(pyMethodCall(package, "printVer", "()"));
+    entry->repo = simpleString(package, "repoid");
+    entry->arch = pyStringXDec(PyObject_GetAttrString(package, "arch"));
+    PyErr_Clear();
+    entry->biArch = getBiArch(entry->arch);
+    entry->size = sizeOf(package);
+    entry->sizeText = bytesFormat((unsigned long long)entry->size);
+    entry->summary = simpleString(package, "summary");
+    entry->buildTime = buildTimeOf(package);
+    entry->buildTimeText = QString::fromLocal8Bit(timeFormat(long(entry->buildTime)));
+    entry->yumObject = PyRef::borrow(package);
+    return entry;
+}
+
+Package::Kind YumIO::getPkgKind(PyObject* package)
+{
+    return simpleString(package, "group") == QLatin1String("Suite") ? Package::Suite : Package::Ordinary;
+}
+
+bool YumIO::collectGroups(PyObject* groupInfo)
+{
+    PyRef groups;
+    const bool distrib = hasDistribGroups();
+    if (distrib) {
+        groups = PyRef::borrow(groupInfo);
+    } else {
+        groups = PyRef::steal(PyObject_GetAttrString(groupInfo, "visible_groups"));
+        if (!groups) {
+            PyErr_Clear();
+            error(tr("Internal error: groupInfo.visible_groups not evaluable"));
+            return false;
+        }
+    }
+    PyRef iterator = PyRef::steal(PyObject_GetIter(groups.get()));
+    if (!iterator) {
+        if (PyErr_Occurred())
+            handleException();
+        return false;
+    }
+    while (PyRef group = PyRef::steal(PyIter_Next(iterator.get()))) {
+        if (distrib) {
+            PyRef visible = PyRef::steal(PyObject_GetAttrString(group.get(), "user_visible"));
+            if (visible && !PyObject_IsTrue(visible.get()))
+                continue;
+            PyErr_Clear();
+        }
+        PyRef nameObject = PyRef::steal(PyObject_GetAttrString(group.get(), "name"));
+        if (!nameObject) {
+            PyErr_Clear();
+            error(tr("Internal error: group without name"));
+            return false;
+        }
+        const QString name = pyStringX(nameObject.get());
+        Package::Entry*& slot = keyHash_[EntryKey(true, name, QString())];
+        if (slot)
+            continue;
+        if (!collectGroup(slot, group.get(), groupInfo, name)) {
+            keyHash_.remove(EntryKey(true, name, QString()));
+            return false;
+        }
+    }
+    if (PyErr_Occurred()) {
+        handleException();
+        return false;
+    }
+    return true;
+}
+
+bool YumIO::collectGroup(Package::Entry*& slot, PyObject* group, PyObject* groupInfo, const QString& name)
+{
+    bool installed = false;
+    if (hasDistribGroups()) {
+        PyRef flag = PyRef::steal(PyObject_GetAttrString(group, "installed"));
+        if (!flag) {
+            PyErr_Clear();
+            error(tr("Internal error: cannot find group's installed flag"));
+            return false;
+        }
+        installed = PyObject_IsTrue(flag.get()) == 1;
+    } else {
+        PyRef table = PyRef::steal(PyObject_GetAttrString(groupInfo, "group_installed"));
+        PyObject* flag = table ? pyDictGetItem(table.get(), name) : nullptr;
+        if (!flag) {
+            PyErr_Clear();
+            error(tr("Internal error: cannot find groupInfo.group_installed['%1']").arg(name));
+            return false;
+        }
+        installed = PyObject_IsTrue(flag) == 1;
+    }
+    auto* entry = new Package::Entry;
+    entry->action = Package::None;
+    entry->kind = Package::Group;
+    entry->state = installed ? Package::Installed : Package::AvailableForInstallation;
+    entry->name = name;
+    entry->summary = pyStringXDec(PyObject_GetAttrString(group, "description"));
+    PyErr_Clear();
+    entry->yumObject = PyRef::borrow(group);
+    slot = entry;
+    if (installed && upToDateGroup(*entry) < 1)
+        entry->state = Package::AvailableForUpdate;
+    return true;
+}
+
+void YumIO::deleteEntries(bool release)
+{
+    for (Package::Entry* entry : qAsConst(entries_)) {
+        for (Package::Entry* e = entry; e; e = e->next) {
+            if (release)
+                e->yumObject.reset();
+            else
+                e->yumObject.release(); // the interpreter is about to end
+        }
+    }
+    // Entries made by a collection that failed are in the key hash only.
+    QSet<Package::Entry*> heads(entries_.cbegin(), entries_.cend());
+    for (Package::Entry* entry : qAsConst(keyHash_)) {
+        if (!entry || heads.contains(entry))
+            continue;
+        for (Package::Entry* e = entry; e; e = e->next) {
+            if (release)
+                e->yumObject.reset();
+            else
+                e->yumObject.release();
+        }
+        heads.insert(entry);
+    }
+    qDeleteAll(heads);
+    entries_.clear();
+    keyHash_.clear();
+    nameHash_.clear();
+    biArchs_.clear();
+}
+
+void YumIO::clearEntriesReal()
+{
+    blocker_.block();
+    Progress::User progress(progress_, totalBar_, itemBar_);
+    YumIODialogsUser dialogs(dialogs_, parent_);
+    PyGILStateWrapper lock(true);
+    deleteEntries(true);
+    groupInfo_.reset();
+    clearing_ = false;
+}
+
+void YumIO::clearEntriesBeforeQuit()
+{
+    clearing_ = true;
+    deleteEntries(false);
+    groupInfo_.release();
+    reposDict_.release();
+}
+
+bool YumIO::clear()
+{
+    {
+        PyGILStateWrapper lock(true);
+        PyRef flushed = PyRef::steal(pyMethodCall(yumIO_.get(), "flush", "()"));
+    }
+    clearEntries();
+    PyGILStateWrapper lock(true);
+    reposDict_.reset();
+    PyRef object = PyRef::steal(pyCall("YumIO", "()"));
+    if (!object) {
+        error(tr("Internal error: cannot create python yumIO"));
+        return false;
+    }
+    yumIO_ = std::move(object);
+    return true;
+}
