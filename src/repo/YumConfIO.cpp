@@ -561,10 +561,10 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
         if (n < 0)
             break;
         link.truncate(n);
+        // Followed as reading followed it, so that what was read is what is replaced.
         const QString linked = QFile::decodeName(link);
-        // An absolute link names a path of the managed system.
         if (linked.startsWith(QLatin1Char('/')))
-            target = inRoot(linked);
+            target = linked;
         else
             target = QFileInfo(target).path() + QLatin1Char('/') + linked;
     }
