@@ -3,6 +3,8 @@
 #include "app/Globals.h"
 #include "app/MainWindow.h"
 #include "app/Share.h"
+#include "repo/RepoMessageBoxes.h"
+#include "yumio/YumIODialogsWidgetPresenter.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -14,6 +16,10 @@ int main(int argc, char** argv)
     defaultStyle.set(*app, QStringLiteral("Fusion"));
     QApplication::setWindowIcon(QIcon(Share::absolute(QStringLiteral("pixmaps/orvo.icon.png"))));
     application = app;
+    // The engine and the configuration code show their dialogs through these.
+    static YumIODialogsWidgetPresenter presenter;
+    YumIODialogsPresenter::install(&presenter);
+    Repo::MessageBoxes::install();
     program = CommandLine::baseName(argv[0]);
 
     // Created before parsing so that the options can set its state; never deleted

@@ -45,8 +45,60 @@ const char* const kScript = R"(import os, sys
 sys.path.insert(0, os.path.join(os.environ['ORVOSHARE'], 'python'))
 import yum
 
+class _Repo:
+    def __init__(self, enabled):
+        self.enabled = enabled
+
+class _Repos:
+    def __init__(self):
+        self.repos = {'base': _Repo(1)}
+
+class _Conf:
+    yumvar = {'basearch': 'x86_64'}
+
+class _Package:
+    def __init__(self, name):
+        self.name = name
+        self.arch = 'noarch'
+        self.size = 1024
+    def printVer(self):
+        return '1.0-1'
+    def returnSimple(self, tag):
+        return {'repoid': 'base', 'summary': 'A ' + self.name, 'buildtime': 0}[tag]
+
+class _All:
+    installed = [_Package('installed')]
+    available = [_Package('available')]
+
 class YumIO:
     def __init__(self):
+        self.repos = _Repos()
+        self.conf = _Conf()
+    def lock(self):
+        pass
+    def enableRepo(self, rid):
+        pass
+    def setupRepos(self):
+        pass
+    def setupTs(self):
+        pass
+    def collectUpdates(self):
+        return []
+    def collectAll(self):
+        return _All()
+    def setupTsGroup(self):
+        pass
+    def collectGroupInfo(self):
+        return []
+    def collectDone(self):
+        pass
+    def getBiArch(self, arch):
+        return arch
+    def isBetterThan(self, a, b):
+        return False
+    def collectFileLists(self):
+        pass
+    def collectOtherData(self):
         pass
 
 def usesSqlite():
@@ -325,6 +377,7 @@ void TestWorkers::starters()
 {
     YumIODialogs* permanent = engine_->dialogsSlot();
     QVERIFY(engine_->collect(QHash<QString, bool>{ { QStringLiteral("base"), true } }));
+    QCOMPARE(engine_->count(), 2);
     engine_->clearEntries();
     QVERIFY(engine_->collectFileLists());
     QVERIFY(engine_->collectOtherData());
