@@ -34,20 +34,8 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
     progress_->startTotal(tr("Initializing: Total Progress"), 24000);
     progress_->startItem(tr("Preparing"), 100, 0);
 
-    if (!yumLocked_) {
-        pyExceptStart();
-        pyExceptExpect(lockError_.get());
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "lock", "()"));
-        if (pyExceptMatches(result.get(), lockError_.get())) {
-            pythonException(tr("Unable to obtain yum lock"));
-            pyExceptClear();
-            return false;
-        }
-        pyExceptClear();
-        if (!result)
-            return false;
-        yumLocked_ = true;
-    }
+    if (!takeYumLock())
+        return false;
 
     if (!readRepos())
         return false;
