@@ -1,18 +1,18 @@
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
+#include "RecordingPresenter.h"
+
 #include "log/LogEntryList.h"
 #include "progress/HProgressBar.h"
 #include "progress/ProgressMinion.h"
 #include "progress/ProgressObject.h"
 #include "progress/ProgressUser.h"
-#include "python/PyRef.h"
 #include "widgets/ModalAnswer.h"
 #include "yumio/YumIO.h"
 #include "yumio/YumIOCapturers.h"
 #include "yumio/YumIOCapturersUser.h"
 #include "yumio/YumIODialogs.h"
-#include "yumio/YumIODialogsPresenter.h"
 #include "yumio/YumIODialogsUser.h"
 #include "yumio/YumIODialogsWidgetPresenter.h"
 
@@ -28,12 +28,8 @@
 #include <QThread>
 
 #include <csignal>
-#include <cstdlib>
-#include <dirent.h>
-#include <fcntl.h>
 #include <functional>
 #include <memory>
-#include <set>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -128,95 +124,27 @@ bool writeFile(const QString& path, const char* text)
     return file.open(QIODevice::WriteOnly) && file.write(text) == qint64(qstrlen(text));
 }
 
-// Answers the engine's dialogs without a person and remembers what it was asked, and
-// whether the asking reached the graphical thread.
-class TestPresenter final : public YumIODialogsPresenter
+QStringList shown(const RecordingPresenter& presenter)
 {
-public:
-    int confirm(QWidget*, const QString& caption, const QString& text, const QString&,
-                const QString&) override
-    {
-        return record(QStringLiteral("confirm"), caption, text, 1);
-    }
-    int warning(QWidget*, const QString& caption, const QString& text, const QString&,
-                const QString&, const QString&, int, int) override
-    {
-        return record(QStringLiteral("warning"), caption, text, 2);
-    }
-    int critical(QWidget*, const QString& caption, const QString& text, const QString&,
-                 const QString&, const QString&, int, int) override
-    {
-        return record(QStringLiteral("critical"), caption, text, 1);
-    }
-    void scrollable(QWidget*, const QString& caption, const QString& text) override
-    {
-        record(QStringLiteral("scrollable"), caption, text, 0);
-    }
-
-    void clear()
-    {
-        asked.clear();
-        offGuiThread = 0;
-        withInterpreterLock = 0;
-    }
-
-    QStringList asked; // "kind|caption|text"
-    int offGuiThread = 0;
-    int withInterpreterLock = 0;
-
-private:
-    int record(const QString& kind, const QString& caption, const QString& text, int answer)
-    {
-        asked << kind + QLatin1Char('|') + caption + QLatin1Char('|') + text;
-        if (QThread::currentThread() != qApp->thread())
-            ++offGuiThread;
-        if (PyGILState_Check())
-            ++withInterpreterLock;
-        return answer;
-    }
-};
-
-// A worker whose body the test gives; like the engine's own threads it ends the
-// graphical thread's waiting loop when the body returns.
-class BodyThread final : public QThread
-{
-public:
-    BodyThread(QEventLoop& loop, std::function<bool()> body)
-        : loop_(loop), body_(std::move(body))
-    {
-    }
-    bool result = false;
-
-protected:
-    void run() override
-    {
-        result = body_();
-        loop_.exit(0);
-    }
-
-private:
-    QEventLoop& loop_;
-    std::function<bool()> body_;
-};
-
-std::set<int> openDescriptors()
-{
-    std::set<int> fds;
-    DIR* dir = opendir("/proc/self/fd");
-    if (!dir)
-        return fds;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] != '.')
-            fds.insert(std::atoi(entry->d_name));
-    }
-    fds.erase(dirfd(dir));
-    closedir(dir);
-    return fds;
+    QStringList texts;
+    for (const RecordingPresenter::Dialog& dialog : presenter.dialogs)
+        texts << dialog.kind + "|" + dialog.caption + "|" + dialog.text;
+    return texts;
 }
 
-int threadCount()
+// How many dialogs were shown off the graphical thread, or with the interpreter lock held.
+int offGuiThread = 0;
+int withInterpreterLock = 0;
+void countDialog(const RecordingPresenter::Dialog&)
 {
-    return int(QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
+    offGuiThread += QThread::currentThread() != qApp->thread();
+    withInterpreterLock += PyGILState_Check();
+}
+
+// The listing's own descriptor shows too, always as the lowest free one.
+QStringList openDescriptors()
+{
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
 }
 
 bool signalBlocked(int signal)
@@ -232,13 +160,6 @@ void onGuiThread(const std::function<void()>& fn)
     QMetaObject::invokeMethod(qApp, fn, Qt::BlockingQueuedConnection);
 }
 
-QString readAll(const QString& path)
-{
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return QString::fromUtf8(file.readAll());
-}
-
 } // namespace
 
 class TestWorkers : public QObject
@@ -250,13 +171,11 @@ private Q_SLOTS:
     void cleanupTestCase();
     void init();
     void cleanup();
-
     void immediateBodyEndsLoop();
     void starters();
     void dialogs_data();
     void dialogs();
-    void progressAndLogWhileWaiting();
-    void interpreterLockAndSignals();
+    void whileWaiting();
     void lineSplit_data();
     void lineSplit();
     void captureChildOutput();
@@ -270,22 +189,25 @@ private:
     bool runBody(const std::function<bool()>& body);
     bool runProtocolBody(const std::function<bool()>& body);
     QList<Log::Entry> entriesSince(int mark);
-    int logSize();
-    bool captureOnce();
 
     QTemporaryDir share_;
-    std::unique_ptr<HProgressBar> total_;
-    std::unique_ptr<HProgressBar> item_;
+    HProgressBar total_;
+    HProgressBar item_;
     YumIO* engine_ = nullptr;
-    TestPresenter presenter_;
+    RecordingPresenter presenter_;
 };
 
+// Like the engine's own workers, body ends the graphical thread's waiting loop when it returns.
 bool TestWorkers::runBody(const std::function<bool()>& body)
 {
     QEventLoop loop;
-    BodyThread thread(loop, body);
-    engine_->execWorkThread(loop, thread);
-    return thread.result;
+    bool result = false;
+    std::unique_ptr<QThread> thread(QThread::create([&] {
+        result = body();
+        loop.exit(0);
+    }));
+    engine_->execWorkThread(loop, *thread);
+    return result;
 }
 
 // Runs body on a worker as the engine's bodies run: after the start handshake, with
@@ -301,61 +223,49 @@ bool TestWorkers::runProtocolBody(const std::function<bool()>& body)
     });
 }
 
+// Entries from mark on; a mark of -1 gives the last entry.
 QList<Log::Entry> TestWorkers::entriesSince(int mark)
 {
     Log::EntryList& list = engine_->logList();
     list.lock();
-    const QList<Log::Entry> entries = list.mid(mark);
+    const QList<Log::Entry> entries = list.mid(mark < 0 ? list.size() - 1 : mark);
     list.unlock();
     return entries;
-}
-
-int TestWorkers::logSize()
-{
-    Log::EntryList& list = engine_->logList();
-    list.lock();
-    const int size = list.size();
-    list.unlock();
-    return size;
 }
 
 void TestWorkers::initTestCase()
 {
     QVERIFY(share_.isValid());
-    QVERIFY(QDir(share_.path()).mkpath(QStringLiteral("python/yum")));
-    QVERIFY(writeFile(share_.filePath(QStringLiteral("python/YumIO.py")), kScript));
-    QVERIFY(writeFile(share_.filePath(QStringLiteral("python/yum/__init__.py")), kYumInit));
-    QVERIFY(writeFile(share_.filePath(QStringLiteral("python/yum/Errors.py")), kYumErrors));
+    QVERIFY(QDir(share_.path()).mkpath("python/yum"));
+    QVERIFY(writeFile(share_.filePath("python/YumIO.py"), kScript));
+    QVERIFY(writeFile(share_.filePath("python/yum/__init__.py"), kYumInit));
+    QVERIFY(writeFile(share_.filePath("python/yum/Errors.py"), kYumErrors));
     qputenv("ORVOSHARE", QFile::encodeName(share_.path()));
     // The interpreter keeps whatever SIGINT handler it finds; QtTest's is no use to it.
     std::signal(SIGINT, SIG_DFL);
-
     Progress::Minion::install();
+    presenter_.echo = countDialog;
     YumIODialogsPresenter::install(&presenter_);
-    total_ = std::make_unique<HProgressBar>();
-    item_ = std::make_unique<HProgressBar>();
     // One engine for the whole run: the interpreter starts only once per process.
     engine_ = new YumIO;
-    engine_->setup(nullptr, total_.get(), item_.get());
+    engine_->setup(nullptr, &total_, &item_);
     QVERIFY(engine_->initialize());
-    QVERIFY(PyGILState_Check());
 }
 
 void TestWorkers::cleanupTestCase()
 {
     delete engine_;
-    engine_ = nullptr;
     YumIODialogsPresenter::install(nullptr);
 }
 
 void TestWorkers::init()
 {
-    presenter_.clear();
+    presenter_.dialogs.clear();
+    offGuiThread = withInterpreterLock = 0;
 }
 
 void TestWorkers::cleanup()
 {
-    YumIODialogsPresenter::install(&presenter_);
     ModalAnswer::clear();
     // Outside a running event loop deferred deletions wait for an explicit turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -364,19 +274,14 @@ void TestWorkers::cleanup()
 void TestWorkers::immediateBodyEndsLoop()
 {
     // Repeated, so that a worker finishing before the loop runs would show as a hang.
-    for (int i = 0; i < 50; ++i) {
-        const bool result = runBody([this] {
-            engine_->blocker().block();
-            return true;
-        });
-        QVERIFY(result);
-    }
+    for (int i = 0; i < 50; ++i)
+        QVERIFY(runBody([this] { return engine_->blocker().block(), true; }));
 }
 
 void TestWorkers::starters()
 {
     YumIODialogs* permanent = engine_->dialogsSlot();
-    QVERIFY(engine_->collect(QHash<QString, bool>{ { QStringLiteral("base"), true } }));
+    QVERIFY(engine_->collect(QHash<QString, bool> { { "base", true } }));
     QCOMPARE(engine_->count(), 2);
     engine_->clearEntries();
     QVERIFY(engine_->collectFileLists());
@@ -392,14 +297,9 @@ void TestWorkers::dialogs_data()
 {
     QTest::addColumn<QString>("kind");
     QTest::addColumn<bool>("fromWorker");
-    QTest::addColumn<int>("expected");
-
     for (bool worker : { false, true }) {
-        const char* where = worker ? "worker" : "gui";
-        QTest::addRow("confirm %s", where) << "confirm" << worker << 1;
-        QTest::addRow("warning %s", where) << "warning" << worker << 2;
-        QTest::addRow("critical %s", where) << "critical" << worker << 1;
-        QTest::addRow("scrollable %s", where) << "scrollable" << worker << 0;
+        for (const char* kind : { "confirm", "warning", "critical", "scrollable" })
+            QTest::addRow("%s %s", kind, worker ? "worker" : "gui") << kind << worker;
     }
 }
 
@@ -407,123 +307,95 @@ void TestWorkers::dialogs()
 {
     QFETCH(QString, kind);
     QFETCH(bool, fromWorker);
-    QFETCH(int, expected);
 
+    // The presenter answers a confirmation with 1, the others with their default button.
     auto ask = [&kind](YumIODialogs& dialogs) {
-        const QString caption = QStringLiteral("Caption");
-        const QString text = QStringLiteral("Text");
-        if (kind == QLatin1String("confirm"))
-            return dialogs.confirm(caption, text, QStringLiteral("OK"), QStringLiteral("Cancel"));
-        if (kind == QLatin1String("warning"))
-            return dialogs.warning(caption, text, QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C"));
-        if (kind == QLatin1String("critical"))
-            return dialogs.critical(caption, text);
-        dialogs.scrollable(caption, text);
+        if (kind == "confirm")
+            return dialogs.confirm("Caption", "Text", "OK", "Cancel");
+        if (kind == "warning")
+            return dialogs.warning("Caption", "Text", "A", "B", "C", 2);
+        if (kind == "critical")
+            return dialogs.critical("Caption", "Text", "A", "B", "C", 1);
+        dialogs.scrollable("Caption", "Text");
         return 0;
     };
-
     int answer = -1;
     int waits = -1;
     if (fromWorker) {
         YumIODialogs* permanent = engine_->dialogsSlot();
-        bool ownThread = false;
+        bool ownProxy = false;
         QVERIFY(runProtocolBody([&] {
             YumIODialogs* proxy = engine_->dialogsSlot();
-            ownThread = proxy != permanent && proxy->thread() == QThread::currentThread();
+            ownProxy = proxy != permanent && proxy->thread() == QThread::currentThread();
             answer = ask(*proxy);
             waits = proxy->waits();
             return true;
         }));
-        QVERIFY(ownThread);
+        QVERIFY(ownProxy);
         QCOMPARE(engine_->dialogsSlot(), permanent);
-        QCOMPARE(waits, 1);
+        QCOMPARE(withInterpreterLock, 0);
     } else {
         YumIODialogs dialogs(nullptr);
         answer = ask(dialogs);
-        QCOMPARE(dialogs.waits(), 0);
+        waits = dialogs.waits();
     }
-    QCOMPARE(answer, expected);
-    QCOMPARE(presenter_.asked, QStringList{ kind + QStringLiteral("|Caption|Text") });
-    QCOMPARE(presenter_.offGuiThread, 0);
-    if (fromWorker)
-        QCOMPARE(presenter_.withInterpreterLock, 0);
+    // Only a worker's question needs the private loop.
+    QCOMPARE(waits, fromWorker ? 1 : 0);
+    QCOMPARE(answer, kind == "warning" ? 2 : kind == "scrollable" ? 0 : 1);
+    QCOMPARE(shown(presenter_), QStringList { kind + "|Caption|Text" });
+    QCOMPARE(offGuiThread, 0);
 }
 
-void TestWorkers::progressAndLogWhileWaiting()
+// While the graphical thread waits: the worker holds the interpreter lock and takes child
+// exits, and its progress and log reach the graphical thread.
+void TestWorkers::whileWaiting()
 {
-    QObject receiver;
     QSemaphore logged;
     QString lastText;
+    QObject receiver;
     connect(&engine_->logList(), &Log::EntryList::appended, &receiver, [&] {
-        const QList<Log::Entry> entries = entriesSince(logSize() - 1);
-        lastText = entries.isEmpty() ? QString() : entries.last().text;
+        const QList<Log::Entry> last = entriesSince(-1);
+        lastText = last.isEmpty() ? QString() : last[0].text;
         if (QThread::currentThread() == qApp->thread())
             logged.release();
     });
-
-    bool barSeen = false;
-    bool logSeen = false;
-    QString barActivity;
-    QVERIFY(runProtocolBody([&] {
-
-        engine_->progressSlot()->startTotal(QStringLiteral("Reading"), 10);
-        for (int i = 0; i < 500 && !barSeen; ++i) {
-            onGuiThread([&] { barSeen = total_->isEnabled() && total_->maximum() == 10; });
-            if (!barSeen)
-                QThread::msleep(10);
-        }
-        onGuiThread([&] { barActivity = total_->activity(); });
-
-        engine_->log(Log::Info, 0, QStringLiteral("from the worker"));
-        logSeen = logged.tryAcquire(1, 5000);
-        return true;
-    }));
-    QVERIFY(barSeen);
-    QCOMPARE(barActivity, QStringLiteral("Reading"));
-    QVERIFY(logSeen);
-    QCOMPARE(lastText, QStringLiteral("from the worker"));
-    // The reporter is gone and the bars are idle again.
-    QCOMPARE(engine_->progressSlot(), nullptr);
-    QVERIFY(!total_->isEnabled());
-}
-
-void TestWorkers::interpreterLockAndSignals()
-{
-    bool workerHeldBefore = true;
     long probe = 0;
-    bool workerHeld = false;
-    bool guiHeld = true;
-    bool guiChildBlocked = false;
-    bool workerChildBlocked = true;
+    bool workerHeld = false, workerChildBlocked = true, guiHeld = true, guiChildBlocked = false;
+    bool barSeen = false, logSeen = false;
+    QString barActivity;
     QVERIFY(!signalBlocked(SIGCHLD));
-
-    QVERIFY(runBody([&] {
-        engine_->blocker().block();
-        Progress::User progress(engine_->progressSlot(), engine_->totalBar(), engine_->itemBar());
-        YumIODialogsUser dialogs(engine_->dialogsSlot(), engine_->dialogParent());
-        workerHeldBefore = PyGILState_Check();
-        Python::PyGILStateWrapper lock(true);
+    QVERIFY(runProtocolBody([&] {
         workerHeld = PyGILState_Check();
         PyRef result = PyRef::steal(engine_->pyCall("workerProbe", "(i)", 41));
         probe = result ? PyLong_AsLong(result.get()) : -1;
         // Script code runs with Python's interrupt handler; the end of the wait removes it.
         engine_->setEnablePythonSIGINTHandler(true);
         workerChildBlocked = signalBlocked(SIGCHLD);
+        engine_->progressSlot()->startTotal("Reading", 10);
+        for (int i = 0; i < 500 && !barSeen; ++i, QThread::msleep(10))
+            onGuiThread([&] { barSeen = total_.isEnabled() && total_.maximum() == 10; });
         onGuiThread([&] {
+            barActivity = total_.activity();
             guiHeld = PyGILState_Check();
             guiChildBlocked = signalBlocked(SIGCHLD);
         });
+        engine_->log(Log::Info, 0, "from the worker");
+        logSeen = logged.tryAcquire(1, 5000);
         return true;
     }));
-
-    QVERIFY(!workerHeldBefore);
     QVERIFY(workerHeld);
     QCOMPARE(probe, 42L);
+    QVERIFY(!workerChildBlocked);
     QVERIFY(!guiHeld);
     QVERIFY(guiChildBlocked);
-    QVERIFY(!workerChildBlocked);
-    // Afterwards: the graphical thread holds the lock again, its mask is back, and
-    // interrupts get the default action.
+    QVERIFY(barSeen);
+    QCOMPARE(barActivity, QString("Reading"));
+    QVERIFY(logSeen);
+    QCOMPARE(lastText, QString("from the worker"));
+    // Afterwards the reporter is gone, the bars are idle, the graphical thread holds the lock
+    // with its mask back, and interrupts get the default action.
+    QCOMPARE(engine_->progressSlot(), nullptr);
+    QVERIFY(!total_.isEnabled());
     QVERIFY(PyGILState_Check());
     QVERIFY(!signalBlocked(SIGCHLD));
     struct sigaction action;
@@ -538,14 +410,10 @@ void TestWorkers::lineSplit_data()
     QTest::addColumn<QStringList>("lines");
     QTest::addColumn<QString>("pending");
 
-    QTest::newRow("empty line kept, tail pending")
-        << false << QStringList{ "a\nb\n\nc" } << QStringList{ "a", "b", "" } << "c";
-    QTest::newRow("no line end, no entry") << false << QStringList{ "x", "y" } << QStringList{} << "xy";
-    QTest::newRow("line completed later")
-        << false << QStringList{ "par", "tial\nnext" } << QStringList{ "partial" } << "next";
-    QTest::newRow("ends with a line end") << false << QStringList{ "one\n" } << QStringList{ "one" } << "";
-    QTest::newRow("nothing") << false << QStringList{ "" } << QStringList{} << "";
-    QTest::newRow("standard error") << true << QStringList{ "e1\ne", "2\n" } << QStringList{ "e1", "e2" } << "";
+    QTest::newRow("empty line kept, tail pending") << false << QStringList { "a\nb\n\nc" } << QStringList { "a", "b", "" }
+                                                   << "c";
+    QTest::newRow("standard error, line completed later") << true << QStringList { "e1\ne", "2\n" }
+                                                          << QStringList { "e1", "e2" } << "";
 }
 
 void TestWorkers::lineSplit()
@@ -555,50 +423,26 @@ void TestWorkers::lineSplit()
     QFETCH(QStringList, lines);
     QFETCH(QString, pending);
 
-    auto write = [&](const QString& text) {
-        if (error)
-            engine_->writeStderr(text);
-        else
-            engine_->writeStdout(text);
-    };
-    const Log::Kind kind = error ? Log::Error : Log::Output;
-
-    const int mark = logSize();
+    const int mark = engine_->logList().size();
+    writes << "\n"; // ending the line gives the held-back tail an entry of its own
     for (const QString& text : writes)
-        write(text);
-    QList<Log::Entry> entries = entriesSince(mark);
+        error ? engine_->writeStderr(text) : engine_->writeStdout(text);
     QStringList texts;
-    for (const Log::Entry& entry : entries) {
+    for (const Log::Entry& entry : entriesSince(mark)) {
         texts << entry.text;
-        QCOMPARE(entry.kind, kind);
+        QCOMPARE(entry.kind, error ? Log::Error : Log::Output);
         QCOMPARE(entry.level, 0u);
     }
-    QCOMPARE(texts, lines);
-
-    // Ending the line gives the held-back tail an entry of its own.
-    write(QStringLiteral("\n"));
-    entries = entriesSince(mark + lines.size());
-    QCOMPARE(entries.size(), 1);
-    QCOMPARE(entries.at(0).text, pending);
-}
-
-bool TestWorkers::captureOnce()
-{
-    return runProtocolBody([this] {
-        YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
-        return engine_->capturersSlot()->capturing() && std::system("echo out; echo err >&2") == 0;
-    });
+    QCOMPARE(texts, lines << pending);
 }
 
 void TestWorkers::captureChildOutput()
 {
     // The test's own stand-ins for the real streams.
     QTemporaryDir dir;
-    const QString outPath = dir.filePath(QStringLiteral("out"));
-    const QString errPath = dir.filePath(QStringLiteral("err"));
-    QFile out(outPath);
-    QFile err(errPath);
-    QVERIFY(out.open(QIODevice::WriteOnly) && err.open(QIODevice::WriteOnly));
+    QFile out(dir.filePath("out"));
+    QFile err(dir.filePath("err"));
+    QVERIFY(out.open(QIODevice::ReadWrite) && err.open(QIODevice::ReadWrite));
     std::fflush(stdout);
     std::fflush(stderr);
     const int realOut = dup(1);
@@ -606,7 +450,7 @@ void TestWorkers::captureChildOutput()
     dup2(out.handle(), 1);
     dup2(err.handle(), 2);
 
-    const int mark = logSize();
+    const int mark = engine_->logList().size();
     QStringList seenByWorker;
     bool capturing = false;
     bool slotCleared = false;
@@ -620,7 +464,7 @@ void TestWorkers::captureChildOutput()
         slotCleared = engine_->capturersSlot() == nullptr;
         // Drained before the worker goes on.
         for (const Log::Entry& entry : entriesSince(mark))
-            seenByWorker << QString::number(entry.kind) + QLatin1Char(' ') + entry.text;
+            seenByWorker << QString::number(entry.kind) + " " + entry.text;
         return ok && std::system("echo after; echo after-err >&2") == 0;
     });
 
@@ -628,73 +472,68 @@ void TestWorkers::captureChildOutput()
     dup2(realErr, 2);
     close(realOut);
     close(realErr);
-    out.close();
-    err.close();
-
     QVERIFY(ran);
     QVERIFY(capturing);
     QVERIFY(slotCleared);
-    QCOMPARE(seenByWorker, (QStringList{ QStringLiteral("1 out"), QStringLiteral("3 err") }));
+    QCOMPARE(seenByWorker, (QStringList { "1 out", "3 err" }));
     QCOMPARE(entriesSince(mark).size(), 2);
-    QCOMPARE(readAll(outPath), QStringLiteral("after\n"));
-    QCOMPARE(readAll(errPath), QStringLiteral("after-err\n"));
-    QVERIFY(presenter_.asked.isEmpty());
+    QVERIFY(out.seek(0) && err.seek(0));
+    QCOMPARE(out.readAll(), QByteArray("after\n"));
+    QCOMPARE(err.readAll(), QByteArray("after-err\n"));
+    QVERIFY(presenter_.dialogs.isEmpty());
 }
 
 void TestWorkers::captureSetupFailure()
 {
-    const std::set<int> before = openDescriptors();
-    const int mark = logSize();
+    const QStringList before = openDescriptors();
+    const int mark = engine_->logList().size();
     bool capturing = true;
     bool limited = false;
     QVERIFY(runProtocolBody([&] {
-
         // Room for the two saved duplicates and nothing more, so that the pipes fail.
-        const std::set<int> open = openDescriptors();
+        const QStringList open = openDescriptors();
         rlim_t limit = 0;
-        for (int free = 0; free < 2; ++limit) {
-            if (!open.count(int(limit)))
-                ++free;
-        }
-        rlimit saved;
+        for (int free = 0; free < 2; ++limit)
+            free += !open.contains(QString::number(limit));
+        rlimit saved, lowered;
         getrlimit(RLIMIT_NOFILE, &saved);
-        rlimit lowered = saved;
-        lowered.rlim_cur = limit;
+        lowered = { limit, saved.rlim_max };
         limited = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
-        {
-            YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
-            setrlimit(RLIMIT_NOFILE, &saved);
-            capturing = engine_->capturersSlot()->capturing();
-        }
+        YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
+        setrlimit(RLIMIT_NOFILE, &saved);
+        capturing = engine_->capturersSlot()->capturing();
         return true;
     }));
     QVERIFY(limited);
     QVERIFY(!capturing);
-    const QString message = QStringLiteral("Unable to open pipe to capture rpm transaction output");
-    QCOMPARE(presenter_.asked, QStringList{ QStringLiteral("critical|Orvo Yum Error|") + message });
+    const QString message = "Unable to open pipe to capture rpm transaction output";
+    QCOMPARE(shown(presenter_), QStringList { "critical|Orvo Yum Error|" + message });
     const QList<Log::Entry> entries = entriesSince(mark);
     QCOMPARE(entries.size(), 1);
-    QCOMPARE(entries.at(0).kind, Log::Error);
-    QCOMPARE(entries.at(0).text, message);
+    QCOMPARE(QString::number(entries[0].kind) + " " + entries[0].text, QString::number(Log::Error) + " " + message);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(openDescriptors(), before);
 }
 
 void TestWorkers::noLeaks()
 {
+    const auto threadCount = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
+    const auto captureOnce = [this] {
+        return runProtocolBody([this] {
+            YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
+            return engine_->capturersSlot()->capturing() && std::system("echo out; echo err >&2") == 0;
+        });
+    };
     // One round first, for whatever is made once and kept.
     QVERIFY(captureOnce());
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    const std::set<int> fds = openDescriptors();
-    const int threads = threadCount();
-
-    bool allRan = true;
+    const QStringList fds = openDescriptors();
+    QVERIFY(fds.contains("0") && fds.contains("2"));
+    const auto threads = threadCount();
     for (int i = 0; i < 5; ++i) {
-        allRan = allRan && engine_->collect({}) && engine_->apply() && captureOnce();
+        QVERIFY(engine_->collect({}) && engine_->apply() && captureOnce());
         engine_->clearEntries();
     }
-    QVERIFY(allRan);
-
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(openDescriptors(), fds);
     QTRY_COMPARE(threadCount(), threads);
@@ -706,25 +545,16 @@ void TestWorkers::widgetPresenter_data()
     QTest::addColumn<int>("defaultButton");
     QTest::addColumn<int>("escapeButton");
     QTest::addColumn<QString>("press"); // a button's text, or "Escape"
-    QTest::addColumn<QStringList>("shown");
-    QTest::addColumn<QString>("shownDefault");
-    QTest::addColumn<QString>("shownEscape");
+    QTest::addColumn<QString>("shown"); // the buttons, then the default and the escape button
     QTest::addColumn<int>("result");
 
-    QTest::newRow("no texts: one OK")
-        << QStringList{ "", "", "" } << 0 << -1 << "OK" << QStringList{ "OK" } << "OK" << "" << 0;
-    QTest::newRow("three, the second pressed")
-        << QStringList{ "Yes", "No", "Cancel" } << 0 << 2 << "No"
-        << QStringList{ "Yes", "No", "Cancel" } << "Yes" << "Cancel" << 1;
-    QTest::newRow("escape picks the escape button")
-        << QStringList{ "Retry", "Abort", "" } << 0 << 1 << "Escape"
-        << QStringList{ "Retry", "Abort" } << "Retry" << "Abort" << 1;
-    QTest::newRow("numbers kept when a text is missing")
-        << QStringList{ "", "Ignore", "Stop" } << 2 << -1 << "Ignore"
-        << QStringList{ "Ignore", "Stop" } << "Stop" << "" << 1;
-    QTest::newRow("default and escape on missing buttons")
-        << QStringList{ "Only", "", "" } << 2 << 1 << "Only"
-        << QStringList{ "Only" } << "" << "" << 0;
+    QTest::newRow("no texts: one OK") << QStringList { "", "", "" } << 0 << -1 << "OK" << "OK|OK|" << 0;
+    QTest::newRow("escape picks the escape button") << QStringList { "Retry", "Abort", "" } << 0 << 1 << "Escape"
+                                                    << "Abort,Retry|Retry|Abort" << 1;
+    QTest::newRow("numbers kept when a text is missing") << QStringList { "", "Ignore", "Stop" } << 2 << -1
+                                                         << "Ignore" << "Ignore,Stop|Stop|" << 1;
+    QTest::newRow("default and escape on missing buttons") << QStringList { "Only", "", "" } << 2 << 1 << "Only"
+                                                           << "Only||" << 0;
 }
 
 void TestWorkers::widgetPresenter()
@@ -733,82 +563,51 @@ void TestWorkers::widgetPresenter()
     QFETCH(int, defaultButton);
     QFETCH(int, escapeButton);
     QFETCH(QString, press);
-    QFETCH(QStringList, shown);
-    QFETCH(QString, shownDefault);
-    QFETCH(QString, shownEscape);
+    QFETCH(QString, shown);
     QFETCH(int, result);
 
-    auto plain = [](const QAbstractButton* button) {
-        return button ? button->text().remove(QLatin1Char('&')) : QString();
-    };
-    for (bool critical : { false, true }) {
-        QStringList buttons;
-        QString defaultText, escapeText, title;
-        QMessageBox::Icon icon = QMessageBox::NoIcon;
+    auto plain = [](const QAbstractButton* button) { return button ? button->text().remove('&') : QString(); };
+    for (QMessageBox::Icon icon : { QMessageBox::Warning, QMessageBox::Critical }) {
+        QString seen;
         ModalAnswer::install([&](QDialog& dialog) {
             auto* box = qobject_cast<QMessageBox*>(&dialog);
-            if (!box)
-                return -2;
-            title = box->windowTitle();
-            icon = box->icon();
+            QStringList buttons;
             for (QAbstractButton* button : box->buttons())
                 buttons << plain(button);
-            defaultText = plain(box->defaultButton());
-            // Set explicitly, not the one the box would guess.
-            escapeText = plain(box->escapeButton());
-            if (press == QLatin1String("Escape")) {
+            buttons.sort();
+            // Set explicitly, not the ones the box would guess.
+            seen = QString("%1 %2 %3|%4|%5").arg(box->windowTitle()).arg(box->icon()).arg(buttons.join(','),
+                                                 plain(box->defaultButton()), plain(box->escapeButton()));
+            if (press == "Escape")
                 QTest::keyClick(box, Qt::Key_Escape);
-            } else {
-                for (QAbstractButton* button : box->buttons()) {
-                    if (plain(button) == press)
-                        button->click();
-                }
+            for (QAbstractButton* button : box->buttons()) {
+                if (plain(button) == press)
+                    button->click();
             }
             return -2;
         });
         YumIODialogsWidgetPresenter presenter;
-        const int answer = critical
-            ? presenter.critical(nullptr, QStringLiteral("Title"), QStringLiteral("Text"), texts[0],
-                                 texts[1], texts[2], defaultButton, escapeButton)
-            : presenter.warning(nullptr, QStringLiteral("Title"), QStringLiteral("Text"), texts[0],
-                                texts[1], texts[2], defaultButton, escapeButton);
+        const int answer = icon == QMessageBox::Critical
+            ? presenter.critical(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton)
+            : presenter.warning(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton);
         QCOMPARE(answer, result);
-        QCOMPARE(title, QStringLiteral("Title"));
-        QCOMPARE(icon, critical ? QMessageBox::Critical : QMessageBox::Warning);
-        buttons.sort();
-        shown.sort();
-        QCOMPARE(buttons, shown);
-        QCOMPARE(defaultText, shownDefault);
-        QCOMPARE(escapeText, shownEscape);
+        QCOMPARE(seen, QString("Title %1 %2").arg(icon).arg(shown));
     }
 }
 
 void TestWorkers::widgetPresenterDialogs()
 {
-    // The widget dialogs, asked from a worker and answered on the graphical thread.
-    YumIODialogsWidgetPresenter presenter;
-    YumIODialogsPresenter::install(&presenter);
+    // Titled with the caption, and answered with what the dialog returned.
     QStringList titles;
-    int answer = 1;
     ModalAnswer::install([&](QDialog& dialog) {
         titles << dialog.windowTitle();
-        return answer;
+        return titles.size() == 1 ? 1 : 0;
     });
-    int confirmed = -1;
-    int refused = -1;
-    QVERIFY(runProtocolBody([&] {
-        YumIODialogs* proxy = engine_->dialogsSlot();
-        confirmed = proxy->confirm(QStringLiteral("Confirm"), QStringLiteral("Go on?"), QStringLiteral("OK"),
-                                   QStringLiteral("Cancel"));
-        answer = 0;
-        refused = proxy->confirm(QStringLiteral("Confirm again"), QStringLiteral("Go on?"),
-                                 QStringLiteral("OK"), QStringLiteral("Cancel"));
-        proxy->scrollable(QStringLiteral("Details"), QStringLiteral("Long text"));
-        return true;
-    }));
-    QCOMPARE(confirmed, 1);
-    QCOMPARE(refused, 0);
-    QCOMPARE(titles, (QStringList{ "Confirm", "Confirm again", "Details" }));
+    YumIODialogsWidgetPresenter presenter;
+    QCOMPARE(presenter.confirm(nullptr, "Confirm", "Go on?", "OK", "Cancel"), 1);
+    QCOMPARE(presenter.confirm(nullptr, "Confirm again", "Go on?", "OK", "Cancel"), 0);
+    presenter.scrollable(nullptr, "Details", "Long text");
+    QCOMPARE(titles, (QStringList { "Confirm", "Confirm again", "Details" }));
 }
 
 QTEST_MAIN(TestWorkers)
