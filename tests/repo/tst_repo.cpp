@@ -27,6 +27,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using UseTable = QHash<QString, bool>;
@@ -63,99 +64,73 @@ QString errnoText(int errnum)
     return QStringLiteral("; errno = %1 (%2).").arg(errnum).arg(QString::fromLocal8Bit(strerror(errnum)));
 }
 
-// Records the configuration code's boxes and answers its question.
+// Runs the real message boxes and records them as "title|text"; questions are answered
+// with `answer`, other dialogs by `otherDialog`.  A box of the wrong shape is recorded
+// as such.
 class Boxes final
 {
 public:
     Boxes()
     {
-        Repo::Messages::install(
-            [this](QWidget*, const QString& title, const QString& text) { errors << title + "|" + text; },
-            [this](QWidget*, const QString& title, const QString& text) {
-                questions << title + "|" + text;
-                return answer;
-            });
+        Repo::MessageBoxes::install();
+        ModalAnswer::install([this](QDialog& dialog) {
+            auto* box = qobject_cast<QMessageBox*>(&dialog);
+            if (!box)
+                return otherDialog ? otherDialog(dialog) : -1;
+            const QString seen = box->windowTitle() + "|" + box->text();
+            const int buttons = box->standardButtons().toInt();
+            if (buttons == QMessageBox::Ok) {
+                errors << seen;
+                return int(QMessageBox::Ok);
+            }
+            const bool yesNo = buttons == (QMessageBox::Yes | QMessageBox::No).toInt()
+                               && box->standardButton(box->defaultButton()) == QMessageBox::No
+                               && box->standardButton(box->escapeButton()) == QMessageBox::No;
+            questions << (yesNo ? seen : "misshapen: " + seen);
+            return int(answer ? QMessageBox::Yes : QMessageBox::No);
+        });
     }
-    ~Boxes() { Repo::Messages::clear(); }
+    ~Boxes()
+    {
+        ModalAnswer::clear();
+        Repo::Messages::clear();
+    }
 
     QStringList errors;
     QStringList questions;
     bool answer = false;
+    ModalAnswer::Answerer otherDialog;
 };
 
-class Answering final
-{
-public:
-    explicit Answering(ModalAnswer::Answerer answerer) { ModalAnswer::install(std::move(answerer)); }
-    ~Answering() { ModalAnswer::clear(); }
-};
-
-const char* const kMainConf = "# yum main configuration\n"
-                              "[main]\n"
+const char* const kMainConf = "# yum main configuration\n[main]\n"
                               "cachedir=/var/cache/yum/$basearch/$releasever\n"
-                              "keepcache=0\n"
-                              "gpgcheck=1\n"
+                              "keepcache=0\ngpgcheck=1\n"
                               "reposdir=/etc/yum.repos.d, /etc/extra.repos.d\n"
-                              "# a comment in main\n"
-                              "\n"
-                              "[local]\n"
-                              "name=Local packages\n"
-                              "baseurl=file:///srv/local\n"
-                              "enabled=1\n";
+                              "# a comment in main\n\n"
+                              "[local]\nname=Local packages\nbaseurl=file:///srv/local\nenabled=1\n";
 
 const char* const kFedoraRepo =
-    "# Comments before the first section are not kept.\n"
-    "[fedora]\n"
-    "name=Fedora $releasever - $basearch\n"
+    "# Comments before the first section are not kept.\n[fedora]\nname=Fedora $releasever - $basearch\n"
     "#baseurl=http://download.example/pub/fedora/$releasever/$basearch/os/\n"
-    "metalink=https://mirrors.example/metalink?repo=fedora-$releasever&arch=$basearch\n"
-    "enabled=1\n"
-    "countme=1\n"
-    "\n"
-    "type=rpm\n"
-    "gpgcheck=1\n"
-    "gpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n"
-    "skip_if_unavailable=False\n"
-    "\n"
-    "[fedora-debuginfo]\n"
-    "name=Fedora $releasever - $basearch - Debug\n"
+    "metalink=https://mirrors.example/metalink?repo=fedora-$releasever&arch=$basearch\nenabled=1\n\n"
+    "type=rpm\ngpgcheck=1\ngpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n\n"
+    "[fedora-debuginfo]\nname=Fedora $releasever - $basearch - Debug\n"
     "mirrorlist=https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch\n"
-    "enabled=0\n"
-    "gpgcheck=1\n"
-    "\n"
-    "\n"
-    "[mirrored]\n"
-    "name = Mirrored\n"
-    "baseurl=http://a.example/repo/ http://b.example/repo/\n"
-    "\thttp://c.example/repo/\n"
-    "gpgkey=file:///k1\n"
-    "       file:///k2";
+    "enabled=0\ngpgcheck=1\n\n\n"
+    "[mirrored]\nname = Mirrored\nbaseurl=http://a.example/repo/ http://b.example/repo/\n\thttp://c.example/repo/\n"
+    "gpgkey=file:///k1\n       file:///k2";
 
+// Known options first; other lines, comments among them, follow in their order.
 const char* const kFedoraWritten =
-    "[fedora]\n"
-    "name=Fedora $releasever - $basearch\n"
-    "enabled=1\n"
-    "gpgcheck=1\n"
+    "[fedora]\nname=Fedora $releasever - $basearch\nenabled=1\ngpgcheck=1\n"
     "#baseurl=http://download.example/pub/fedora/$releasever/$basearch/os/\n"
     "metalink=https://mirrors.example/metalink?repo=fedora-$releasever&arch=$basearch\n"
-    "countme=1\n"
-    "type=rpm\n"
-    "gpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n"
-    "skip_if_unavailable=False\n"
-    "\n"
-    "[fedora-debuginfo]\n"
-    "name=Fedora $releasever - $basearch - Debug\n"
+    "type=rpm\ngpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n\n"
+    "[fedora-debuginfo]\nname=Fedora $releasever - $basearch - Debug\n"
     "mirrorlist=https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch\n"
-    "enabled=0\n"
-    "gpgcheck=1\n"
-    "\n"
-    "[mirrored]\n"
-    "name=Mirrored\n"
-    "baseurl=http://a.example/repo/\n"
-    "        http://b.example/repo/\n"
-    "        http://c.example/repo/\n"
-    "gpgkey=file:///k1\n"
-    "       file:///k2\n";
+    "enabled=0\ngpgcheck=1\n\n"
+    "[mirrored]\nname=Mirrored\nbaseurl=http://a.example/repo/\n        http://b.example/repo/\n"
+    "        http://c.example/repo/\ngpgkey=file:///k1\n       file:///k2\n";
 
 // A root like the sandbox's: blank credentials of the "/larder?" shape.
 const char* const kLarderRepo =
@@ -173,49 +148,645 @@ class TestRepo final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
+    void initTestCase()
+    {
+        QVERIFY(share_.isValid());
+        StandInShare::Options options;
+        options.constructorBody = QStringLiteral("self.conf.yumvar['arch'] = 'i686'");
+        QVERIFY(StandInShare::write(share_.path(), options));
+        // The stand-in browser records its arguments, one per line.
+        QVERIFY(writeFile(share_.path() + "/webbrowser",
+                          "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args.tmp\" && mv \"$0.args.tmp\" \"$0.args\"\n"));
+        QVERIFY(QFile::setPermissions(share_.path() + "/webbrowser",
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        qputenv("ORVOSHARE", share_.path().toLocal8Bit());
+        engine_ = new YumIO;
+        engine_->setup(nullptr, nullptr, nullptr);
+        QVERIFY(engine_->initialize());
+    }
 
-    void mainFileChoice_data();
-    void mainFileChoice();
-    void readingRules_data();
-    void readingRules();
-    void readFailures_data();
-    void readFailures();
-    void roundTrip();
-    void sessionUse_data();
-    void sessionUse();
-    void sessionUseSurvivesRereading();
-    void duplicateAndEmptyIds_data();
-    void duplicateAndEmptyIds();
-    void newEntriesAndUnusedFiles();
-    void failedWriteKeepsFilesWhole();
-    void readOnlyDirectory();
-    void linksPermissionsAndLatin1();
-    void messageBoxes();
+    void cleanupTestCase()
+    {
+        delete engine_;
+        qunsetenv("ORVOROOT");
+    }
 
-    void larderGetAuth_data();
-    void larderGetAuth();
-    void larderReplaceAuth();
-    void larderEncoding_data();
-    void larderEncoding();
-    void checker_data();
-    void checker();
+    void init()
+    {
+        root_ = std::make_unique<QTemporaryDir>();
+        QVERIFY(root_->isValid());
+        qputenv("ORVOROOT", root().toLocal8Bit());
+        requests_.clear();
+        used_.clear();
+    }
 
-    void getHost_data();
-    void getHost();
-    void browse_data();
-    void browse();
-    void browseWithoutUrl();
-    void executeLeavesNoZombie();
+    // ------------------------------------------------------------------ reading
+
+    void mainFileChoice_data()
+    {
+        QTest::addColumn<QStringList>("present");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("yum/yum.conf before yum.conf")
+            << QStringList{"/etc/yum/yum.conf", "/etc/yum.conf", "/etc/dnf/dnf.conf"} << "/etc/yum/yum.conf";
+        QTest::newRow("yum.conf before dnf.conf")
+            << QStringList{"/etc/yum.conf", "/etc/dnf/dnf.conf"} << "/etc/yum.conf";
+        QTest::newRow("dnf.conf alone") << QStringList{"/etc/dnf/dnf.conf"} << "/etc/dnf/dnf.conf";
+        QTest::newRow("none") << QStringList{} << "/etc/yum.conf";
+    }
+
+    void mainFileChoice()
+    {
+        QFETCH(QStringList, present);
+        QFETCH(QString, expected);
+        for (const QString& file : present)
+            QVERIFY(writeFile(path(file), "[main]\n"));
+        YumConfIO conf(requests_, used_);
+        QCOMPARE(conf.fileName(), expected);
+        QCOMPARE(YumConfIO::inRoot(expected), path(expected));
+    }
+
+    void readingRules_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("expected"); // id|name|baseurl|enabled|gpgcheck|other options
+
+        QTest::newRow("blanks around the colon, trailing blank kept")
+            << QByteArray("[a]\nname : Some name \n") << "a|Some name ||1|1|";
+        QTest::newRow("indented name continues the line before")
+            << QByteArray("[a]\nbaseurl=http://x/\n  name=inner\n") << "a||http://x/\nname=inner|1|1|";
+        QTest::newRow("blank after the bracket") << QByteArray("[ a]\n") << " a|||1|1|";
+        QTest::newRow("empty id") << QByteArray("[]\nname=x\n") << "|x||1|1|";
+        QTest::newRow("enabled no is yes, 0 is no") << QByteArray("[a]\nenabled=no\ngpgcheck = 0\n") << "a|||2|0|";
+        QTest::newRow("three urls on two lines")
+            << QByteArray("[a]\nbaseurl=http://a/ http://b/\n\thttp://c/\n") << "a||http://a/\nhttp://b/\nhttp://c/|1|1|";
+        QTest::newRow("first separator decides")
+            << QByteArray("[a]\nname=x:y\nsslverify:a=b\n") << "a|x:y||1|1|sslverify:a=b\n";
+        QTest::newRow("keys are case-sensitive, indented keys are no keys")
+            << QByteArray("[a]\nName=x\n\n  name=y\n") << "a|||1|1|Name=x\n  name=y\n";
+        QTest::newRow("comments and empty lines in a section")
+            << QByteArray("# before\n\n[a]\n# inside\n\nno separator here\n#x\n\tcontinued\n")
+            << "a|||1|1|# inside\nno separator here\n#x\n\tcontinued\n";
+        QTest::newRow("leading blanks and tabs of a value, last line without newline")
+            << QByteArray("[a]\nname=\t x\tz\t") << "a|x\tz\t||1|1|";
+        QTest::newRow("UTF-8 text") << QByteArray("[a]\nname=D\xc3\xa9p\xc3\xb4t\n")
+                                    << QString::fromUtf8("a|D\xc3\xa9p\xc3\xb4t||1|1|");
+    }
+
+    void readingRules()
+    {
+        QFETCH(QByteArray, text);
+        writeRoot("[main]\n", {{"/etc/yum.repos.d/t.repo", text}});
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QSignalSpy changed(&conf, &YumConfIO::changed);
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(conf.repos().size(), 1);
+        const Repo::Entry& entry = conf.repos().first();
+        QTEST(QStringList({entry.id, entry.name, entry.baseurl, QString::number(int(entry.enabled)),
+                           QString::number(int(entry.gpgcheck)), entry.otherOptions})
+                  .join('|'),
+              "expected");
+        QCOMPARE(entry.file, QStringLiteral("/etc/yum.repos.d/t.repo"));
+        QCOMPARE(entry.sortPosition, 1.0);
+    }
+
+    void readFailures_data()
+    {
+        QTest::addColumn<QString>("setup");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("entriesLeft");
+
+        QTest::newRow("no main file")
+            << "nomain" << QString("Unable to read yum configuration file %1/etc/yum.conf" + errnoText(ENOENT)) << 0;
+        QTest::newRow("main file is a directory")
+            << "maindir" << QString("Error reading repository configuration file %1/etc/yum.conf" + errnoText(EISDIR))
+            << 0;
+        QTest::newRow("dangling link")
+            << "dangling"
+            << QString("Unable to stat repository configuration file %1/etc/yum.repos.d/b.repo" + errnoText(ENOENT))
+            << 1;
+        // errno is whatever the last call left; only the text before it is fixed.
+        QTest::newRow("malformed header") << "malformed" << "Malformed section name in line: [second" << 1;
+    }
+
+    void readFailures()
+    {
+        QFETCH(QString, setup);
+        QFETCH(QString, message);
+        QFETCH(int, entriesLeft);
+        if (setup == "maindir") {
+            QVERIFY(QDir().mkpath(path("/etc/yum.conf")));
+        } else if (setup != "nomain") {
+            writeRoot("[main]\n[a]\nname=first\n");
+            if (setup == "dangling")
+                QVERIFY(QFile::link(path("/etc/yum.repos.d/missing"), path("/etc/yum.repos.d/b.repo")));
+            else
+                QVERIFY(writeFile(path("/etc/yum.repos.d/b.repo"), "[b]\n[second\nname=x\n"));
+            // A directory with the suffix is no repository file.
+            QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/dir.repo")));
+        }
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QSignalSpy changed(&conf, &YumConfIO::changed);
+        QVERIFY(!conf.read(nullptr));
+        QCOMPARE(changed.count(), 0);
+        QCOMPARE(boxes.errors.size(), 1);
+        QVERIFY2(boxes.errors.first().startsWith("Orvo Repository Editor Error|" + message.arg(root())),
+                 qPrintable(boxes.errors.first()));
+        QVERIFY(boxes.errors.first().contains("; errno = "));
+        QCOMPARE(conf.repos().size(), entriesLeft);
+    }
+
+    // ------------------------------------------------------------------ writing
+
+    void roundTrip()
+    {
+        writeRoot(kMainConf, {{"/etc/yum.repos.d/fedora.repo", kFedoraRepo},
+                              {"/etc/extra.repos.d/extra.repo", "[extra]\nbaseurl=file:///srv/extra\n"}});
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(conf.cachedir(), QStringLiteral("/var/cache/yum/$basearch/$releasever"));
+        QCOMPARE(conf.reposdirs(), (QStringList{"/etc/yum.repos.d", "/etc/extra.repos.d"}));
+        QVERIFY(conf.mainEnabled());
+        QVERIFY(conf.mainGpgcheck());
+        QStringList ids;
+        for (const Repo::Entry& entry : conf.repos())
+            ids << entry.id + "@" + entry.file + ":" + QString::number(entry.sortPosition);
+        QCOMPARE(ids, (QStringList{"local@/etc/yum.conf:1", "fedora@/etc/yum.repos.d/fedora.repo:1",
+                                   "fedora-debuginfo@/etc/yum.repos.d/fedora.repo:2",
+                                   "mirrored@/etc/yum.repos.d/fedora.repo:3", "extra@/etc/extra.repos.d/extra.repo:1"}));
+        QCOMPARE(conf.repos().at(2).mirrorlist,
+                 QStringLiteral("https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch"));
+
+        const QList<Repo::Entry> before = conf.repos();
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(boxes.questions, QStringList());
+        QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray(kMainConf));
+        QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraWritten));
+        QCOMPARE(readFile(path("/etc/extra.repos.d/extra.repo")), QByteArray("[extra]\nbaseurl=file:///srv/extra\n"));
+        QCOMPARE(readAgain(), before);
+
+        // Positions order the sections within a file; a section may join the main file.
+        conf.repos()[1].sortPosition = 2.5;
+        conf.repos()[4].file = "/etc/yum.conf";
+        conf.repos()[4].sortPosition = 0;
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(readFile(path("/etc/yum.conf")),
+                 QByteArray(kMainConf).replace("\n[local]", "\n[extra]\nbaseurl=file:///srv/extra\n\n[local]"));
+        QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[fedora-debuginfo]\n"));
+        QVERIFY(!QFile::exists(path("/etc/extra.repos.d/extra.repo")));
+    }
+
+    void sessionUse_data()
+    {
+        QTest::addColumn<QByteArray>("mainConf");
+        QTest::addColumn<QStringList>("requests");
+        QTest::addColumn<QString>("expected");
+
+        const QByteArray on = "[main]\n";
+        const QByteArray off = "[main]\nenabled=0\n";
+        QTest::newRow("main default on") << on << QStringList{} << "a=1 b=0 c=1";
+        QTest::newRow("main default off") << off << QStringList{} << "a=0 b=0 c=1";
+        QTest::newRow("disable all, enable one") << on << QStringList{"-*", "+b"} << "a=0 b=1 c=0";
+        QTest::newRow("last matching request wins") << on << QStringList{"+?", "-[ab]", "+a"} << "a=1 b=0 c=1";
+        QTest::newRow("enable by wildcard over main off") << off << QStringList{"+*"} << "a=1 b=1 c=1";
+    }
+
+    void sessionUse()
+    {
+        QFETCH(QByteArray, mainConf);
+        QFETCH(QStringList, requests);
+        writeRoot(mainConf, {{"/etc/yum.repos.d/u.repo", "[a]\n\n[b]\nenabled=0\n\n[c]\nenabled=yes\n"}});
+        for (const QString& request : requests)
+            requests_.append(YumRepoEnabled(request.startsWith('+'), request.mid(1)));
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        QStringList actual;
+        for (const QString id : {"a", "b", "c"})
+            actual << id + "=" + QString::number(used_.value(id));
+        QTEST(actual.join(' '), "expected");
+    }
+
+    void sessionUseSurvivesRereading()
+    {
+        writeRoot("[main]\n", {{"/etc/yum.repos.d/u.repo", "[a]\nenabled=0\n\n[b]\n"}});
+        requests_.append(YumRepoEnabled(false, "b"));
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(used_, (UseTable{{"a", false}, {"b", false}}));
+        used_["a"] = true; // as the editor would
+        QVERIFY(writeFile(path("/etc/yum.repos.d/u.repo"), "[a]\nenabled=0\n\n[b]\nenabled=1\n\n[c]\nenabled=0\n"));
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(used_, (UseTable{{"a", true}, {"b", false}, {"c", false}}));
+        // A later duplicate of an id does not change its use.
+        QVERIFY(writeFile(path("/etc/yum.repos.d/v.repo"), "[d]\n[d]\nenabled=0\n"));
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(used_.value("d"), true);
+    }
+
+    void duplicateAndEmptyIds_data()
+    {
+        QTest::addColumn<bool>("proceed");
+        QTest::newRow("No") << false;
+        QTest::newRow("Yes") << true;
+    }
+
+    void duplicateAndEmptyIds()
+    {
+        QFETCH(bool, proceed);
+        writeRoot("[main]\n", {{"/etc/yum.repos.d/d.repo", "[x]\nname=first\n\n[y]\n\n[x]\nname=second\n\n"
+                                                            "[]\nname=nameless\n\n[x]\nname=third\n"}});
+        const QMap<QString, QByteArray> before = snapshot(root());
+        Boxes boxes;
+        boxes.answer = proceed;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(conf.hasEmptyId(), true);
+        QCOMPARE(conf.getDuplicateId(), QStringLiteral("x, x, x"));
+        QCOMPARE(conf.write(nullptr), proceed);
+        QCOMPARE(boxes.questions,
+                 QStringList{"Repository Editor|A repository has no Identifier.  It will be removed.\n"
+                             "Two or more repositories have the same Identifier(s), x, x, x.  "
+                             "Only one repository will be applied for each Identifier.  Proceed?"});
+        if (!proceed) {
+            QCOMPARE(snapshot(root()), before);
+            QCOMPARE(conf.repos().size(), 5);
+            return;
+        }
+        QCOMPARE(readFile(path("/etc/yum.repos.d/d.repo")), QByteArray("[x]\nname=first\n\n[y]\n"));
+        QCOMPARE(conf.repos().size(), 2);
+    }
+
+    void newEntriesAndUnusedFiles()
+    {
+        writeRoot("[main]\nreposdir=/etc/yum.repos.d\n",
+                  {{"/etc/yum.repos.d/old.repo", "[old]\nbaseurl=http://old/\n"},
+                   {"/etc/yum.repos.d/keep.repo", "[keep]\n"},
+                   {"/etc/yum.repos.d/notes.txt", "not a repository file\n"}});
+        QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/sub.repo")));
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        conf.repos().removeIf([](const Repo::Entry& entry) { return entry.id == "old"; });
+        Repo::Entry added;
+        added.id = "new";
+        added.baseurl = "http://a/\nhttp://b/";
+        added.enabled = Repo::No;
+        added.gpgcheck = Repo::Yes;
+        conf.repos().append(added);
+        Repo::Entry relative;
+        relative.id = "rel";
+        relative.file = "custom.repo";
+        conf.repos().append(relative);
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QVERIFY(!QFile::exists(path("/etc/yum.repos.d/old.repo")));
+        QCOMPARE(readFile(path("/etc/yum.repos.d/keep.repo")), QByteArray("[keep]\n"));
+        QCOMPARE(readFile(path("/etc/yum.repos.d/new.repo")),
+                 QByteArray("[new]\nbaseurl=http://a/\n        http://b/\nenabled=0\ngpgcheck=1\n"));
+        QCOMPARE(readFile(path("/etc/yum.repos.d/custom.repo")), QByteArray("[rel]\n"));
+        QCOMPARE(conf.repos().last().file, QStringLiteral("/etc/yum.repos.d/custom.repo"));
+        QVERIFY(QFile::exists(path("/etc/yum.repos.d/notes.txt")));
+        QVERIFY(QFileInfo(path("/etc/yum.repos.d/sub.repo")).isDir());
+        QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray("[main]\nreposdir=/etc/yum.repos.d\n"));
+    }
+
+    void failedWriteKeepsFilesWhole_data()
+    {
+        QTest::addColumn<bool>("readOnly");
+        QTest::newRow("path through a regular file") << false;
+        QTest::newRow("read-only directory") << true;
+    }
+
+    void failedWriteKeepsFilesWhole()
+    {
+        QFETCH(bool, readOnly);
+        if (readOnly && geteuid() == 0)
+            QSKIP("Permission bits do not stop the superuser");
+        writeRoot("[main]\n", {{"/etc/yum.repos.d/a.repo", "[a]\nname=A\n"},
+                               {"/etc/yum.repos.d/z.repo", "[z]\nname=Z\n"},
+                               {"/etc/yum.repos.d/plain", "a regular file\n"}});
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        const QMap<QString, QByteArray> before = snapshot(root());
+        const QString directory = path("/etc/yum.repos.d");
+        QString failed = "/etc/yum.repos.d/a.repo";
+        conf.repos()[0].name = "changed";
+        if (readOnly) {
+            QVERIFY(QFile::setPermissions(directory, QFile::ReadOwner | QFile::ExeOwner));
+        } else {
+            // A path through a regular file fails even for the superuser.
+            failed = "/etc/yum.repos.d/plain/a.repo";
+            conf.repos()[0].file = failed;
+        }
+        const bool written = conf.write(nullptr);
+        QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(!written);
+        QCOMPARE(boxes.errors, QStringList{"Orvo Repository Editor Error|Unable to write repository configuration file "
+                                           + path(failed) + errnoText(readOnly ? EACCES : ENOTDIR)});
+        QCOMPARE(snapshot(root()), before);
+    }
+
+    void linksPermissionsAndLatin1()
+    {
+        QVERIFY(writeFile(path("/etc/dnf/dnf.conf"), "[main]\ngpgcheck=0\n[m]\nname=caf\xe9\n"));
+        QCOMPARE(symlink("dnf/dnf.conf", QFile::encodeName(path("/etc/yum.conf")).constData()), 0);
+        QVERIFY(writeFile(path("/srv/shared.repo"), "[s]\n"));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/private.repo"), "[p]\n"));
+        QVERIFY(QFile::link(path("/srv/shared.repo"), path("/etc/yum.repos.d/shared.repo")));
+        QCOMPARE(chmod(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), 0600), 0);
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QCOMPARE(conf.fileName(), QStringLiteral("/etc/yum.conf"));
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(conf.repos().size(), 3);
+        QCOMPARE(conf.repos().first().name, QStringLiteral("caf\u00e9"));
+        for (Repo::Entry& entry : conf.repos())
+            entry.name += "!";
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QVERIFY(QFileInfo(path("/etc/yum.conf")).isSymLink());
+        QVERIFY(QFileInfo(path("/etc/yum.repos.d/shared.repo")).isSymLink());
+        // Text read byte for byte is written as UTF-8.
+        QCOMPARE(readFile(path("/etc/dnf/dnf.conf")), QByteArray("[main]\ngpgcheck=0\n[m]\nname=caf\xc3\xa9!\n"));
+        QCOMPARE(readFile(path("/srv/shared.repo")), QByteArray("[s]\nname=!\n"));
+        struct stat st;
+        QCOMPARE(stat(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), &st), 0);
+        QCOMPARE(int(st.st_mode & 07777), 0600);
+        QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden).size(), 2);
+    }
+
+    // ------------------------------------------------------------------ credentials
+
+    void larderGetAuth_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("found");
+        QTest::addColumn<QString>("expected"); // nameKey name passwordKey password
+
+        QTest::newRow("query shape") << "http://h/larder?user=me&pass=pw&path=/x" << true << "user|me|pass|pw";
+        QTest::newRow("query shape, blank") << "http://h/larder?user=&pass=&path=/x" << true << "user||pass|";
+        QTest::newRow("path shape") << "https://h/rhel/u=a%40b/p=c%3Ad/os" << true << "u|a@b|p|c:d";
+        QTest::newRow("query shape first")
+            << "https://h/rhel/u=r/p=r/ http://h/larder?n=l&w=l&path=" << true << "n|l|w|l";
+        QTest::newRow("second line") << "http://plain/\nhttp://h/larder?a=1&b=2&path=/" << true << "a|1|b|2";
+        QTest::newRow("incomplete query shape") << "http://h/larder?user=me&pass=pw" << false << "";
+        QTest::newRow("incomplete path shape") << "http://h/rhel/u=a/p=b" << false << "";
+        QTest::newRow("nothing") << "http://h/repo/" << false << "";
+    }
+
+    void larderGetAuth()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, found);
+        QString nameKey, name, passwordKey, password;
+        QCOMPARE(Repo::Larder::getAuth(text, nameKey, name, passwordKey, password), found);
+        if (found)
+            QTEST(QStringList({nameKey, name, passwordKey, password}).join('|'), "expected");
+
+        // An entry's baseurl comes before its mirror list.
+        Repo::Entry entry;
+        entry.mirrorlist = text;
+        QCOMPARE(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password), found);
+        entry.baseurl = "http://h/larder?k=base&q=base&path=/";
+        QVERIFY(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password));
+        QCOMPARE(name, QStringLiteral("base"));
+    }
+
+    void larderReplaceAuth()
+    {
+        QString urls = "http://a/larder?user=&pass=&path=/1\nhttp://b/rhel/u=x/p=y/os\nhttp://plain/";
+        QVERIFY(Repo::Larder::replaceAuth(urls, "me@home", "p:w"));
+        QCOMPARE(urls, QStringLiteral("http://a/larder?user=me%40home&pass=p%3aw&path=/1\n"
+                                      "http://b/rhel/u=me%40home/p=p%3aw/os\nhttp://plain/"));
+        QVERIFY(Repo::Larder::replaceAuth(urls, "login", "n", "secret", "s"));
+        QCOMPARE(urls, QStringLiteral("http://a/larder?login=n&secret=s&path=/1\n"
+                                      "http://b/rhel/login=n/secret=s/os\nhttp://plain/"));
+        QVERIFY(Repo::Larder::replaceAuth(urls, "***"));
+        QCOMPARE(urls, QStringLiteral("http://a/larder?login=n&secret=***&path=/1\n"
+                                      "http://b/rhel/login=n/secret=***/os\nhttp://plain/"));
+        QString plain = "http://plain/";
+        QVERIFY(!Repo::Larder::replaceAuth(plain, "n", "p"));
+        QCOMPARE(plain, QStringLiteral("http://plain/"));
+    }
+
+    void larderEncoding_data()
+    {
+        QTest::addColumn<QString>("plain");
+        QTest::addColumn<QString>("encoded");
+        QTest::newRow("at and colon") << "a@b:c" << "a%40b%3ac";
+        QTest::newRow("percent") << "100%" << "100%25";
+        QTest::newRow("every special") << "$&+,/:;=?@ \"<>#%{}|\\^~[]"
+                                       << "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d";
+        QTest::newRow("kept") << "plain-Name_1.x*!'()" << "plain-Name_1.x*!'()";
+    }
+
+    void larderEncoding()
+    {
+        QFETCH(QString, plain);
+        QFETCH(QString, encoded);
+        QCOMPARE(Repo::Larder::encode(plain), encoded);
+        QCOMPARE(Repo::Larder::decode(encoded), plain);
+        QCOMPARE(Repo::Larder::decode(encoded.toUpper()), plain.toUpper());
+        // A percent sign without two hexadecimal digits stays as it is.
+        QCOMPARE(Repo::Larder::decode("5%x %4 %"), QStringLiteral("5%x %4 %"));
+    }
+
+    void checker_data()
+    {
+        QTest::addColumn<QList<int>>("answers");
+        QTest::addColumn<QStringList>("asked");
+        QTest::addColumn<QStringList>("names"); // l1 l2 l3 after the check, "" for blank
+        QTest::addColumn<bool>("quit");
+        QTest::addColumn<bool>("l1Used");
+
+        using D = RepoAuth::Dialog;
+        QTest::newRow("OK each") << QList<int>{D::Ok, D::Ok, D::Ok} << QStringList{"l1", "l2", "l3"}
+                                 << QStringList{"user-l1", "user-l2", "user-l3"} << false << true;
+        QTest::newRow("Apply to All") << QList<int>{D::ApplyToAll} << QStringList{"l1"}
+                                      << QStringList{"user-l1", "user-l1", "user-l1"} << false << true;
+        QTest::newRow("Apply to All with this Host")
+            << QList<int>{D::ApplyToHost, D::Ok} << QStringList{"l1", "l3"}
+            << QStringList{"user-l1", "user-l1", "user-l3"} << false << true;
+        QTest::newRow("Disable for Session")
+            << QList<int>{D::DisableForSession, D::Ok, D::Ok} << QStringList{"l1", "l2", "l3"}
+            << QStringList{"", "user-l2", "user-l3"} << false << false;
+        QTest::newRow("Skip All") << QList<int>{D::Ok, D::SkipAll} << QStringList{"l1", "l2"}
+                                  << QStringList{"user-l1", "", ""} << false << true;
+        QTest::newRow("Quit") << QList<int>{D::Quit} << QStringList{"l1"} << QStringList{"", "", ""} << true << true;
+    }
+
+    void checker()
+    {
+        QFETCH(QList<int>, answers);
+        QFETCH(QStringList, names);
+        writeRoot("[main]\ngpgcheck=0\nreposdir=/etc/yum.repos.d\n", {{"/etc/yum.repos.d/larder.repo", kLarderRepo}});
+        const QMap<QString, QByteArray> before = snapshot(root());
+        Boxes boxes;
+        QStringList seen;
+        boxes.otherDialog = [&](QDialog& dialog) {
+            const QString id = dialog.findChild<QLabel*>("identifier")->text();
+            seen << id;
+            if (dialog.windowTitle() != QStringLiteral("Orvo Authentication"))
+                return -1;
+            dialog.findChild<QLineEdit*>("authName")->setText("user-" + id);
+            dialog.findChild<QLineEdit*>("authPassword")->setText("pw@" + id);
+            // The labels follow the fields, the password masked.
+            const QString shown = dialog.findChild<QLabel*>(id == "l3" ? "mirrorlist" : "urls")->text();
+            if (!shown.contains("user-" + id) || !shown.contains("=*****") || shown.contains("pw"))
+                return -1;
+            return answers.isEmpty() ? -1 : answers.takeFirst();
+        };
+        YumConfIO conf(requests_, used_);
+        RepoAuth::Checker checker(nullptr, conf);
+        QTEST(seen, "asked");
+        QTEST(checker.quit(), "quit");
+        QTEST(used_.value("l1"), "l1Used");
+        QCOMPARE(boxes.errors, QStringList());
+        if (names == QStringList{"", "", ""}) {
+            QCOMPARE(snapshot(root()), before);
+            return;
+        }
+        QStringList actual;
+        for (const Repo::Entry& entry : readAgain()) {
+            QString nameKey, name, passwordKey, password;
+            if (entry.id.startsWith('l') && Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password)) {
+                actual << name;
+                if (!name.isEmpty())
+                    QCOMPARE(password, "pw@" + name.mid(5));
+            }
+        }
+        QCOMPARE(actual, names);
+        if (names.first() == "user-l1")
+            QVERIFY(readFile(path("/etc/yum.repos.d/larder.repo"))
+                        .contains("baseurl=http://a.example/larder?user=user-l1&pass=pw%40l1&path=/one/$basearch\n"));
+    }
+
+    // ------------------------------------------------------------------ browsing and viewers
+
+    void getHost_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("host");
+        QTest::newRow("scheme and path") << "http://Mirror.Example:8080/pub/x" << "Mirror.Example:8080";
+        QTest::newRow("no path") << "https://user:pw@host.example" << "user:pw@host.example";
+        QTest::newRow("three slashes") << "file:///srv/repo" << "";
+        QTest::newRow("no slashes") << "mailto:someone@example" << "";
+        QTest::newRow("one slash") << "http:/x/y" << "";
+        QTest::newRow("no colon") << "//host/x" << "";
+        QTest::newRow("several urls") << "http://a/x\nhttp://b/y" << "a";
+    }
+
+    void getHost()
+    {
+        QFETCH(QString, url);
+        QTEST(URL::getHost(url), "host");
+    }
+
+    void browse_data()
+    {
+        QTest::addColumn<QString>("baseurl");
+        QTest::addColumn<QString>("mirrorlist");
+        QTest::addColumn<QString>("address"); // empty: nothing to browse
+        QTest::newRow("first of several") << "  http://a.example/x/\n\thttp://b.example/\n" << "http://m/"
+                                          << "http://a.example/x/";
+        QTest::newRow("variables") << "http://h/$releasever/$basearch/$arch/$basearch/$infra" << ""
+                                   << "http://h/12/x86_64/i686/x86_64/$infra";
+        QTest::newRow("mirror list") << "" << "http://m/list?arch=$basearch" << "http://m/list?arch=x86_64";
+        QTest::newRow("credentials kept") << "http://h/larder?u=n&p=s%40&path=/" << ""
+                                          << "http://h/larder?u=n&p=s%40&path=/";
+        QTest::newRow("no URL") << " \n " << "" << "";
+    }
+
+    // Browses an entry, then the same entry by identifier through the configuration.
+    void browse()
+    {
+        QFETCH(QString, baseurl);
+        QFETCH(QString, mirrorlist);
+        QFETCH(QString, address);
+        const QString record = share_.path() + "/webbrowser.args";
+        Repo::Entry entry;
+        entry.id = "r";
+        entry.baseurl = baseurl;
+        entry.mirrorlist = mirrorlist;
+        QCOMPARE(RepoBrowse::address(entry, engine_), address);
+        writeRoot("[main]\n", {{"/etc/yum.repos.d/b.repo", "[other]\nbaseurl=http://other/\n\n[r]\nbaseurl="
+                                                                + baseurl.toUtf8().replace('\n', "\n ")
+                                                                + "\nmirrorlist=" + mirrorlist.toUtf8() + "\n"}});
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        Boxes boxes;
+        for (const bool byId : {false, true}) {
+            QFile::remove(record);
+            QCOMPARE(byId ? RepoBrowse::browse(nullptr, QStringLiteral("r"), engine_, conf)
+                          : RepoBrowse::browse(nullptr, entry, engine_),
+                     !address.isEmpty());
+            if (!address.isEmpty()) {
+                QTRY_VERIFY(QFile::exists(record));
+                QCOMPARE(QString::fromUtf8(readFile(record)), address + "\n");
+            }
+        }
+        QVERIFY(!RepoBrowse::browse(nullptr, QStringLiteral("unknown"), engine_, conf));
+        QCOMPARE(boxes.errors, address.isEmpty() ? QStringList(2, "Error|Repository configuration has no URL")
+                                                 : QStringList());
+    }
+
+    void executeLeavesNoZombie()
+    {
+        QTemporaryDir dir;
+        const QString errors = dir.path() + "/stderr";
+        const QString marker = dir.path() + "/ran";
+        const QString script = dir.path() + "/viewer";
+        QVERIFY(writeFile(script, "#!/bin/sh\nsleep 0.3\necho \"$1\" > \"$2\"\n"));
+        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
+
+        // Standard error goes to a file while the children are started: they inherit it.
+        const int saved = dup(2);
+        const int file = open(QFile::encodeName(errors).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        QVERIFY(saved >= 0 && file >= 0);
+        dup2(file, 2);
+        Execute::execute(nullptr, QStringList{script, "first", marker + "1"});
+        Execute::execute(nullptr, QStringList{script, "second", marker + "2"});
+        Execute::execute(nullptr, QStringList{dir.path() + "/missing"});
+        dup2(saved, 2);
+        close(saved);
+        close(file);
+
+        // The viewers run on while the program goes on, and are no child of it, living or dead.
+        const auto noChild = [] { return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; };
+        QVERIFY(noChild());
+        QTRY_COMPARE(readFile(marker + "1"), QByteArray("first\n"));
+        QTRY_COMPARE(readFile(marker + "2"), QByteArray("second\n"));
+        const QByteArray message = QByteArray("execv(\"" + QFile::encodeName(dir.path())
+                                              + "/missing\", ...) failed; errno = " + QByteArray::number(ENOENT)
+                                              + " (" + strerror(ENOENT) + ")\n");
+        QTRY_VERIFY(readFile(errors).contains(message));
+        QVERIFY(noChild());
+    }
 
 private:
     QString root() const { return root_->path(); }
     QString path(const QString& systemPath) const { return root() + systemPath; }
-    void writeRoot(const QByteArray& mainConf, const QMap<QString, QByteArray>& files = {});
-    QList<Repo::Entry> readAgain();
-    static int childrenOf(pid_t parent, bool zombiesOnly);
+
+    void writeRoot(const QByteArray& mainConf, const QMap<QString, QByteArray>& files = {})
+    {
+        QVERIFY(writeFile(path("/etc/yum.conf"), mainConf));
+        QDir().mkpath(path("/etc/yum.repos.d"));
+        for (auto it = files.cbegin(); it != files.cend(); ++it)
+            QVERIFY(writeFile(path(it.key()), it.value()));
+    }
+
+    QList<Repo::Entry> readAgain()
+    {
+        UseTable used;
+        YumConfIO conf(requests_, used);
+        return conf.read(nullptr) ? conf.repos() : QList<Repo::Entry>();
+    }
 
     std::unique_ptr<QTemporaryDir> root_;
     QTemporaryDir share_;
@@ -223,715 +794,6 @@ private:
     UseTable used_;
     YumIO* engine_ = nullptr;
 };
-
-void TestRepo::initTestCase()
-{
-    QVERIFY(share_.isValid());
-    StandInShare::Options options;
-    options.constructorBody = QStringLiteral("self.conf.yumvar['arch'] = 'i686'");
-    QVERIFY(StandInShare::write(share_.path(), options));
-    // The stand-in browser records its arguments, one per line.
-    QVERIFY(writeFile(share_.path() + "/webbrowser",
-                      "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args.tmp\" && mv \"$0.args.tmp\" \"$0.args\"\n"));
-    QVERIFY(QFile::setPermissions(share_.path() + "/webbrowser",
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    qputenv("ORVOSHARE", share_.path().toLocal8Bit());
-    engine_ = new YumIO;
-    engine_->setup(nullptr, nullptr, nullptr);
-    QVERIFY(engine_->initialize());
-}
-
-void TestRepo::cleanupTestCase()
-{
-    delete engine_;
-    qunsetenv("ORVOROOT");
-}
-
-void TestRepo::init()
-{
-    root_ = std::make_unique<QTemporaryDir>();
-    QVERIFY(root_->isValid());
-    qputenv("ORVOROOT", root().toLocal8Bit());
-    requests_.clear();
-    used_.clear();
-}
-
-void TestRepo::writeRoot(const QByteArray& mainConf, const QMap<QString, QByteArray>& files)
-{
-    QVERIFY(writeFile(path("/etc/yum.conf"), mainConf));
-    QDir().mkpath(path("/etc/yum.repos.d"));
-    for (auto it = files.cbegin(); it != files.cend(); ++it)
-        QVERIFY(writeFile(path(it.key()), it.value()));
-}
-
-QList<Repo::Entry> TestRepo::readAgain()
-{
-    UseTable used;
-    YumConfIO conf(requests_, used);
-    return conf.read(nullptr) ? conf.repos() : QList<Repo::Entry>();
-}
-
-// ------------------------------------------------------------------ reading
-
-void TestRepo::mainFileChoice_data()
-{
-    QTest::addColumn<QStringList>("present");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("yum/yum.conf before yum.conf")
-        << QStringList{"/etc/yum/yum.conf", "/etc/yum.conf", "/etc/dnf/dnf.conf"} << "/etc/yum/yum.conf";
-    QTest::newRow("yum.conf before dnf.conf") << QStringList{"/etc/yum.conf", "/etc/dnf/dnf.conf"}
-                                               << "/etc/yum.conf";
-    QTest::newRow("dnf.conf alone") << QStringList{"/etc/dnf/dnf.conf"} << "/etc/dnf/dnf.conf";
-    QTest::newRow("none") << QStringList{} << "/etc/yum.conf";
-}
-
-void TestRepo::mainFileChoice()
-{
-    QFETCH(QStringList, present);
-    QFETCH(QString, expected);
-    for (const QString& file : present)
-        QVERIFY(writeFile(path(file), "[main]\n"));
-    YumConfIO conf(requests_, used_);
-    QCOMPARE(conf.fileName(), expected);
-    QCOMPARE(YumConfIO::inRoot(expected), path(expected));
-}
-
-void TestRepo::readingRules_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("id");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("baseurl");
-    QTest::addColumn<int>("enabled");
-    QTest::addColumn<int>("gpgcheck");
-    QTest::addColumn<QString>("other");
-
-    QTest::newRow("blanks around the colon, trailing blank kept")
-        << QByteArray("[a]\nname : Some name \n") << "a" << "Some name " << "" << 1 << 1 << "";
-    QTest::newRow("indented name continues the line before")
-        << QByteArray("[a]\nbaseurl=http://x/\n  name=inner\n") << "a" << "" << "http://x/\nname=inner" << 1
-        << 1 << "";
-    QTest::newRow("blank after the bracket") << QByteArray("[ a]\n") << " a" << "" << "" << 1 << 1 << "";
-    QTest::newRow("empty id") << QByteArray("[]\nname=x\n") << "" << "x" << "" << 1 << 1 << "";
-    QTest::newRow("enabled no is yes, 0 is no")
-        << QByteArray("[a]\nenabled=no\ngpgcheck = 0\n") << "a" << "" << "" << 2 << 0 << "";
-    QTest::newRow("three urls on two lines")
-        << QByteArray("[a]\nbaseurl=http://a/ http://b/\n\thttp://c/\n") << "a" << "" << "http://a/\nhttp://b/\nhttp://c/"
-        << 1 << 1 << "";
-    QTest::newRow("first separator decides")
-        << QByteArray("[a]\nname=x:y\nsslverify:a=b\n") << "a" << "x:y" << "" << 1 << 1 << "sslverify:a=b\n";
-    QTest::newRow("keys are case-sensitive, indented keys are no keys")
-        << QByteArray("[a]\nName=x\n\n  name=y\n") << "a" << "" << "" << 1 << 1 << "Name=x\n  name=y\n";
-    QTest::newRow("comments and empty lines in a section")
-        << QByteArray("# before\n\n[a]\n# inside\n\nno separator here\n#x\n\tcontinued\n") << "a" << "" << "" << 1
-        << 1 << "# inside\nno separator here\n#x\n\tcontinued\n";
-    QTest::newRow("leading blanks and tabs of a value, last line without newline")
-        << QByteArray("[a]\nname=\t x\tz\t") << "a" << "x\tz\t" << "" << 1 << 1 << "";
-    QTest::newRow("UTF-8 text") << QByteArray("[a]\nname=D\xc3\xa9p\xc3\xb4t\n") << "a"
-                                << QString::fromUtf8("D\xc3\xa9p\xc3\xb4t") << "" << 1 << 1 << "";
-}
-
-void TestRepo::readingRules()
-{
-    QFETCH(QByteArray, text);
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/t.repo", text}});
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QSignalSpy changed(&conf, &YumConfIO::changed);
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(boxes.errors, QStringList());
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(conf.repos().size(), 1);
-    const Repo::Entry& entry = conf.repos().first();
-    QTEST(entry.id, "id");
-    QTEST(entry.name, "name");
-    QTEST(entry.baseurl, "baseurl");
-    QTEST(int(entry.enabled), "enabled");
-    QTEST(int(entry.gpgcheck), "gpgcheck");
-    QTEST(entry.otherOptions, "other");
-    QCOMPARE(entry.file, QStringLiteral("/etc/yum.repos.d/t.repo"));
-    QCOMPARE(entry.sortPosition, 1.0);
-}
-
-void TestRepo::readFailures_data()
-{
-    QTest::addColumn<QString>("setup");
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<int>("entriesLeft");
-
-    QTest::newRow("no main file")
-        << "nomain" << QString("Unable to read yum configuration file %1/etc/yum.conf" + errnoText(ENOENT)) << 0;
-    QTest::newRow("main file is a directory")
-        << "maindir"
-        << QString("Error reading repository configuration file %1/etc/yum.conf" + errnoText(EISDIR)) << 0;
-    QTest::newRow("dangling link")
-        << "dangling"
-        << QString("Unable to stat repository configuration file %1/etc/yum.repos.d/b.repo" + errnoText(ENOENT))
-        << 1;
-    // errno is whatever the last call left; only the text before it is fixed.
-    QTest::newRow("malformed header") << "malformed" << "Malformed section name in line: [second" << 1;
-}
-
-void TestRepo::readFailures()
-{
-    QFETCH(QString, setup);
-    QFETCH(QString, message);
-    QFETCH(int, entriesLeft);
-    if (setup == "maindir") {
-        QVERIFY(QDir().mkpath(path("/etc/yum.conf")));
-    } else if (setup != "nomain") {
-        writeRoot("[main]\n[a]\nname=first\n");
-        if (setup == "dangling")
-            QVERIFY(QFile::link(path("/etc/yum.repos.d/missing"), path("/etc/yum.repos.d/b.repo")));
-        else
-            QVERIFY(writeFile(path("/etc/yum.repos.d/b.repo"), "[b]\n[second\nname=x\n"));
-        // A directory with the suffix is no repository file.
-        QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/dir.repo")));
-    }
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QSignalSpy changed(&conf, &YumConfIO::changed);
-    QVERIFY(!conf.read(nullptr));
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(boxes.errors.size(), 1);
-    QVERIFY2(boxes.errors.first().startsWith("Orvo Repository Editor Error|" + message.arg(root())),
-             qPrintable(boxes.errors.first()));
-    QVERIFY(boxes.errors.first().contains("; errno = "));
-    QCOMPARE(conf.repos().size(), entriesLeft);
-}
-
-// ------------------------------------------------------------------ writing
-
-void TestRepo::roundTrip()
-{
-    writeRoot(kMainConf, {{"/etc/yum.repos.d/fedora.repo", kFedoraRepo},
-                          {"/etc/extra.repos.d/extra.repo", "[extra]\nbaseurl=file:///srv/extra\n"}});
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(conf.cachedir(), QStringLiteral("/var/cache/yum/$basearch/$releasever"));
-    QCOMPARE(conf.reposdirs(), (QStringList{"/etc/yum.repos.d", "/etc/extra.repos.d"}));
-    QVERIFY(conf.mainEnabled());
-    QVERIFY(conf.mainGpgcheck());
-    QStringList ids;
-    for (const Repo::Entry& entry : conf.repos())
-        ids << entry.id + "@" + entry.file + ":" + QString::number(entry.sortPosition);
-    QCOMPARE(ids, (QStringList{"local@/etc/yum.conf:1", "fedora@/etc/yum.repos.d/fedora.repo:1",
-                               "fedora-debuginfo@/etc/yum.repos.d/fedora.repo:2",
-                               "mirrored@/etc/yum.repos.d/fedora.repo:3",
-                               "extra@/etc/extra.repos.d/extra.repo:1"}));
-    QCOMPARE(conf.repos().at(2).mirrorlist,
-             QStringLiteral("https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch"));
-
-    const QList<Repo::Entry> before = conf.repos();
-    QVERIFY(conf.write(nullptr));
-    QCOMPARE(boxes.errors, QStringList());
-    QCOMPARE(boxes.questions, QStringList());
-    QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray(kMainConf));
-    QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraWritten));
-    QCOMPARE(readFile(path("/etc/extra.repos.d/extra.repo")), QByteArray("[extra]\nbaseurl=file:///srv/extra\n"));
-    QCOMPARE(readAgain(), before);
-
-    // Moving sections: positions order them within a file; a section may join the
-    // main file.
-    conf.repos()[1].sortPosition = 2.5;
-    conf.repos()[4].file = "/etc/yum.conf";
-    conf.repos()[4].sortPosition = 0;
-    QVERIFY(conf.write(nullptr));
-    QCOMPARE(readFile(path("/etc/yum.conf")),
-             QByteArray(kMainConf).replace("\n[local]", "\n[extra]\nbaseurl=file:///srv/extra\n\n[local]"));
-    QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[fedora-debuginfo]\n"));
-    QVERIFY(!QFile::exists(path("/etc/extra.repos.d/extra.repo")));
-}
-
-void TestRepo::sessionUse_data()
-{
-    QTest::addColumn<QByteArray>("mainConf");
-    QTest::addColumn<QStringList>("requests");
-    QTest::addColumn<QString>("expected");
-
-    const QByteArray on = "[main]\n";
-    const QByteArray off = "[main]\nenabled=0\n";
-    QTest::newRow("main default on") << on << QStringList{} << "a=1 b=0 c=1";
-    QTest::newRow("main default off") << off << QStringList{} << "a=0 b=0 c=1";
-    QTest::newRow("disable all, enable one") << on << QStringList{"-*", "+b"} << "a=0 b=1 c=0";
-    QTest::newRow("last matching request wins") << on << QStringList{"+?", "-[ab]", "+a"} << "a=1 b=0 c=1";
-    QTest::newRow("enable by wildcard over main off") << off << QStringList{"+*"} << "a=1 b=1 c=1";
-}
-
-void TestRepo::sessionUse()
-{
-    QFETCH(QByteArray, mainConf);
-    QFETCH(QStringList, requests);
-    QFETCH(QString, expected);
-    writeRoot(mainConf, {{"/etc/yum.repos.d/u.repo", "[a]\n\n[b]\nenabled=0\n\n[c]\nenabled=yes\n"}});
-    for (const QString& request : requests)
-        requests_.append(YumRepoEnabled(request.startsWith('+'), request.mid(1)));
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    QStringList actual;
-    for (const char* id : {"a", "b", "c"})
-        actual << QString(QLatin1String(id) + "=" + QString::number(used_.value(id)));
-    QCOMPARE(actual.join(' '), expected);
-}
-
-void TestRepo::sessionUseSurvivesRereading()
-{
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/u.repo", "[a]\nenabled=0\n\n[b]\n"}});
-    requests_.append(YumRepoEnabled(false, "b"));
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(used_, (UseTable{{"a", false}, {"b", false}}));
-    used_["a"] = true; // as the editor would
-    QVERIFY(writeFile(path("/etc/yum.repos.d/u.repo"), "[a]\nenabled=0\n\n[b]\nenabled=1\n\n[c]\nenabled=0\n"));
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(used_, (UseTable{{"a", true}, {"b", false}, {"c", false}}));
-    // A later duplicate of an id does not change its use.
-    QVERIFY(writeFile(path("/etc/yum.repos.d/v.repo"), "[d]\n[d]\nenabled=0\n"));
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(used_.value("d"), true);
-}
-
-void TestRepo::duplicateAndEmptyIds_data()
-{
-    QTest::addColumn<bool>("proceed");
-    QTest::newRow("No") << false;
-    QTest::newRow("Yes") << true;
-}
-
-void TestRepo::duplicateAndEmptyIds()
-{
-    QFETCH(bool, proceed);
-    const QByteArray text = "[x]\nname=first\n\n[y]\n\n[x]\nname=second\n\n[]\nname=nameless\n\n[x]\nname=third\n";
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/d.repo", text}});
-    const QMap<QString, QByteArray> before = snapshot(root());
-    Boxes boxes;
-    boxes.answer = proceed;
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(conf.hasEmptyId(), true);
-    QCOMPARE(conf.getDuplicateId(), QStringLiteral("x, x, x"));
-    QCOMPARE(conf.write(nullptr), proceed);
-    QCOMPARE(boxes.questions,
-             QStringList{"Repository Editor|A repository has no Identifier.  It will be removed.\n"
-                         "Two or more repositories have the same Identifier(s), x, x, x.  "
-                         "Only one repository will be applied for each Identifier.  Proceed?"});
-    if (!proceed) {
-        QCOMPARE(snapshot(root()), before);
-        QCOMPARE(conf.repos().size(), 5);
-        return;
-    }
-    QCOMPARE(readFile(path("/etc/yum.repos.d/d.repo")), QByteArray("[x]\nname=first\n\n[y]\n"));
-    QCOMPARE(conf.repos().size(), 2);
-}
-
-void TestRepo::newEntriesAndUnusedFiles()
-{
-    writeRoot("[main]\nreposdir=/etc/yum.repos.d\n",
-              {{"/etc/yum.repos.d/old.repo", "[old]\nbaseurl=http://old/\n"},
-               {"/etc/yum.repos.d/keep.repo", "[keep]\n"},
-               {"/etc/yum.repos.d/notes.txt", "not a repository file\n"}});
-    QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/sub.repo")));
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    conf.repos().removeIf([](const Repo::Entry& entry) { return entry.id == "old"; });
-    Repo::Entry added;
-    added.id = "new";
-    added.baseurl = "http://a/\nhttp://b/";
-    added.enabled = Repo::No;
-    added.gpgcheck = Repo::Yes;
-    conf.repos().append(added);
-    Repo::Entry relative;
-    relative.id = "rel";
-    relative.file = "custom.repo";
-    conf.repos().append(relative);
-    QVERIFY(conf.write(nullptr));
-    QCOMPARE(boxes.errors, QStringList());
-    QVERIFY(!QFile::exists(path("/etc/yum.repos.d/old.repo")));
-    QCOMPARE(readFile(path("/etc/yum.repos.d/keep.repo")), QByteArray("[keep]\n"));
-    QCOMPARE(readFile(path("/etc/yum.repos.d/new.repo")),
-             QByteArray("[new]\nbaseurl=http://a/\n        http://b/\nenabled=0\ngpgcheck=1\n"));
-    QCOMPARE(readFile(path("/etc/yum.repos.d/custom.repo")), QByteArray("[rel]\n"));
-    QCOMPARE(conf.repos().last().file, QStringLiteral("/etc/yum.repos.d/custom.repo"));
-    QVERIFY(QFile::exists(path("/etc/yum.repos.d/notes.txt")));
-    QVERIFY(QFileInfo(path("/etc/yum.repos.d/sub.repo")).isDir());
-    QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray("[main]\nreposdir=/etc/yum.repos.d\n"));
-}
-
-void TestRepo::failedWriteKeepsFilesWhole()
-{
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/a.repo", "[a]\nname=A\n"},
-                           {"/etc/yum.repos.d/z.repo", "[z]\nname=Z\n"},
-                           {"/etc/yum.repos.d/plain", "a regular file\n"}});
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    const QMap<QString, QByteArray> before = snapshot(root());
-    // A path through a regular file fails even for the superuser.
-    conf.repos()[0].file = "/etc/yum.repos.d/plain/a.repo";
-    conf.repos()[0].name = "changed";
-    QVERIFY(!conf.write(nullptr));
-    QCOMPARE(boxes.errors,
-             QStringList{"Orvo Repository Editor Error|Unable to write repository configuration file "
-                         + path("/etc/yum.repos.d/plain/a.repo") + errnoText(ENOTDIR)});
-    QCOMPARE(snapshot(root()), before);
-}
-
-void TestRepo::readOnlyDirectory()
-{
-    if (geteuid() == 0)
-        QSKIP("Permission bits do not stop the superuser");
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/a.repo", "[a]\nname=A\n"}});
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    conf.repos()[0].name = "changed";
-    QVERIFY(QFile::setPermissions(path("/etc/yum.repos.d"), QFile::ReadOwner | QFile::ExeOwner));
-    const bool written = conf.write(nullptr);
-    QFile::setPermissions(path("/etc/yum.repos.d"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QVERIFY(!written);
-    QCOMPARE(boxes.errors.size(), 1);
-    QCOMPARE(boxes.errors.first(), QString("Orvo Repository Editor Error|Unable to write repository configuration file "
-                                           + path("/etc/yum.repos.d/a.repo") + errnoText(EACCES)));
-    QCOMPARE(readFile(path("/etc/yum.repos.d/a.repo")), QByteArray("[a]\nname=A\n"));
-}
-
-void TestRepo::linksPermissionsAndLatin1()
-{
-    QVERIFY(writeFile(path("/etc/dnf/dnf.conf"), "[main]\ngpgcheck=0\n[m]\nname=caf\xe9\n"));
-    QCOMPARE(symlink("dnf/dnf.conf", QFile::encodeName(path("/etc/yum.conf")).constData()), 0);
-    QVERIFY(writeFile(path("/srv/shared.repo"), "[s]\n"));
-    QVERIFY(QDir().mkpath(path("/etc/yum.repos.d")));
-    QCOMPARE(symlink(QFile::encodeName(path("/srv/shared.repo")).constData(),
-                     QFile::encodeName(path("/etc/yum.repos.d/shared.repo")).constData()),
-             0);
-    QVERIFY(writeFile(path("/etc/yum.repos.d/private.repo"), "[p]\n"));
-    QCOMPARE(chmod(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), 0600), 0);
-    Boxes boxes;
-    YumConfIO conf(requests_, used_);
-    QCOMPARE(conf.fileName(), QStringLiteral("/etc/yum.conf"));
-    QVERIFY(conf.read(nullptr));
-    QCOMPARE(conf.repos().size(), 3);
-    QCOMPARE(conf.repos().first().name, QStringLiteral("caf\u00e9"));
-    for (Repo::Entry& entry : conf.repos())
-        entry.name += "!";
-    QVERIFY(conf.write(nullptr));
-    QCOMPARE(boxes.errors, QStringList());
-    QVERIFY(QFileInfo(path("/etc/yum.conf")).isSymLink());
-    QVERIFY(QFileInfo(path("/etc/yum.repos.d/shared.repo")).isSymLink());
-    // Text read byte for byte is written as UTF-8.
-    QCOMPARE(readFile(path("/etc/dnf/dnf.conf")), QByteArray("[main]\ngpgcheck=0\n[m]\nname=caf\xc3\xa9!\n"));
-    QCOMPARE(readFile(path("/srv/shared.repo")), QByteArray("[s]\nname=!\n"));
-    struct stat st;
-    QCOMPARE(stat(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), &st), 0);
-    QCOMPARE(int(st.st_mode & 07777), 0600);
-    QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden).size(), 2);
-}
-
-void TestRepo::messageBoxes()
-{
-    Repo::MessageBoxes::install();
-    QStringList seen;
-    {
-        Answering answering([&seen](QDialog& dialog) {
-            auto* box = qobject_cast<QMessageBox*>(&dialog);
-            if (!box)
-                return -1;
-            seen << box->windowTitle() + "|" + box->text() + "|" + QString::number(box->standardButtons().toInt())
-                    + "|" + QString::number(box->standardButton(box->defaultButton())) + "|"
-                    + QString::number(box->standardButton(box->escapeButton()));
-            return int(QMessageBox::Yes);
-        });
-        writeRoot("[main]\n", {{"/etc/yum.repos.d/d.repo", "[x]\n[x]\n"}});
-        YumConfIO conf(requests_, used_);
-        QVERIFY(conf.read(nullptr));
-        QVERIFY(conf.write(nullptr));
-        QVERIFY(writeFile(path("/etc/yum.repos.d/d.repo"), "[x\n"));
-        QVERIFY(!conf.read(nullptr));
-    }
-    Repo::Messages::clear();
-    QCOMPARE(seen.size(), 2);
-    const QString yesNo = QString::number((QMessageBox::Yes | QMessageBox::No).toInt());
-    const QString no = QString::number(QMessageBox::No);
-    QCOMPARE(seen.at(0).section('|', 0, 0), QStringLiteral("Repository Editor"));
-    QVERIFY(seen.at(0).endsWith("Proceed?|" + yesNo + "|" + no + "|" + no));
-    QVERIFY(seen.at(1).startsWith("Orvo Repository Editor Error|Malformed section name in line: [x; errno = "));
-    QCOMPARE(seen.at(1).section('|', 2, 2), QString::number(QMessageBox::Ok));
-}
-
-// ------------------------------------------------------------------ credentials
-
-void TestRepo::larderGetAuth_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("found");
-    QTest::addColumn<QString>("expected"); // nameKey name passwordKey password
-
-    QTest::newRow("query shape") << "http://h/larder?user=me&pass=pw&path=/x" << true << "user|me|pass|pw";
-    QTest::newRow("query shape, blank") << "http://h/larder?user=&pass=&path=/x" << true << "user||pass|";
-    QTest::newRow("path shape") << "https://h/rhel/u=a%40b/p=c%3Ad/os" << true << "u|a@b|p|c:d";
-    QTest::newRow("query shape first")
-        << "https://h/rhel/u=r/p=r/ http://h/larder?n=l&w=l&path=" << true << "n|l|w|l";
-    QTest::newRow("second line") << "http://plain/\nhttp://h/larder?a=1&b=2&path=/" << true << "a|1|b|2";
-    QTest::newRow("incomplete query shape") << "http://h/larder?user=me&pass=pw" << false << "";
-    QTest::newRow("incomplete path shape") << "http://h/rhel/u=a/p=b" << false << "";
-    QTest::newRow("nothing") << "http://h/repo/" << false << "";
-}
-
-void TestRepo::larderGetAuth()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, found);
-    QString nameKey, name, passwordKey, password;
-    QCOMPARE(Repo::Larder::getAuth(text, nameKey, name, passwordKey, password), found);
-    if (found)
-        QTEST(QStringList({nameKey, name, passwordKey, password}).join('|'), "expected");
-
-    Repo::Entry entry;
-    entry.mirrorlist = text;
-    QCOMPARE(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password), found);
-    entry.baseurl = "http://h/larder?k=base&q=base&path=/";
-    QVERIFY(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password));
-    QCOMPARE(name, QStringLiteral("base"));
-}
-
-void TestRepo::larderReplaceAuth()
-{
-    QString urls = "http://a/larder?user=&pass=&path=/1\nhttp://b/rhel/u=x/p=y/os\nhttp://plain/";
-    QVERIFY(Repo::Larder::replaceAuth(urls, "me@home", "p:w"));
-    QCOMPARE(urls, QStringLiteral("http://a/larder?user=me%40home&pass=p%3aw&path=/1\n"
-                                  "http://b/rhel/u=me%40home/p=p%3aw/os\nhttp://plain/"));
-    QVERIFY(Repo::Larder::replaceAuth(urls, "login", "n", "secret", "s"));
-    QCOMPARE(urls, QStringLiteral("http://a/larder?login=n&secret=s&path=/1\n"
-                                  "http://b/rhel/login=n/secret=s/os\nhttp://plain/"));
-    QVERIFY(Repo::Larder::replaceAuth(urls, "***"));
-    QCOMPARE(urls, QStringLiteral("http://a/larder?login=n&secret=***&path=/1\n"
-                                  "http://b/rhel/login=n/secret=***/os\nhttp://plain/"));
-    QString plain = "http://plain/";
-    QVERIFY(!Repo::Larder::replaceAuth(plain, "n", "p"));
-    QCOMPARE(plain, QStringLiteral("http://plain/"));
-}
-
-void TestRepo::larderEncoding_data()
-{
-    QTest::addColumn<QString>("plain");
-    QTest::addColumn<QString>("encoded");
-    QTest::newRow("at and colon") << "a@b:c" << "a%40b%3ac";
-    QTest::newRow("percent") << "100%" << "100%25";
-    QTest::newRow("every special") << "$&+,/:;=?@ \"<>#%{}|\\^~[]"
-                                   << "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d";
-    QTest::newRow("kept") << "plain-Name_1.x*!'()" << "plain-Name_1.x*!'()";
-}
-
-void TestRepo::larderEncoding()
-{
-    QFETCH(QString, plain);
-    QFETCH(QString, encoded);
-    QCOMPARE(Repo::Larder::encode(plain), encoded);
-    QCOMPARE(Repo::Larder::decode(encoded), plain);
-    QCOMPARE(Repo::Larder::decode(encoded.toUpper()), plain.toUpper());
-    // A percent sign without two hexadecimal digits stays as it is.
-    QCOMPARE(Repo::Larder::decode("5%x %4 %"), QStringLiteral("5%x %4 %"));
-}
-
-void TestRepo::checker_data()
-{
-    QTest::addColumn<QList<int>>("answers");
-    QTest::addColumn<QStringList>("asked");
-    QTest::addColumn<QStringList>("names"); // l1 l2 l3 after the check, "" for blank
-    QTest::addColumn<bool>("quit");
-    QTest::addColumn<bool>("l1Used");
-
-    using D = RepoAuth::Dialog;
-    QTest::newRow("OK each") << QList<int>{D::Ok, D::Ok, D::Ok} << QStringList{"l1", "l2", "l3"}
-                             << QStringList{"user-l1", "user-l2", "user-l3"} << false << true;
-    QTest::newRow("Apply to All") << QList<int>{D::ApplyToAll} << QStringList{"l1"}
-                                  << QStringList{"user-l1", "user-l1", "user-l1"} << false << true;
-    QTest::newRow("Apply to All with this Host")
-        << QList<int>{D::ApplyToHost, D::Ok} << QStringList{"l1", "l3"}
-        << QStringList{"user-l1", "user-l1", "user-l3"} << false << true;
-    QTest::newRow("Disable for Session") << QList<int>{D::DisableForSession, D::Ok, D::Ok}
-                                         << QStringList{"l1", "l2", "l3"} << QStringList{"", "user-l2", "user-l3"}
-                                         << false << false;
-    QTest::newRow("Skip All") << QList<int>{D::Ok, D::SkipAll} << QStringList{"l1", "l2"}
-                              << QStringList{"user-l1", "", ""} << false << true;
-    QTest::newRow("Quit") << QList<int>{D::Quit} << QStringList{"l1"} << QStringList{"", "", ""} << true << true;
-}
-
-void TestRepo::checker()
-{
-    QFETCH(QList<int>, answers);
-    QFETCH(QStringList, asked);
-    QFETCH(QStringList, names);
-    writeRoot("[main]\ngpgcheck=0\nreposdir=/etc/yum.repos.d\n", {{"/etc/yum.repos.d/larder.repo", kLarderRepo}});
-    const QMap<QString, QByteArray> before = snapshot(root());
-    Boxes boxes;
-    QStringList seen;
-    Answering answering([&](QDialog& dialog) {
-        const QString id = dialog.findChild<QLabel*>("identifier")->text();
-        seen << id;
-        if (dialog.windowTitle() != QStringLiteral("Orvo Authentication"))
-            return -1;
-        dialog.findChild<QLineEdit*>("authName")->setText("user-" + id);
-        dialog.findChild<QLineEdit*>("authPassword")->setText("pw@" + id);
-        // The labels follow the fields, the password masked.
-        const QString shown = dialog.findChild<QLabel*>(id == "l3" ? "mirrorlist" : "urls")->text();
-        if (!shown.contains("user-" + id) || !shown.contains("=*****") || shown.contains("pw"))
-            return -1;
-        return answers.isEmpty() ? -1 : answers.takeFirst();
-    });
-    YumConfIO conf(requests_, used_);
-    RepoAuth::Checker checker(nullptr, conf);
-    QCOMPARE(seen, asked);
-    QTEST(checker.quit(), "quit");
-    QTEST(used_.value("l1"), "l1Used");
-    QCOMPARE(boxes.errors, QStringList());
-    if (names == QStringList{"", "", ""}) {
-        QCOMPARE(snapshot(root()), before);
-        return;
-    }
-    QStringList actual;
-    for (const Repo::Entry& entry : readAgain()) {
-        QString nameKey, name, passwordKey, password;
-        if (entry.id.startsWith('l') && Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password)) {
-            actual << name;
-            if (!name.isEmpty())
-                QCOMPARE(password, "pw@" + name.mid(5));
-        }
-    }
-    QCOMPARE(actual, names);
-    if (names.first() == "user-l1")
-        QVERIFY(readFile(path("/etc/yum.repos.d/larder.repo"))
-                    .contains("baseurl=http://a.example/larder?user=user-l1&pass=pw%40l1&path=/one/$basearch\n"));
-}
-
-// ------------------------------------------------------------------ browsing and viewers
-
-void TestRepo::getHost_data()
-{
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("host");
-    QTest::newRow("scheme and path") << "http://Mirror.Example:8080/pub/x" << "Mirror.Example:8080";
-    QTest::newRow("no path") << "https://user:pw@host.example" << "user:pw@host.example";
-    QTest::newRow("three slashes") << "file:///srv/repo" << "";
-    QTest::newRow("no slashes") << "mailto:someone@example" << "";
-    QTest::newRow("one slash") << "http:/x/y" << "";
-    QTest::newRow("no colon") << "//host/x" << "";
-    QTest::newRow("several urls") << "http://a/x\nhttp://b/y" << "a";
-}
-
-void TestRepo::getHost()
-{
-    QFETCH(QString, url);
-    QTEST(URL::getHost(url), "host");
-}
-
-void TestRepo::browse_data()
-{
-    QTest::addColumn<QString>("baseurl");
-    QTest::addColumn<QString>("mirrorlist");
-    QTest::addColumn<QString>("address");
-    QTest::newRow("first of several") << "  http://a.example/x/\n\thttp://b.example/\n" << "http://m/" << "http://a.example/x/";
-    QTest::newRow("variables") << "http://h/$releasever/$basearch/$arch/$basearch/$infra" << ""
-                               << "http://h/12/x86_64/i686/x86_64/$infra";
-    QTest::newRow("mirror list") << "" << "http://m/list?arch=$basearch" << "http://m/list?arch=x86_64";
-    QTest::newRow("credentials kept") << "http://h/larder?u=n&p=s%40&path=/" << "" << "http://h/larder?u=n&p=s%40&path=/";
-}
-
-void TestRepo::browse()
-{
-    QFETCH(QString, baseurl);
-    QFETCH(QString, mirrorlist);
-    QFETCH(QString, address);
-    const QString record = share_.path() + "/webbrowser.args";
-    QFile::remove(record);
-    Repo::Entry entry;
-    entry.id = "r";
-    entry.baseurl = baseurl;
-    entry.mirrorlist = mirrorlist;
-    QCOMPARE(RepoBrowse::address(entry, engine_), address);
-    QVERIFY(RepoBrowse::browse(nullptr, entry, engine_));
-    QTRY_VERIFY(QFile::exists(record));
-    QCOMPARE(QString::fromUtf8(readFile(record)), address + "\n");
-
-    // By identifier, through the configuration.
-    QFile::remove(record);
-    writeRoot("[main]\n", {{"/etc/yum.repos.d/b.repo", "[other]\nbaseurl=http://other/\n\n[r]\nbaseurl="
-                                                            + baseurl.toUtf8().replace('\n', "\n ")
-                                                            + "\nmirrorlist=" + mirrorlist.toUtf8() + "\n"}});
-    YumConfIO conf(requests_, used_);
-    QVERIFY(conf.read(nullptr));
-    QVERIFY(RepoBrowse::browse(nullptr, QStringLiteral("r"), engine_, conf));
-    QTRY_VERIFY(QFile::exists(record));
-    QCOMPARE(QString::fromUtf8(readFile(record)), address + "\n");
-    QVERIFY(!RepoBrowse::browse(nullptr, QStringLiteral("unknown"), engine_, conf));
-}
-
-void TestRepo::browseWithoutUrl()
-{
-    QStringList boxes;
-    Answering answering([&boxes](QDialog& dialog) {
-        auto* box = qobject_cast<QMessageBox*>(&dialog);
-        boxes << (box ? QString(box->windowTitle() + "|" + box->text() + "|"
-                                + QString::number(box->standardButtons().toInt()))
-                      : QStringLiteral("not a box"));
-        return int(QMessageBox::Ok);
-    });
-    Repo::Entry entry;
-    entry.baseurl = " \n ";
-    QVERIFY(!RepoBrowse::browse(nullptr, entry, engine_));
-    QCOMPARE(boxes, QStringList{"Error|Repository configuration has no URL|" + QString::number(QMessageBox::Ok)});
-}
-
-int TestRepo::childrenOf(pid_t parent, bool zombiesOnly)
-{
-    int count = 0;
-    const QStringList pids = QDir("/proc").entryList(QDir::Dirs);
-    for (const QString& pid : pids) {
-        QFile stat("/proc/" + pid + "/stat");
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // pid (comm) state ppid ...: the name may hold blanks, so look after its ")".
-        const QByteArray text = stat.readAll();
-        const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 1 && fields.at(1).toInt() == parent && (!zombiesOnly || fields.at(0) == "Z"))
-            ++count;
-    }
-    return count;
-}
-
-void TestRepo::executeLeavesNoZombie()
-{
-    QTemporaryDir dir;
-    const QString errors = dir.path() + "/stderr";
-    const QString marker = dir.path() + "/ran";
-    const QString script = dir.path() + "/viewer";
-    QVERIFY(writeFile(script, "#!/bin/sh\nsleep 0.3\necho \"$1\" > \"$2\"\n"));
-    QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
-
-    // Standard error goes to a file while the children are started: they inherit it.
-    const int saved = dup(2);
-    const int file = open(QFile::encodeName(errors).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    QVERIFY(saved >= 0 && file >= 0);
-    dup2(file, 2);
-    Execute::execute(nullptr, QStringList{script, "first", marker + "1"});
-    Execute::execute(nullptr, QStringList{script, "second", marker + "2"});
-    Execute::execute(nullptr, QStringList{dir.path() + "/missing"});
-    dup2(saved, 2);
-    close(saved);
-    close(file);
-
-    // The viewers run on while the program goes on, and are nobody's child here.
-    QCOMPARE(childrenOf(getpid(), false), 0);
-    QTRY_COMPARE(readFile(marker + "1"), QByteArray("first\n"));
-    QTRY_COMPARE(readFile(marker + "2"), QByteArray("second\n"));
-    const QByteArray message = QByteArray("execv(\"" + QFile::encodeName(dir.path())
-                                          + "/missing\", ...) failed; errno = " + QByteArray::number(ENOENT) + " ("
-                                          + strerror(ENOENT) + ")\n");
-    QTRY_VERIFY(readFile(errors).contains(message));
-    QCOMPARE(childrenOf(getpid(), true), 0);
-}
 
 QTEST_MAIN(TestRepo)
 #include "tst_repo.moc"
