@@ -1,7 +1,6 @@
 """Fixtures: the sandbox, copies of its root, and the script loaded as the engine loads it."""
 
 import os
-import shutil
 import subprocess
 import sys
 import types
@@ -12,14 +11,9 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, HERE)
 os.environ.setdefault("ORVOSHARE", os.path.join(SOURCE, "share"))
+SCRIPT = os.path.join(os.environ["ORVOSHARE"], "python/YumIO.py")
 
 import fakeyumioc  # noqa: E402
-
-DBPATH = "/var/lib/rpm"
-
-
-def share_dir():
-    return os.environ.get("ORVOSHARE") or os.path.join(SOURCE, "share")
 
 
 @pytest.fixture(scope="session")
@@ -38,23 +32,23 @@ def recorder():
 
 @pytest.fixture(scope="session")
 def script(recorder):
-    """The script's namespace, run the way the engine runs it.
-
-    The engine executes the file into __main__ without __file__ and without
-    putting the share directory on sys.path, with yumIOC already registered.
-    """
+    """The script's namespace, run as the engine runs it: into __main__ without __file__,
+    the share directory not on sys.path, yumIOC already registered."""
     sys.modules["yumIOC"] = fakeyumioc.make_module(recorder)
-    path = os.path.join(share_dir(), "python/YumIO.py")
     main = types.ModuleType("__main__")
     out, err = sys.stdout, sys.stderr
     try:
-        with open(path) as fh:
+        with open(SCRIPT) as fh:
             exec(compile(fh.read(), "YumIO.py", "exec"), main.__dict__)
         main.__dict__["_redirected"] = (sys.stdout, sys.stderr)
     finally:
-        # what the engine does when it ends
-        sys.stdout, sys.stderr = out, err
+        sys.stdout, sys.stderr = out, err  # as the engine does when it ends
     return main.__dict__
+
+
+@pytest.fixture
+def Errors(script):
+    return script["Errors"]
 
 
 def copy_root(sandbox, dest):
@@ -63,21 +57,17 @@ def copy_root(sandbox, dest):
     return root
 
 
-def rpmq(root, *args):
-    res = subprocess.run(["rpm", "--root", root, "--dbpath", DBPATH, "-q"] + list(args),
-                         stdout=subprocess.PIPE, universal_newlines=True)
-    return res.stdout.split()
-
-
 def installed(root):
-    return sorted(rpmq(root, "-a"))
+    """The installed packages as the rpm database lists them."""
+    res = subprocess.run(["rpm", "--root", root, "--dbpath", "/var/lib/rpm", "-qa"],
+                         stdout=subprocess.PIPE, universal_newlines=True)
+    return sorted(res.stdout.split())
 
 
 class Session(object):
     """A script object on its own copy of the sandbox root."""
 
     def __init__(self, script, recorder, root):
-        self.ns = script
         self.rec = recorder
         self.root = root
         os.environ["ORVOROOT"] = root
@@ -100,12 +90,24 @@ class Session(object):
 
 
 @pytest.fixture
-def fresh(script, recorder, sandbox, tmp_path):
+def new_session(script, recorder, sandbox, tmp_path):
+    """Makes a session on a private copy of the root; flushed at the end."""
+    made = []
+
+    def make(root=None):
+        made.append(Session(script, recorder, root or copy_root(sandbox, tmp_path)))
+        return made[-1]
+    yield make
+    for s in made:
+        s.io.flush()
+
+
+@pytest.fixture
+def fresh(new_session, recorder):
     """A collected script object on a private copy of the root."""
-    s = Session(script, recorder, copy_root(sandbox, tmp_path)).collect()
+    s = new_session().collect()
     recorder.reset()
     yield s
-    s.io.flush()
     s.io.unlock()
 
 

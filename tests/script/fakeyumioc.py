@@ -2,8 +2,7 @@
 
 import types
 
-# Argument formats of the engine's callbacks; None: the function takes no
-# arguments at all; "*": arguments are not parsed.
+# Argument formats of the engine's callbacks; None: no arguments at all; "*": not parsed.
 FORMATS = {
     "stdoutWrite": "s", "stderrWrite": "s", "log": "ls", "errorlog": "ls",
     "collectProgress": "llO",
@@ -21,28 +20,19 @@ FORMATS = {
     "postTransactionOutput": "O", "gpgsigcheck": "*",
 }
 
-LONG_MIN, LONG_MAX = -2 ** 63, 2 ** 63 - 1
-
 
 def check(name, args):
-    """Raise TypeError as the engine's argument parsing would fail."""
+    """Raise TypeError or OverflowError where the engine's argument parsing would fail."""
     fmt = FORMATS[name]
     if fmt == "*":
         return
-    if fmt is None:
-        if args:
-            raise TypeError("%s() takes no arguments (%d given)" % (name, len(args)))
-        return
-    if len(args) != len(fmt):
-        raise TypeError("%s: expected %d arguments, got %d" % (name, len(fmt), len(args)))
-    for code, value in zip(fmt, args):
-        if code == "s" and not isinstance(value, str):
-            raise TypeError("%s: expected str, got %r" % (name, value))
-        if code in "lL":
-            if not isinstance(value, int) or isinstance(value, bool) and False:
-                raise TypeError("%s: expected integer, got %r" % (name, value))
-            if not LONG_MIN <= value <= LONG_MAX:
-                raise OverflowError(name)
+    if len(args) != len(fmt or ""):
+        raise TypeError("%s: expected %d arguments, got %d" % (name, len(fmt or ""), len(args)))
+    for code, value in zip(fmt or "", args):
+        if code == "s" and not isinstance(value, str) or code in "lL" and not isinstance(value, int):
+            raise TypeError("%s: wrong type %r" % (name, value))
+        if code in "lL" and not -2 ** 63 <= value < 2 ** 63:
+            raise OverflowError(name)
 
 
 class Recorder(object):
@@ -59,11 +49,8 @@ class Recorder(object):
     def of(self, name):
         return [c[1] for c in self.calls if c[0] == name]
 
-    def logs(self):
-        return [a[1] for a in self.of("log")]
-
     def tsinfo(self):
-        return [t[len("TSINFO: "):] for t in self.logs() if t.startswith("TSINFO: ")]
+        return [a[1][len("TSINFO: "):] for a in self.of("log") if a[1].startswith("TSINFO: ")]
 
 
 def make_module(recorder):
@@ -73,10 +60,7 @@ def make_module(recorder):
         def fn(*args):
             check(name, args)
             recorder.calls.append((name, args))
-            if name == "userconfirm":
-                return 1 if recorder.confirm else 0
-            return None
-        fn.__name__ = name
+            return (1 if recorder.confirm else 0) if name == "userconfirm" else None
         return fn
 
     for name in FORMATS:

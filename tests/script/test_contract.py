@@ -1,34 +1,28 @@
 """The script's members and objects, read from a collected sandbox."""
 
+import logging
 import os
 import subprocess
+import sys
 
 import pytest
 import rpm
 
 
-def test_yum_package(script):
-    import sys
-    from conftest import share_dir
-    assert os.path.join(share_dir(), "python") in sys.path
+def test_yum_package_and_probes(script, shared):
+    assert os.path.join(os.environ["ORVOSHARE"], "python") in sys.path
     import yum
     from yum import Errors
-    assert yum.__version__ == "3.4.3"
-    assert yum.Errors is Errors
+    assert yum.__version__ == "3.4.3" and yum.Errors is Errors
     for cls in (Errors.RepoError, Errors.LockError, Errors.GroupsError):
         assert issubclass(cls, Errors.YumBaseError)
     assert issubclass(Errors.NoMoreMirrorsRepoError, Errors.RepoError)
     assert str(Errors.RepoError("no metadata")) == "no metadata"
-
-
-def test_feature_probes(script, shared):
     assert script["usesSqlite"]() is True
-    assert shared.io.usesPresto() is not True
-    assert shared.io.hasMultiProgress() is not True
+    assert shared.io.usesPresto() is not True and shared.io.hasMultiProgress() is not True
 
 
 def test_output_goes_to_callbacks(script, recorder):
-    import logging
     out, err = script["_redirected"]
     recorder.reset()
     out.write("hello\n")
@@ -40,18 +34,19 @@ def test_output_goes_to_callbacks(script, recorder):
 
 
 def test_configuration_inside_root(shared):
-    conf = shared.io.conf
-    root = shared.root
+    conf, root = shared.io.conf, shared.root
     assert isinstance(conf, dict) and isinstance(conf.yumvar, dict)
-    assert conf.yumvar["basearch"] == "x86_64"
     with open("/etc/os-release") as fh:
         version = [line.split("=", 1)[1].strip().strip('"') for line in fh if line.startswith("VERSION_ID=")][0]
-    assert conf.yumvar["releasever"] == version
+    assert (conf.yumvar["basearch"], conf.yumvar["releasever"]) == ("x86_64", version)
     assert conf.config_file_path == os.path.join(root, "etc/yum.conf")
     assert conf.reposdir == [os.path.join(root, "etc/yum.repos.d")]
     assert conf.cachedir == os.path.join(root, "var/cache/yum/x86_64", version)
-    assert conf.persistdir.startswith(root)
-    assert os.listdir(conf.cachedir)
+    assert conf.persistdir.startswith(root) and os.listdir(conf.cachedir)
+    repos = shared.io.repos.repos
+    assert type(repos) is dict and all(type(v.enabled) is int for v in repos.values())
+    assert {k: v.enabled for k, v in repos.items()} == {
+        "orvo-base": 1, "orvo-updates": 1, "orvo-extras": 0, "orvo-larder": 0}
 
 
 @pytest.mark.parametrize("files,chosen", [
@@ -62,18 +57,9 @@ def test_configuration_inside_root(shared):
 ])
 def test_main_file_order(script, tmp_path, files, chosen):
     for f in files:
-        p = tmp_path / f
-        p.parent.mkdir(parents=True, exist_ok=True)
-        p.write_text("[main]\n")
+        (tmp_path / f).parent.mkdir(parents=True, exist_ok=True)
+        (tmp_path / f).write_text("[main]\n")
     assert script["_mainConfFile"](str(tmp_path)) == str(tmp_path / chosen)
-
-
-def test_repositories(shared):
-    repos = shared.io.repos.repos
-    assert type(repos) is dict
-    assert {k: v.enabled for k, v in repos.items()} == {
-        "orvo-base": 1, "orvo-updates": 1, "orvo-extras": 0, "orvo-larder": 0}
-    assert all(type(v.enabled) is int for v in repos.values())
 
 
 def test_repository_reading_callbacks(shared):
@@ -81,8 +67,8 @@ def test_repository_reading_callbacks(shared):
     for rid in ("orvo-base", "orvo-updates"):
         starts = [a for n, a in calls if n == "collectGrabMeterStart" and a[1].split("/")[-2] == rid]
         assert starts and starts[0][3] == "repomd.xml" and starts[0][1].startswith(shared.root)
-        progress = [a for n, a in calls if n == "collectProgress" and a[2] == rid]
-        assert progress == [(0, 1, rid), (1, 1, rid), (-1, -1, rid)]
+        assert [a for n, a in calls if n == "collectProgress" and a[2] == rid] == [
+            (0, 1, rid), (1, 1, rid), (-1, -1, rid)]
     # every meter is started, updated and ended in that order
     open_meters = set()
     for n, a in calls:
@@ -108,16 +94,14 @@ def test_catalogue(shared):
 
 
 def test_package_objects(shared):
-    grape = shared.available["2:grape-3.0-1.x86_64"]
-    assert grape.printVer() == "2:3.0-1"
+    grape, pear = shared.available["2:grape-3.0-1.x86_64"], shared.installed["pear-1.0-1.x86_64"]
+    assert (grape.printVer(), pear.printVer()) == ("2:3.0-1", "1.0-1")
     assert grape.pkgtup == ("grape", "x86_64", "2", "3.0", "1")
     assert grape.repoid == "orvo-base" and grape.relativepath == "Packages/grape-3.0-1.x86_64.rpm"
-    assert shared.installed["pear-1.0-1.x86_64"].printVer() == "1.0-1"
     assert isinstance(grape.size, int) and grape.size > 0
     assert os.path.exists(grape.localPkg()) and grape.localHdr() == grape.localPkg()
-    assert shared.installed["pear-1.0-1.x86_64"].localPkg() is None
-    assert not hasattr(grape, "hdr")
-    assert not hasattr(shared.installed["pear-1.0-1.x86_64"], "relativepath")
+    assert pear.localPkg() is None
+    assert not hasattr(grape, "hdr") and not hasattr(pear, "relativepath")
 
 
 @pytest.mark.parametrize("pkg", ["pear-1.0-1.x86_64", "pear-1.1-1.x86_64"])
@@ -130,28 +114,21 @@ def test_simple_strings(shared, pkg):
         "url": "http://orvo.invalid/pear", "buildtime": 1736150400,
         "repoid": "installed" if pkg in shared.installed else "orvo-updates",
     }
-    for tag, value in expected.items():
-        assert p.returnSimple(tag) == value, tag
+    assert {tag: p.returnSimple(tag) for tag in expected} == expected
     assert p.returnSimple("description").startswith("A pear that ripens")
     with pytest.raises(KeyError):
         p.returnSimple("nosuchtag")
-
-
-def test_suite_group_tag(shared):
     assert shared.available["breakfast-1.0-1.noarch"].returnSimple("group") == "Suite"
 
 
-def test_prco(shared):
+def test_prco_files_and_changelog(shared):
+    pear = shared.installed["pear-1.0-1.x86_64"]
     assert shared.updates["pear-1.1-1.x86_64"].returnPrco("requires") == [("pear-data", "GE", ("0", "1.1", None))]
     ng = shared.available["cherry-ng-2.0-1.noarch"]
     assert ng.returnPrco("obsoletes") == [("cherry", "LT", ("0", "2.0", None))]
     assert ("cherry", "EQ", ("0", "2.0", "1")) in ng.returnPrco("provides")
     assert shared.available["lemon-1.0-1.noarch"].returnPrco("conflicts") == [("lime", None, (None, None, None))]
-    assert ("fruit(pear)", "EQ", ("0", "1.0", None)) in shared.installed["pear-1.0-1.x86_64"].returnPrco("provides")
-
-
-def test_files_and_changelog(shared):
-    pear = shared.installed["pear-1.0-1.x86_64"]
+    assert ("fruit(pear)", "EQ", ("0", "1.0", None)) in pear.returnPrco("provides")
     assert pear.returnFileEntries("file") == ["/usr/share/pear/README", "/usr/share/pear/pear.conf"]
     assert pear.returnFileEntries("dir") == ["/usr/share/pear"]
     assert pear.returnChangelog() == [(1736164800, "Orvo Developers <dev@orvo.invalid> - 1.0-1", "- First harvest.")]
@@ -159,58 +136,44 @@ def test_files_and_changelog(shared):
 
 
 def test_installed_headers(shared):
-    tomato = shared.installed["tomato-1.0-1.noarch"]
-    hdr = tomato.hdr
-    assert hdr[rpm.RPMTAG_NAME] == "tomato"
-    assert hdr[rpm.RPMTAG_PREFIXES] == ["/opt/tomato"]
-    assert hdr[rpm.RPMTAG_INSTALLTIME] > 0
+    tomato = shared.installed["tomato-1.0-1.noarch"].hdr
+    assert tomato[rpm.RPMTAG_NAME] == "tomato" and tomato[rpm.RPMTAG_PREFIXES] == ["/opt/tomato"]
+    assert tomato[rpm.RPMTAG_INSTALLTIME] > 0
     pear = shared.installed["pear-1.0-1.x86_64"].hdr
     assert pear[rpm.RPMTAG_PROVIDENAME][0] == "fruit(pear)"
     assert pear[rpm.RPMTAG_CHANGELOGTEXT] == ["- First harvest."]
-    assert [shared.installed[k].hdr[rpm.RPMTAG_VERSION] for k in ("kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64")] == ["1.0", "2.0"]
+    assert [shared.installed[k].hdr[rpm.RPMTAG_VERSION]
+            for k in ("kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64")] == ["1.0", "2.0"]
 
 
 def test_arch_classes_and_preference(shared):
     io = shared.io
     assert [io.getBiArch(a) for a in ("x86_64", "i686", "i386", "noarch", "ppc64", "ppc")] == \
         ["x86_64", "i386", "i386", "noarch", "ppc64", "ppc"]
-    plum64 = shared.installed["plum-1.0-1.x86_64"]
-    plum32 = shared.available["plum-1.0-1.i686"]
-    assert io.isBetterThan(plum64, plum32) is True
-    assert io.isBetterThan(plum32, plum64) is False
+    plum64, plum32 = shared.installed["plum-1.0-1.x86_64"], shared.available["plum-1.0-1.i686"]
+    assert io.isBetterThan(plum64, plum32) is True and io.isBetterThan(plum32, plum64) is False
     assert io.isBetterThan(shared.updates["pear-1.1-1.x86_64"], shared.installed["pear-1.0-1.x86_64"])
     assert not io.isBetterThan(shared.installed["quince-1.0-1.x86_64"], shared.updates["quince-1.1-1.noarch"])
 
 
 def test_groups(shared):
     g = shared.groups
-    assert sorted(g) == ["Garden", "Kitchen", "Orchard", "Pantry"]
     assert [(n, g[n].user_visible, g[n].installed) for n in sorted(g)] == [
         ("Garden", True, True), ("Kitchen", True, False), ("Orchard", True, True), ("Pantry", False, False)]
     orchard = g["Orchard"]
-    assert type(orchard.mandatory_packages) is dict
-    assert sorted(orchard.mandatory_packages) == ["pear", "quince"]
-    assert list(orchard.default_packages) == ["plum"]
-    assert list(orchard.optional_packages) == ["fig"]
+    assert type(orchard.mandatory_packages) is dict and sorted(orchard.mandatory_packages) == ["pear", "quince"]
+    assert list(orchard.default_packages) == ["plum"] and list(orchard.optional_packages) == ["fig"]
     assert orchard.conditional_packages == {"fig-extras": "fig"}
     assert sorted(orchard.requiredPkgs("Orchard")) == ["pear", "plum", "quince"]
 
 
-def test_other_data_keeps_objects(script, recorder, sandbox, tmp_path):
-    from conftest import Session, copy_root
-    s = Session(script, recorder, copy_root(sandbox, tmp_path)).collect()
+def test_other_data_then_cleaning(new_session):
+    s = new_session().collect()
     pear = s.updates["pear-1.1-1.x86_64"]
-    assert s.io.collectFileLists() is True
-    assert s.io.collectOtherData() is True
-    log = pear.returnChangelog()
-    assert [c[2] for c in log] == ["- Crisper skin.\n- Needs pear-data now.", "- First harvest."]
+    assert s.io.collectFileLists() is True and s.io.collectOtherData() is True
+    # the objects already handed out gain the changelog
+    assert [c[2] for c in pear.returnChangelog()] == ["- Crisper skin.\n- Needs pear-data now.", "- First harvest."]
     assert pear.returnSimple("summary") == "A juicy pear"
-    s.io.flush()
-
-
-def test_cleaning(script, recorder, sandbox, tmp_path):
-    from conftest import Session, copy_root
-    s = Session(script, recorder, copy_root(sandbox, tmp_path)).collect()
     cache = s.io.conf.cachedir
     s.io.flush()
     assert any(f.endswith(".solv") for f in os.listdir(cache))
