@@ -11,6 +11,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <cerrno>
 #include <climits>
@@ -185,42 +186,17 @@ bool YumConfIO::read(QWidget* parent)
             return false;
     }
 
-    // A directory named twice (often through a symbolic link) is read once: its
-    // repositories would otherwise all count as duplicates.
-    QSet<QPair<quint64, quint64>> dirsRead;
-    for (const QString& dir : qAsConst(reposdirs_)) {
-        DirHandle handle(::opendir(encodedPath(inRoot(dir)).constData()));
-        if (!handle)
-            continue;
-        struct stat dirStat;
-        if (::fstat(dirfd(handle.get()), &dirStat) == 0) {
-            if (dirsRead.contains(fileId(dirStat)))
-                continue;
-            dirsRead.insert(fileId(dirStat));
+    const bool read = forEachRepoFile([this](const QString& file, const QString& path, const struct stat&) {
+        const int fd = ::open(encodedPath(path).constData(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
+            error(tr("Unable to read repository configuration file %1").arg(path), errno);
+            return false;
         }
-        while (const struct dirent* item = ::readdir(handle.get())) {
-            const QString name = QFile::decodeName(item->d_name);
-            if (!name.endsWith(QLatin1String(".repo")))
-                continue;
-            const QString file = dir + QLatin1Char('/') + name;
-            const QString path = inRoot(file);
-            struct stat st;
-            if (::stat(encodedPath(path).constData(), &st) != 0) {
-                error(tr("Unable to stat repository configuration file %1").arg(path), errno);
-                return false;
-            }
-            if (S_ISDIR(st.st_mode))
-                continue;
-            const int fd = ::open(encodedPath(path).constData(), O_RDONLY | O_CLOEXEC);
-            if (fd < 0) {
-                error(tr("Unable to read repository configuration file %1").arg(path), errno);
-                return false;
-            }
-            Input input(fd, path);
-            if (!readRepoFile(input, file))
-                return false;
-        }
-    }
+        Input input(fd, path);
+        return readRepoFile(input, file);
+    });
+    if (!read)
+        return false;
     Q_EMIT changed();
     return true;
 }
@@ -611,12 +587,21 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
     return true;
 }
 
-bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
+bool YumConfIO::forEachRepoFile(const std::function<bool(const QString&, const QString&, const struct stat&)>& visit)
 {
+    // A directory named twice (often through a symbolic link) is walked once: its
+    // repositories would otherwise all count as duplicates.
+    QSet<QPair<quint64, quint64>> dirsSeen;
     for (const QString& dir : qAsConst(reposdirs_)) {
         DirHandle handle(::opendir(encodedPath(inRoot(dir)).constData()));
         if (!handle)
             continue;
+        struct stat dirStat;
+        if (::fstat(dirfd(handle.get()), &dirStat) == 0) {
+            if (dirsSeen.contains(fileId(dirStat)))
+                continue;
+            dirsSeen.insert(fileId(dirStat));
+        }
         while (const struct dirent* item = ::readdir(handle.get())) {
             const QString name = QFile::decodeName(item->d_name);
             if (!name.endsWith(QLatin1String(".repo")))
@@ -628,17 +613,24 @@ bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
                 error(tr("Unable to stat repository configuration file %1").arg(path), errno);
                 return false;
             }
-            if (S_ISDIR(st.st_mode))
-                continue;
-            if (writtenFiles.contains(cleanPath(file)) || writtenIds_.contains(fileId(st)))
-                continue;
-            if (::unlink(encodedPath(path).constData()) != 0) {
-                error(tr("Unable to unlink repository configuration file %1").arg(path), errno);
+            if (!S_ISDIR(st.st_mode) && !visit(file, path, st))
                 return false;
-            }
         }
     }
     return true;
+}
+
+bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
+{
+    return forEachRepoFile([this, &writtenFiles](const QString& file, const QString& path, const struct stat& st) {
+        if (writtenFiles.contains(cleanPath(file)) || writtenIds_.contains(fileId(st)))
+            return true;
+        if (::unlink(encodedPath(path).constData()) != 0) {
+            error(tr("Unable to unlink repository configuration file %1").arg(path), errno);
+            return false;
+        }
+        return true;
+    });
 }
 
 void YumConfIO::error(const QString& message, int errnum)

@@ -9,6 +9,10 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
+struct stat;
+
 class QByteArray;
 class QWidget;
 class YumRepoEnabled;
@@ -84,6 +88,9 @@ private:
     static void writeRepo(QByteArray& file, const Repo::Entry& entry);
     bool commitFile(const QString& fileName, const QByteArray& text);
     bool removeUnusedFiles(const QSet<QString>& writtenFiles);
+    // Calls visit(file, path inside the root, its stat) for each ".repo" file of the
+    // repository directories, until visit or a stat fails.
+    bool forEachRepoFile(const std::function<bool(const QString&, const QString&, const struct stat&)>& visit);
     void error(const QString& message, int errnum);
 
     const QList<YumRepoEnabled>& requests_;

@@ -30,32 +30,40 @@ void YumIODialogsMinion::confirm(const QString& caption, const QString& text, co
     Q_EMIT setResult(result);
 }
 
+namespace {
+
+using MessageBox = int (YumIODialogsPresenter::*)(QWidget*, const QString&, const QString&, const QString&,
+                                                   const QString&, const QString&, int, int);
+
+// Without a presenter the text is printed and the default button counts as pressed.
+int messageBox(MessageBox show, QWidget* parent, const QString& caption, const QString& text, const QString& button0Text,
+               const QString& button1Text, const QString& button2Text, int defaultButtonNumber, int escapeButtonNumber)
+{
+    YumIODialogsPresenter* presenter = YumIODialogsPresenter::current();
+    if (!presenter) {
+        print(caption, text);
+        return defaultButtonNumber;
+    }
+    return (presenter->*show)(parent, caption, text, button0Text, button1Text, button2Text, defaultButtonNumber,
+                              escapeButtonNumber);
+}
+
+} // namespace
+
 void YumIODialogsMinion::warning(const QString& caption, const QString& text, const QString& button0Text,
                                  const QString& button1Text, const QString& button2Text,
                                  int defaultButtonNumber, int escapeButtonNumber)
 {
-    YumIODialogsPresenter* presenter = YumIODialogsPresenter::current();
-    int result = defaultButtonNumber;
-    if (presenter)
-        result = presenter->warning(parent_, caption, text, button0Text, button1Text, button2Text,
-                                    defaultButtonNumber, escapeButtonNumber);
-    else
-        print(caption, text);
-    Q_EMIT setResult(result);
+    Q_EMIT setResult(messageBox(&YumIODialogsPresenter::warning, parent_, caption, text, button0Text, button1Text,
+                                button2Text, defaultButtonNumber, escapeButtonNumber));
 }
 
 void YumIODialogsMinion::critical(const QString& caption, const QString& text, const QString& button0Text,
                                   const QString& button1Text, const QString& button2Text,
                                   int defaultButtonNumber, int escapeButtonNumber)
 {
-    YumIODialogsPresenter* presenter = YumIODialogsPresenter::current();
-    int result = defaultButtonNumber;
-    if (presenter)
-        result = presenter->critical(parent_, caption, text, button0Text, button1Text, button2Text,
-                                     defaultButtonNumber, escapeButtonNumber);
-    else
-        print(caption, text);
-    Q_EMIT setResult(result);
+    Q_EMIT setResult(messageBox(&YumIODialogsPresenter::critical, parent_, caption, text, button0Text, button1Text,
+                                button2Text, defaultButtonNumber, escapeButtonNumber));
 }
 
 void YumIODialogsMinion::scrollable(const QString& caption, const QString& text)
