@@ -1,0 +1,106 @@
+#include "widgets/HTableView.h"
+
+#include "widgets/ScreenLimit.h"
+
+#include <QAbstractItemModel>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QScrollBar>
+#include <QStyle>
+
+HTableView::HTableView(QStyleOptionViewItem::Position decorationPosition, int minRows,
+                       int maxRows, QWidget* parent)
+    : QTableView(parent)
+    , decorationPosition_(decorationPosition)
+    , minRows_(minRows)
+    , maxRows_(maxRows)
+{
+}
+
+void HTableView::initViewItemOption(QStyleOptionViewItem* option) const
+{
+    QTableView::initViewItemOption(option);
+    option->decorationPosition = decorationPosition_;
+}
+
+QSize HTableView::sizeHint() const
+{
+    if (!rowsFrozen_) {
+        // The view keeps the height it was first given room for; later catalogues scroll.
+        const int rows = model() ? model()->rowCount() : 0;
+        minRows_ = maxRows_ = qBound(minRows_, rows, maxRows_);
+        rowsFrozen_ = true;
+    }
+    const int frame = frameWidth();
+    const int extraFrame = style()->styleHint(QStyle::SH_ScrollView_FrameOnlyAroundContents)
+        ? 2 * style()->pixelMetric(QStyle::PM_DefaultFrameWidth)
+        : 0;
+
+    int width = frame;
+    if (verticalHeader()->isVisible())
+        width += verticalHeader()->width();
+    const int columns = model() ? model()->columnCount() : 0;
+    if (columns > 0)
+        width += columnViewportPosition(columns - 1) + columnWidth(columns - 1);
+    width += extraFrame + verticalScrollBar()->sizeHint().width() + frame;
+
+    int height = frame;
+    if (horizontalHeader()->isVisible())
+        height += horizontalHeader()->height();
+    height += rowViewportPosition(0) + rowHeight(0) * minRows_ + frame;
+    return QSize(width, height);
+}
+
+void HTableView::sortByColumn(int column)
+{
+    if (!model())
+        return;
+    QHeaderView* header = horizontalHeader();
+    const Qt::SortOrder order = header->sortIndicatorSection() == column
+        ? header->sortIndicatorOrder()
+        : Qt::AscendingOrder;
+    header->setSortIndicator(column, order);
+    model()->sort(column, order);
+}
+
+void HTableView::resizeColumnsToContents()
+{
+    QTableView::resizeColumnsToContents();
+    for (QWidget* widget = this; widget; widget = widget->parentWidget())
+        widget->updateGeometry();
+    QWidget* top = window();
+    const QSize wanted = ScreenLimit::bound(top, top->sizeHint());
+    top->resize(wanted.expandedTo(top->size()));
+}
+
+int HTableView::sizeHintForColumn(int column) const
+{
+    const QAbstractItemModel* source = model();
+    if (!source)
+        return -1;
+    QStyleOptionViewItem option;
+    initViewItemOption(&option);
+    int hint = 0;
+    const int rows = source->rowCount();
+    for (int row = 0; row < rows; ++row) {
+        const QModelIndex index = source->index(row, column);
+        hint = qMax(hint, itemDelegateForIndex(index)->sizeHint(option, index).width());
+    }
+    return showGrid() ? hint + 1 : hint;
+}
+
+QModelIndexList HTableView::selectedRows() const
+{
+    QModelIndexList rows;
+    if (!selectionModel() || !model())
+        return rows;
+    const QItemSelection selection = selectionModel()->selection();
+    for (const QItemSelectionRange& range : selection) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            const QModelIndex index = model()->index(row, range.left(), range.parent());
+            if (index.flags() & Qt::ItemIsSelectable)
+                rows.append(index);
+        }
+    }
+    return rows;
+}
