@@ -1,0 +1,111 @@
+#include "packagetable/PackageTableActionContextMenu.h"
+
+#include "app/Share.h"
+#include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableView.h"
+
+#include <QItemSelectionModel>
+
+namespace PackageTable {
+
+ActionContextMenu::ActionContextMenu(Model* model, View* view)
+    : QMenu(view)
+    , model_(model)
+    , view_(view)
+{
+    update_ = addAction(QIcon(Share::absolute(QStringLiteral("icons/update.png"))), tr("&Update"),
+                        this, &ActionContextMenu::handleUpdateAction);
+    install_ = addAction(QIcon(Share::absolute(QStringLiteral("icons/install.png"))),
+                         tr("&Install"), this, &ActionContextMenu::handleInstallAction);
+    remove_ = addAction(QIcon(Share::absolute(QStringLiteral("icons/remove.png"))), tr("&Remove"),
+                        this, &ActionContextMenu::handleRemoveAction);
+    none_ = addAction(tr("&No Action"), this, &ActionContextMenu::handleNoneAction);
+}
+
+void ActionContextMenu::prepare(const QModelIndex& index)
+{
+    index_ = index;
+    QList<int> rows;
+    if (view_->selectionModel() && view_->selectionModel()->hasSelection()) {
+        for (const QModelIndex& selected : view_->selectedRows())
+            rows.append(selected.row());
+    } else {
+        rows.append(index.row());
+    }
+    bool available = false;
+    bool outOfDate = false;
+    bool installed = false;
+    for (const int row : rows) {
+        if (!model_->entry(row))
+            continue;
+        switch (model_->getState(row)) {
+        case Package::AvailableForUpdate:
+            outOfDate = true;
+            break;
+        case Package::AvailableForInstallation:
+            available = true;
+            break;
+        case Package::Installed:
+            installed = true;
+            break;
+        }
+    }
+    install_->setEnabled(available);
+    update_->setEnabled(outOfDate);
+    remove_->setEnabled(outOfDate || installed);
+    none_->setEnabled(true);
+}
+
+void ActionContextMenu::exec(const QModelIndex& index, const QPoint& pos)
+{
+    prepare(index);
+    QMenu::exec(pos);
+}
+
+void ActionContextMenu::handleUpdateAction()
+{
+    handleAction(Package::Update);
+}
+
+void ActionContextMenu::handleInstallAction()
+{
+    handleAction(Package::Install);
+}
+
+void ActionContextMenu::handleRemoveAction()
+{
+    handleAction(Package::Remove);
+}
+
+void ActionContextMenu::handleNoneAction()
+{
+    handleAction(Package::None);
+}
+
+void ActionContextMenu::handleAction(Package::Action action)
+{
+    if (!view_->selectionModel() || !view_->selectionModel()->hasSelection()) {
+        model_->setAction(index_, action);
+        return;
+    }
+    for (const QModelIndex& selected : view_->selectedRows()) {
+        if (!model_->entry(selected.row()))
+            continue;
+        bool fits = action == Package::None;
+        switch (model_->getState(selected.row())) {
+        case Package::AvailableForInstallation:
+            fits = fits || action == Package::Install;
+            break;
+        case Package::Installed:
+            fits = fits || action == Package::Remove;
+            break;
+        case Package::AvailableForUpdate:
+            fits = fits || action == Package::Update || action == Package::Remove;
+            break;
+        }
+        if (fits)
+            model_->setAction(selected, action);
+    }
+}
+
+} // namespace PackageTable

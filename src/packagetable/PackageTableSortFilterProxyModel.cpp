@@ -1,0 +1,459 @@
+#include "packagetable/PackageTableSortFilterProxyModel.h"
+
+#include "packagetable/PackageTableModel.h"
+#include "yumio/PackageEntry.h"
+#include "yumio/YumIO.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace PackageTable {
+
+namespace {
+
+QString stripped(QString text)
+{
+    const QString any = QStringLiteral(".*");
+    while (text.startsWith(any))
+        text.remove(0, 2);
+    while (text.endsWith(any))
+        text.chop(2);
+    return text;
+}
+
+// Whether an extended expression is a plain text, matching wherever it occurs.
+bool isLiteral(const QByteArray& pattern)
+{
+    for (const char c : pattern) {
+        if (std::strchr(".[]()*+?{}|^$\\", c))
+            return false;
+    }
+    return !pattern.isEmpty();
+}
+
+enum SearchField {
+    GroupName, RequiredGroups, DefaultMetaPkgs, OptionalMetaPkgs, MandatoryPkgs, DefaultPkgs,
+    OptionalPkgs, ConditionalPkgs, GroupFieldCount
+};
+
+enum PackageField {
+    Name, VerRel, Repo, Arch, Size, Summary, Description, Group, Vendor, BuildTime,
+    InstallTime, BinaryRpm, SourceRpm, License, Packager, Url, Relocations, Provides,
+    Requires, Conflicts, Obsoletes, Files, ChangeLog, PackageFieldCount
+};
+
+} // namespace
+
+SortFilterProxyModel::SortFilterProxyModel(StateFilter stateFilter, bool dups, bool groups,
+                                           YumIO* yumIO, QObject* parent)
+    : HSortFilterProxyModel(Model::NameColumn, parent)
+    , stateFilter_(stateFilter)
+    , dups_(dups)
+    , groups_(groups)
+    , yumIO_(yumIO)
+{
+}
+
+// The compiled expression lives as long as the window; only the cache is released.
+SortFilterProxyModel::~SortFilterProxyModel() = default;
+
+void SortFilterProxyModel::setSourceModel(HAbstractTableModel* model)
+{
+    if (source_)
+        disconnect(source_, &QAbstractItemModel::modelAboutToBeReset, this,
+                   &SortFilterProxyModel::clearCache);
+    source_ = model;
+    model_ = qobject_cast<Model*>(model);
+    filterTexts_.clear();
+    HSortFilterProxyModel::setSourceModel(model);
+    if (source_)
+        connect(source_, &QAbstractItemModel::modelAboutToBeReset, this,
+                &SortFilterProxyModel::clearCache);
+}
+
+void SortFilterProxyModel::setMode(Mode mode)
+{
+    if (mode == mode_)
+        return;
+    mode_ = mode;
+    clear();
+}
+
+void SortFilterProxyModel::setStateFilter(StateFilter stateFilter)
+{
+    if (stateFilter == stateFilter_)
+        return;
+    stateFilter_ = stateFilter;
+    clear();
+}
+
+void SortFilterProxyModel::setDupsFilter(bool dups)
+{
+    if (dups == dups_)
+        return;
+    dups_ = dups;
+    clear();
+}
+
+void SortFilterProxyModel::setGroupsFilter(bool groups)
+{
+    if (groups == groups_)
+        return;
+    groups_ = groups;
+    clear();
+}
+
+void SortFilterProxyModel::setFilter(bool filter)
+{
+    if (filter == filtering_)
+        return;
+    filtering_ = filter;
+    clear();
+}
+
+void SortFilterProxyModel::clear()
+{
+    clearCache();
+    HSortFilterProxyModel::clear();
+}
+
+void SortFilterProxyModel::clearCache()
+{
+    holdAnswers_ = false;
+    cache_.clear();
+}
+
+void SortFilterProxyModel::setFilterRegExp(const QString& text)
+{
+    const QString pattern = stripped(text);
+    if (regexResult_ == 0)
+        regfree(&regex_);
+    const QByteArray bytes = pattern.toUtf8();
+    regexResult_ = regcomp(&regex_, bytes.constData(), REG_EXTENDED | REG_NOSUB);
+    literal_ = regexResult_ == 0 && isLiteral(bytes);
+    literalText_ = bytes;
+
+    const QRegularExpression expression(pattern);
+    // The cache is cleared when the expression differs, by the source's reset that the
+    // base operation brings; until then the old answers spare the base a row-by-row
+    // update of a mapping about to be dropped.
+    holdAnswers_ = expression.pattern() != filterRegularExpression().pattern();
+    HSortFilterProxyModel::setFilterRegExp(expression);
+    if (holdAnswers_) {
+        clearCache();
+        invalidateFilter();
+    }
+
+    if (!source_)
+        return;
+    const int rows = source_->rowCount();
+    for (int row = 0; row < rows; ++row)
+        filterAcceptsRow(row, QModelIndex());
+}
+
+bool SortFilterProxyModel::matchesBytes(const char* text, qsizetype length) const
+{
+    if (regexResult_ != 0)
+        return true;
+    if (literal_)
+        return std::string_view(text, size_t(length)).find(std::string_view(
+                   literalText_.constData(), size_t(literalText_.size())))
+            != std::string_view::npos;
+    return regexec(&regex_, text, 0, nullptr, 0) == 0;
+}
+
+bool SortFilterProxyModel::matches(const QString& text) const
+{
+    if (regexResult_ != 0)
+        return true;
+    const std::string bytes = text.toStdString();
+    return matchesBytes(bytes.c_str(), qsizetype(bytes.size()));
+}
+
+bool SortFilterProxyModel::filterAcceptsRow(int row, const QModelIndex& parent) const
+{
+    if (!filtering_)
+        return true;
+    Package::Entry* entry = nullptr;
+    if (model_)
+        entry = model_->entry(row);
+    else if (source_)
+        entry = source_->index(row, Model::NameColumn, parent).data(Qt::UserRole)
+                    .value<Package::Entry*>();
+    const auto cached = cache_.constFind(entry);
+    if (cached != cache_.constEnd())
+        return *cached;
+    if (cache_.isEmpty())
+        cache_.reserve(model_ ? model_->rowCount() : 0);
+    const bool accepted = acceptRow(entry, row, parent);
+    cache_.insert(entry, accepted);
+    return accepted;
+}
+
+bool SortFilterProxyModel::acceptRow(Package::Entry* entry, int row, const QModelIndex& parent) const
+{
+    Q_UNUSED(parent);
+    if (!entry)
+        return false;
+    switch (stateFilter_) {
+    case Updatable:
+        if (entry->state != Package::AvailableForUpdate)
+            return false;
+        break;
+    case Installable:
+        if (entry->state != Package::AvailableForInstallation)
+            return false;
+        break;
+    case Removable:
+        if (entry->state == Package::AvailableForInstallation)
+            return false;
+        break;
+    case All:
+        break;
+    }
+    if (!dups_ && entry->duplicate)
+        return false;
+    // Suites stay listed: only groups follow the setting.
+    if (!groups_ && entry->kind == Package::Group)
+        return false;
+    if (filterRegularExpression().pattern().isEmpty())
+        return true;
+    if (mode_ == Filter)
+        return filterModeAccepts(*entry, row);
+    return searchModeAccepts(*entry);
+}
+
+bool SortFilterProxyModel::filterModeAccepts(const Package::Entry& entry, int row) const
+{
+    if (regexResult_ != 0)
+        return true;
+    if (!model_) {
+        QStringList texts;
+        for (int column = Model::NameColumn; column <= Model::BuildTimeColumn; ++column)
+            texts.append(source_->index(row, column).data(Qt::DisplayRole).toString());
+        return matches(texts.join(QLatin1Char(' ')));
+    }
+    // The joined texts change only with the catalogue: build each once per catalogue.
+    if (filterTextsGeneration_ != model_->catalogueGeneration()
+        || filterTexts_.size() != size_t(model_->rowCount())) {
+        filterTexts_.assign(size_t(model_->rowCount()), QByteArray());
+        filterTextsGeneration_ = model_->catalogueGeneration();
+    }
+    QByteArray& joined = filterTexts_[size_t(row)];
+    if (joined.isEmpty()) {
+        QString text;
+        for (int column = Model::NameColumn; column <= Model::BuildTimeColumn; ++column) {
+            if (column != Model::NameColumn)
+                text += QLatin1Char(' ');
+            text += Model::displayText(entry, column);
+        }
+        joined = text.toUtf8();
+    }
+    return matchesBytes(joined.constData(), joined.size());
+}
+
+QStringList SortFilterProxyModel::searchField(const Package::Entry& entry, int field) const
+{
+    YumIO& y = *yumIO_;
+    if (entry.kind == Package::Group) {
+        switch (field) {
+        case GroupName: return {y.getName(entry)};
+        case RequiredGroups: return y.getRequiredGroups(entry);
+        case DefaultMetaPkgs: return y.getDefaultMetaPkgs(entry);
+        case OptionalMetaPkgs: return y.getOptionalMetaPkgs(entry);
+        case MandatoryPkgs: return y.getMandatoryPkgs(entry);
+        case DefaultPkgs: return y.getDefaultPkgs(entry);
+        case OptionalPkgs: return y.getOptionalPkgs(entry);
+        case ConditionalPkgs: return y.getConditionalPkgs(entry);
+        default: return {};
+        }
+    }
+    switch (field) {
+    case Name: return {y.getName(entry)};
+    case VerRel: return {y.getVerRel(entry)};
+    case Repo: return {y.getRepo(entry)};
+    case Arch: return {y.getArch(entry)};
+    case Size: return {y.getSize(entry)};
+    case Summary: return {y.getSummary(entry)};
+    case Description: return {y.getDescription(entry)};
+    case Group: return {y.getGroup(entry)};
+    case Vendor: return {y.getVendor(entry)};
+    case BuildTime: return {y.getBuildTime(entry)};
+    case InstallTime: return {y.getInstallTime(entry)};
+    case BinaryRpm: return {y.getBinaryRpm(entry)};
+    case SourceRpm: return {y.getSourceRpm(entry)};
+    case License: return {y.getLicense(entry)};
+    case Packager: return {y.getPackager(entry)};
+    case Url: return {y.getUrl(entry)};
+    case Relocations: return y.getRelocations(entry);
+    case Provides: return y.getProvides(entry);
+    case Requires: return y.getRequires(entry);
+    case Conflicts: return y.getConflicts(entry);
+    case Obsoletes: return y.getObsoletes(entry);
+    case Files: return y.getFiles(entry);
+    case ChangeLog: return {y.getChangeLog(entry)};
+    default: return {};
+    }
+}
+
+bool SortFilterProxyModel::searchModeAccepts(const Package::Entry& entry) const
+{
+    int fields = 0;
+    switch (entry.kind) {
+    case Package::Group:
+        fields = GroupFieldCount;
+        break;
+    case Package::Suite:
+    case Package::Ordinary:
+        fields = PackageFieldCount;
+        break;
+    default:
+        return false;
+    }
+    // In order, and each field only when every earlier one failed: the file list and the
+    // change log are by far the dearest.
+    for (int field = 0; field < fields; ++field) {
+        const QStringList texts = searchField(entry, field);
+        for (const QString& text : texts) {
+            if (matches(text))
+                return true;
+        }
+    }
+    return false;
+}
+
+void SortFilterProxyModel::setUpdateListed()
+{
+    for (int row = 0; row < rowCount(); ++row) {
+        const QModelIndex proxyIndex = index(row, Model::ActionColumn);
+        const QModelIndex sourceIndex = mapToSource(proxyIndex);
+        Package::Entry* entry = model_ ? model_->entry(sourceIndex.row())
+                                       : sourceIndex.siblingAtColumn(Model::NameColumn)
+                                             .data(Qt::UserRole).value<Package::Entry*>();
+        if (entry && entry->state == Package::AvailableForUpdate) {
+            entry->action = Package::Update;
+            Q_EMIT dataChanged(proxyIndex, proxyIndex);
+        }
+    }
+}
+
+const std::vector<int>* SortFilterProxyModel::sortKeys(int column) const
+{
+    if (!model_)
+        return nullptr;
+    const int rows = yumIO_ ? yumIO_->count() : model_->rowCount();
+    std::vector<int>& keys = sortKeys_[column];
+    if (sortKeysGeneration_ == model_->catalogueGeneration() && keys.size() == size_t(rows))
+        return &keys;
+    if (sortKeysGeneration_ != model_->catalogueGeneration()
+        || sortKeys_[Model::NameColumn].size() != size_t(rows)) {
+        for (std::vector<int>& built : sortKeys_)
+            built.clear();
+        sortKeysGeneration_ = model_->catalogueGeneration();
+    }
+    keys.resize(size_t(rows));
+    switch (column) {
+    case Model::StateColumn:
+    case Model::KindColumn:
+    case Model::SizeColumn:
+    case Model::BuildTimeColumn:
+        for (int row = 0; row < rows; ++row) {
+            const Package::Entry* e = model_->entry(row);
+            switch (column) {
+            case Model::StateColumn:
+                keys[size_t(row)] = int(e->state);
+                break;
+            case Model::KindColumn:
+                keys[size_t(row)] = int(e->kind);
+                break;
+            case Model::SizeColumn:
+                // The variant's int conversion wraps sizes of 2 GiB and more; kept so.
+                keys[size_t(row)] = int(quint64(e->size));
+                break;
+            default:
+                keys[size_t(row)] = int(qint64(e->buildTime));
+                break;
+            }
+        }
+        break;
+    default: {
+        // Texts become their ranks in code-unit order, equal texts sharing one: every
+        // later comparison is one of two integers.  The texts go into one buffer, so
+        // that ranking does not chase 70,000 scattered strings.
+        std::vector<char16_t> buffer;
+        std::vector<std::pair<size_t, size_t>> spans(static_cast<size_t>(rows));
+        for (int row = 0; row < rows; ++row) {
+            const Package::Entry* e = model_->entry(row);
+            const QString text = column == Model::NameColumn ? e->name : Model::displayText(*e, column);
+            spans[size_t(row)] = {buffer.size(), size_t(text.size())};
+            buffer.insert(buffer.end(), reinterpret_cast<const char16_t*>(text.utf16()),
+                          reinterpret_cast<const char16_t*>(text.utf16()) + text.size());
+        }
+        auto view = [&](int row) {
+            const auto& span = spans[size_t(row)];
+            return std::u16string_view(buffer.data() + span.first, span.second);
+        };
+        std::vector<int> order(static_cast<size_t>(rows));
+        for (int row = 0; row < rows; ++row)
+            order[size_t(row)] = row;
+        std::sort(order.begin(), order.end(), [&](int a, int b) { return view(a) < view(b); });
+        int rank = 0;
+        for (size_t i = 0; i < order.size(); ++i) {
+            if (i > 0 && view(order[i - 1]) != view(order[i]))
+                ++rank;
+            keys[size_t(order[i])] = rank;
+        }
+        break;
+    }
+    }
+    return &keys;
+}
+
+bool SortFilterProxyModel::lessThan(const QModelIndex& left, const QModelIndex& right) const
+{
+    const int column = left.column();
+    const bool numeric = column == Model::ActionColumn || column == Model::StateColumn
+        || column == Model::KindColumn || column == Model::SizeColumn
+        || column == Model::BuildTimeColumn;
+    if (!numeric && (column < Model::NameColumn || column > Model::ArchitectureColumn))
+        return HSortFilterProxyModel::lessThan(left, right);
+    if (!left.model() || !right.model())
+        return numeric ? false : HSortFilterProxyModel::lessThan(left, right);
+
+    // The package model's rows are compared through keys made once per catalogue:
+    // sorting 70,000 rows through variants and scattered strings takes seconds.  The
+    // order is the one the variants and texts give.
+    if (model_ && left.model() == model_ && right.model() == model_) {
+        const std::vector<int>& names = *sortKeys(Model::NameColumn);
+        const int l = left.row();
+        const int r = right.row();
+        if (column == Model::ActionColumn) {
+            // Actions change between sorts; they are read as they stand.
+            const int a = int(model_->entry(l)->action);
+            const int b = int(model_->entry(r)->action);
+            if (a != b)
+                return a < b;
+        } else if (column != Model::NameColumn) {
+            const std::vector<int>& keys = *sortKeys(column);
+            const int a = keys[size_t(l)];
+            const int b = keys[size_t(r)];
+            if (a != b)
+                return a < b;
+        }
+        return names[size_t(l)] < names[size_t(r)];
+    }
+    if (!numeric)
+        return HSortFilterProxyModel::lessThan(left, right);
+    const int a = left.data(Qt::UserRole).toInt();
+    const int b = right.data(Qt::UserRole).toInt();
+    if (a < b)
+        return true;
+    if (a > b)
+        return false;
+    return lessThan(createSecondarySortIndex(left), createSecondarySortIndex(right));
+}
+
+} // namespace PackageTable

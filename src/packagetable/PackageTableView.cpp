@@ -1,0 +1,111 @@
+#include "packagetable/PackageTableView.h"
+
+#include "packagetable/PackageTableActionContextMenu.h"
+#include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableOtherContextMenu.h"
+#include "packagetable/PackageTableSortFilterProxyModel.h"
+#include "widgets/HItemDelegate.h"
+
+#include <QEvent>
+#include <QHeaderView>
+
+#include <climits>
+
+namespace PackageTable {
+
+View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
+    : HTableView(QStyleOptionViewItem::Left, 10, INT_MAX, parent)
+    , model_(model)
+    , proxy_(proxy)
+{
+    setItemDelegate(new HItemDelegate(this));
+    setModel(proxy);
+    setShowGrid(false);
+    setGridStyle(Qt::NoPen);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setAlternatingRowColors(true);
+    setContextMenuPolicy(Qt::CustomContextMenu);
+    verticalHeader()->hide();
+    auto* header = new QHeaderView(Qt::Horizontal, this);
+    header->setSectionsClickable(true);
+    header->setSectionsMovable(true);
+    setHorizontalHeader(header);
+    HTableView::sortByColumn(Model::KindColumn);
+    proxy_->setFilterKeyColumn(Model::KindColumn);
+
+    connect(header, &QHeaderView::sectionClicked, this, &View::handleHorizontalHeaderClicked);
+    connect(this, &QAbstractItemView::clicked, this, &View::handleActivated);
+    connect(this, &QWidget::customContextMenuRequested, this,
+            &View::handleCustomContextMenuRequested);
+}
+
+QModelIndexList View::selectedRows() const
+{
+    QModelIndexList rows = HTableView::selectedRows();
+    for (QModelIndex& index : rows)
+        index = proxy_->mapToSource(index);
+    return rows;
+}
+
+void View::resizeColumnsToContents()
+{
+    // Widths fit every row of the catalogue, listed or not.
+    const bool filtering = proxy_->getFilter();
+    proxy_->setFilter(false);
+    HTableView::resizeColumnsToContents();
+    proxy_->setFilter(filtering);
+}
+
+void View::describe()
+{
+    model_->describe(proxy_->mapToSource(currentIndex()), this);
+}
+
+void View::handleHorizontalHeaderClicked(int column)
+{
+    HTableView::sortByColumn(column);
+    proxy_->setFilterKeyColumn(column);
+}
+
+void View::handleActivated(const QModelIndex& index)
+{
+    if (index.column() != Model::ActionColumn)
+        return;
+    const QModelIndex source = proxy_->mapToSource(index);
+    model_->toggleAction(source);
+    Q_EMIT stateChanged(source.row());
+}
+
+void View::handleCustomContextMenuRequested(const QPoint& pos)
+{
+    const QModelIndex source = proxy_->mapToSource(indexAt(pos));
+    const QPoint global = viewport()->mapToGlobal(pos);
+    if (source.column() != Model::ActionColumn) {
+        if (!otherMenu_)
+            otherMenu_ = new OtherContextMenu(model_, this);
+        otherMenu_->exec(source, global);
+        return;
+    }
+    if (!actionMenu_)
+        actionMenu_ = new ActionContextMenu(model_, this);
+    actionMenu_->exec(source, global);
+    Q_EMIT stateChanged(-1);
+}
+
+void View::currentChanged(const QModelIndex& current, const QModelIndex& previous)
+{
+    HTableView::currentChanged(current, previous);
+    const int currentRow = proxy_->mapToSource(current).row();
+    const int previousRow = proxy_->mapToSource(previous).row();
+    if (currentRow != previousRow)
+        Q_EMIT currentChanged(currentRow, previousRow);
+}
+
+void View::changeEvent(QEvent* event)
+{
+    HTableView::changeEvent(event);
+    if (event->type() == QEvent::EnabledChange)
+        model_->setEnabled(isEnabled());
+}
+
+} // namespace PackageTable

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "widgets/HTableView.h"
+
+namespace PackageTable {
+
+class ActionContextMenu;
+class Model;
+class OtherContextMenu;
+class SortFilterProxyModel;
+
+// The filtered, sorted catalogue; clicks in the Action column step a row's action, right
+// clicks open the action menu (Action column) or the other menu.
+class View final : public HTableView
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(View)
+
+public:
+    View(Model* model, SortFilterProxyModel* proxy, QWidget* parent);
+
+    Model* packageModel() const { return model_; }
+    SortFilterProxyModel* proxy() const { return proxy_; }
+    // The selected rows as indices of the package model.
+    QModelIndexList selectedRows() const;
+    // The menus, once opened.
+    ActionContextMenu* actionMenu() const { return actionMenu_; }
+    OtherContextMenu* otherMenu() const { return otherMenu_; }
+
+Q_SIGNALS:
+    void currentChanged(int currentRow, int previousRow);
+    void stateChanged(int row);
+
+public Q_SLOTS:
+    void resizeColumnsToContents() override;
+    void describe();
+    void handleHorizontalHeaderClicked(int column);
+    void handleActivated(const QModelIndex& index);
+    void handleCustomContextMenuRequested(const QPoint& pos);
+
+protected Q_SLOTS:
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    Model* model_;
+    SortFilterProxyModel* proxy_;
+    ActionContextMenu* actionMenu_ = nullptr;
+    OtherContextMenu* otherMenu_ = nullptr;
+};
+
+} // namespace PackageTable
