@@ -1,39 +1,138 @@
+#include <Python.h>
+
 #include "app/MainWindow.h"
 
+#include "app/Execute.h"
+#include "app/Share.h"
+#include "log/LogWindow.h"
+#include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSortFilterProxyModel.h"
+#include "packagetable/PackageTableView.h"
+#include "progress/HProgressBar.h"
+#include "repo/RepoAuthChecker.h"
+#include "repo/YumConfIO.h"
+#include "widgets/Colors.h"
+#include "widgets/HFrameLabel.h"
+#include "widgets/HMenu.h"
+#include "yumio/PackageEntry.h"
+#include "yumio/YumIO.h"
+
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEventLoop>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <sys/utsname.h>
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent)
+    , updateIcon_(Share::absolute(QStringLiteral("icons/update.png")))
+    , checkIcon_(Share::absolute(QStringLiteral("icons/check.png")))
+    , yumIO_(new YumIO)
 {
     struct utsname names;
     const QString node = uname(&names) == 0 ? QString::fromLocal8Bit(names.nodename) : QString();
     setWindowTitle(tr("Orvo - %1").arg(node));
 
+    createMenus();
+    createMainArea();
+
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
+    layout->addWidget(mainArea_, 1);
+    firstBar_ = new HProgressBar(central);
+    secondBar_ = new HProgressBar(central);
+    layout->addWidget(firstBar_);
+    layout->addWidget(secondBar_);
+    setCentralWidget(central);
+
+    connect(yumIO_, &YumIO::collectedExtraData, this, &MainWindow::collectedExtraData);
+    yumIO_->setup(this, secondBar_, firstBar_);
+
+    warnConfigure();
+    collectedExtraData();
+    modeChanged(0);
+    setReady(false);
+    mainArea_->hide();
+}
+
+MainWindow::~MainWindow()
+{
+    delete logWindow_;
+    if (yumIO_) {
+        // The window goes without quit(): the entries go before the interpreter does.
+        yumIO_->clearEntriesBeforeQuit();
+        model_->detachEngine();
+        delete yumIO_;
+    }
+}
+
+void MainWindow::createMenus()
+{
+    programMenu_ = new HMenu(tr("&Program"), menuBar());
+    menuBar()->addMenu(programMenu_);
+    quit_ = programMenu_->addAction(tr("&Quit"), this, &MainWindow::quit);
+    quit_->setShortcut(QKeySequence(tr("Ctrl+Q")));
+
+    auto* windows = new HMenu(tr("&Windows"), menuBar());
+    menuBar()->addMenu(windows);
+    QAction* log = windows->addAction(tr("&Log"), this, &MainWindow::displayLog);
+    log->setShortcut(QKeySequence(tr("Ctrl+L")));
+
+    repositoriesMenu_ = new HMenu(tr("&Repositories"), menuBar());
+    menuBar()->addMenu(repositoriesMenu_);
+    editConfiguration_ = repositoriesMenu_->addAction(
+        tr("&Edit Configuration"), this, qOverload<>(&MainWindow::editRepositories));
+    editConfiguration_->setShortcut(QKeySequence(tr("Ctrl+E")));
+
+    cacheMenu_ = new HMenu(tr("&Cache"), menuBar());
+    menuBar()->addMenu(cacheMenu_);
+    cleanHeaders_ = cacheMenu_->addAction(tr("Clean Headers"), this, &MainWindow::cleanHeaders);
+    cleanPackages_ = cacheMenu_->addAction(tr("Clean Packages"), this, &MainWindow::cleanPackages);
+    cleanXmlMetadata_ = cacheMenu_->addAction(tr("Clean XML Metadata"), this,
+                                              &MainWindow::cleanXmlMetadata);
+    cleanPickled_ = cacheMenu_->addAction(tr("Clean Pickled Data"), this,
+                                          &MainWindow::cleanPickledCache);
+    cleanSqlite_ = cacheMenu_->addAction(tr("Clean Sqlite Data"), this,
+                                         &MainWindow::cleanSqliteCache);
+    cacheMenu_->addSeparator();
+    cleanAll_ = cacheMenu_->addAction(tr("Clean All"), this, &MainWindow::cleanAll);
+
+    auto* help = new HMenu(tr("&Help"), menuBar());
+    menuBar()->addMenu(help);
+    QAction* html = help->addAction(tr("Manual (html)"), this, &MainWindow::manualHtml);
+    html->setShortcut(QKeySequence(Qt::Key_F1));
+    help->addAction(tr("Manual (PDF)"), this, &MainWindow::manualPdf);
+    help->addSeparator();
+    help->addAction(tr("&About"), this, &MainWindow::about);
+}
+
+void MainWindow::createMainArea()
+{
+    mainArea_ = new QWidget(this);
+    auto* layout = new QVBoxLayout(mainArea_);
+    layout->setContentsMargins(0, 0, 0, 0);
+
     auto* filterRow = new QHBoxLayout;
     layout->addLayout(filterRow);
-
-    modeCombo_ = new QComboBox(central);
+    modeCombo_ = new QComboBox(mainArea_);
     modeCombo_->addItem(tr("Filter"));
     modeCombo_->addItem(tr("Search"));
     filterRow->addWidget(modeCombo_);
-
-    regexpEdit_ = new QLineEdit(QStringLiteral(".*"), central);
+    regexpEdit_ = new QLineEdit(QStringLiteral(".*"), mainArea_);
     filterRow->addWidget(regexpEdit_, 1);
-
-    filterButton_ = new QPushButton(tr("Filter"), central);
+    filterButton_ = new QPushButton(tr("Filter"), mainArea_);
     filterButton_->setDefault(true);
     filterRow->addWidget(filterButton_);
-
-    stateCombo_ = new QComboBox(central);
+    stateCombo_ = new QComboBox(mainArea_);
     stateCombo_->addItem(tr("View Updatable"));
     stateCombo_->addItem(tr("View Installable"));
     stateCombo_->addItem(tr("View Removable"));
@@ -41,30 +140,500 @@ MainWindow::MainWindow(QWidget* parent)
     stateCombo_->setToolTip(tr("Filter for those packages which are eligible for updating,\n"
                                "for installing, or for removing; or show all packages"));
     filterRow->addWidget(stateCombo_);
-
-    dupsCheck_ = new QCheckBox(tr("Include Duplicates"), central);
+    dupsCheck_ = new QCheckBox(tr("Include Duplicates"), mainArea_);
     dupsCheck_->setChecked(true);
     dupsCheck_->setToolTip(tr("Whether or not filter should include packages with duplicate names.\n"
                               "If unchecked, the package with the architecture closest to the base "
                               "architecture is shown."));
     filterRow->addWidget(dupsCheck_);
-
-    groupsCheck_ = new QCheckBox(tr("Include Groups"), central);
+    groupsCheck_ = new QCheckBox(tr("Include Groups"), mainArea_);
     groupsCheck_->setChecked(false);
     groupsCheck_->setToolTip(tr("Whether or not filter should include package groups"));
     filterRow->addWidget(groupsCheck_);
 
-    layout->addStretch(1);
-    setCentralWidget(central);
-}
+    model_ = new PackageTable::Model(yumIO_, this);
+    proxy_ = new PackageTable::SortFilterProxyModel(PackageTable::Updatable, true, false, yumIO_, this);
+    proxy_->setSourceModel(model_);
+    view_ = new PackageTable::View(model_, proxy_, mainArea_);
+    layout->addWidget(view_, 1);
 
-MainWindow::~MainWindow() = default;
+    auto* buttonRow = new QHBoxLayout;
+    layout->addLayout(buttonRow);
+    describeButton_ = new QPushButton(tr("&Describe"), mainArea_);
+    describeButton_->setToolTip(tr("Pop up a window with a detailed description of the currently "
+                                   "selected package"));
+    buttonRow->addWidget(describeButton_);
+    buttonRow->addStretch(1);
+    auto* resizeButton = new QPushButton(tr("Re&size"), mainArea_);
+    resizeButton->setToolTip(tr("Resize the columns and window to optimal values"));
+    buttonRow->addWidget(resizeButton);
+    auto* refreshButton = new QPushButton(tr("Re&fresh"), mainArea_);
+    refreshButton->setToolTip(tr("Refresh the list of installed packages and packages available "
+                                 "for update.\nUse this to check for new updates in repositories, "
+                                 "or if any packages were installed manually."));
+    buttonRow->addWidget(refreshButton);
+    auto* selectedButton = new QPushButton(tr("Set &Install/Update of Selected"), mainArea_);
+    selectedButton->setToolTip(tr("Sets the Action for all selected packages which are Not "
+                                  "Installed to Install, and\nsets the Action for all selected "
+                                  "packages which are Installed but Out-of-date to Update.\nDoes "
+                                  "not Apply Actions automatically."));
+    buttonRow->addWidget(selectedButton);
+    auto* listedButton = new QPushButton(updateIcon_, tr("Set &Update of Listed"), mainArea_);
+    listedButton->setToolTip(tr("Sets the Action to Update for any packages which are Installed "
+                                "but Out-of-date,\nand which are currently listed based on the "
+                                "the Mode, Filter, Search, State, Duplicates, and Groups "
+                                "settings.\nDoes not Apply Actions automatically."));
+    buttonRow->addWidget(listedButton);
+    auto* clearButton = new QPushButton(emptyIcon_, tr("&Clear Actions"), mainArea_);
+    clearButton->setToolTip(tr("Clears all specified Actions (Updates, Installs, and Removals)"));
+    buttonRow->addWidget(clearButton);
+    unlistedLabel_ = new HFrameLabel(mainArea_);
+    unlistedLabel_->setPalette(Colors::makeWarning(unlistedLabel_->palette()));
+    buttonRow->addWidget(unlistedLabel_);
+    applyButton_ = new QPushButton(checkIcon_, tr("&Apply Actions"), mainArea_);
+    applyButton_->setToolTip(tr("Applies the specified Actions (Updates, Installs, and Removals)"));
+    buttonRow->addWidget(applyButton_);
+    describeButton_->setEnabled(false);
+    applyButton_->setEnabled(false);
+
+    connect(modeCombo_, &QComboBox::currentIndexChanged, this, &MainWindow::modeChanged);
+    connect(regexpEdit_, &QLineEdit::returnPressed, this, &MainWindow::filtersearch);
+    connect(filterButton_, &QPushButton::clicked, this, &MainWindow::filtersearch);
+    connect(stateCombo_, &QComboBox::currentIndexChanged, this, &MainWindow::stateFilterChanged);
+    connect(dupsCheck_, &QCheckBox::stateChanged, this, &MainWindow::dupsFilterChanged);
+    connect(groupsCheck_, &QCheckBox::stateChanged, this, &MainWindow::groupsFilterChanged);
+    connect(view_, qOverload<int, int>(&PackageTable::View::currentChanged), this,
+            &MainWindow::currentChanged);
+    connect(view_, &PackageTable::View::stateChanged, this,
+            qOverload<int>(&MainWindow::stateChanged));
+    connect(resizeButton, &QPushButton::clicked, this, &MainWindow::resize);
+    connect(refreshButton, &QPushButton::clicked, this, &MainWindow::refresh);
+    connect(describeButton_, &QPushButton::clicked, view_, &PackageTable::View::describe);
+    connect(selectedButton, &QPushButton::clicked, this, &MainWindow::setSelected);
+    connect(listedButton, &QPushButton::clicked, this, &MainWindow::setUpdateListed);
+    connect(clearButton, &QPushButton::clicked, this, &MainWindow::clearActions);
+    connect(applyButton_, &QPushButton::clicked, this, &MainWindow::apply);
+}
 
 QSize MainWindow::sizeHint() const
 {
     QSize size = QMainWindow::sizeHint();
     size.setWidth(qMax(size.width(), 768));
     return size;
+}
+
+void MainWindow::setVisible(bool visible)
+{
+    QMainWindow::setVisible(visible);
+    // The first showing starts the engine; start-up shows the window once only.
+    if (visible)
+        QTimer::singleShot(0, this, &MainWindow::initialize);
+}
+
+void MainWindow::setReady(bool ready)
+{
+    // Ready: the window may call into the interpreter again (cache states below).
+    Python::PyGILStateWrapper lock(ready && Py_IsInitialized());
+    programMenu_->setEnabled(ready);
+    quit_->setEnabled(ready);
+    repositoriesMenu_->setEnabled(ready);
+    editConfiguration_->setEnabled(ready);
+    cacheMenu_->setEnabled(ready);
+    cleanHeaders_->setEnabled(ready);
+    cleanPackages_->setEnabled(ready);
+    cleanXmlMetadata_->setEnabled(ready);
+    cleanPickled_->setEnabled(ready && yumIO_->hasPickledCache());
+    cleanSqlite_->setEnabled(ready && yumIO_->hasSqliteCache());
+    cleanAll_->setEnabled(ready);
+    mainArea_->setEnabled(ready);
+    if (ready)
+        QApplication::restoreOverrideCursor();
+    else
+        QApplication::setOverrideCursor(QCursor(Qt::BusyCursor));
+    QEventLoop loop;
+    loop.processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void MainWindow::initialize()
+{
+    if (!yumIO_)
+        return;
+    if (!yumConfIO_) {
+        yumConfIO_ = new YumConfIO(yumRepoEnabled, repoUse, this);
+        connect(yumConfIO_, &YumConfIO::changed, this, &MainWindow::yumConfIOChanged);
+        model_->setYumConfIO(yumConfIO_);
+    }
+    if (openLogAtStart)
+        displayLog();
+    if (!yumIO_->initialize()) {
+        quit();
+        return;
+    }
+    bool clearEngine = false;
+    if (!checkCredentials(clearEngine)) {
+        quit();
+        return;
+    }
+    if (clearEngine)
+        yumIO_->clear();
+    yumIO_->collect(repoUse);
+    model_->reset();
+    mainArea_->show();
+    view_->resizeColumnsToContents();
+    filtersearch();
+    setReady(true);
+    initialized_ = true;
+}
+
+bool MainWindow::checkCredentials(bool& clearEngine)
+{
+    const RepoAuth::Checker checker(this, *yumConfIO_);
+    clearEngine = checker.wrote();
+    return !checker.quit();
+}
+
+void MainWindow::collectAgain()
+{
+    yumIO_->clear();
+    yumIO_->collect(repoUse);
+    model_->reset();
+}
+
+void MainWindow::refresh()
+{
+    setReady(false);
+    collectAgain();
+    setReady(true);
+}
+
+void MainWindow::reposChanged()
+{
+    setReady(false);
+    bool clearEngine = false;
+    if (!checkCredentials(clearEngine)) {
+        quit();
+        return;
+    }
+    collectAgain();
+    if (mainArea_->isHidden()) {
+        mainArea_->show();
+        view_->resizeColumnsToContents();
+    }
+    setReady(true);
+}
+
+void MainWindow::apply()
+{
+    setReady(false);
+    if (yumIO_->apply()) {
+        bool clearEngine = false;
+        if (!checkCredentials(clearEngine)) {
+            quit();
+            return;
+        }
+        collectAgain();
+    }
+    warnUnlistedActions();
+    stateChanged(-1);
+    setReady(true);
+}
+
+void MainWindow::clean(bool (YumIO::*operation)(), bool collect)
+{
+    setReady(false);
+    (yumIO_->*operation)();
+    if (collect)
+        collectAgain();
+    setReady(true);
+}
+
+void MainWindow::cleanHeaders()
+{
+    clean(&YumIO::cleanHeaders, true);
+}
+
+void MainWindow::cleanPackages()
+{
+    // Downloaded packages are no part of the catalogue.
+    clean(&YumIO::cleanPackages, false);
+}
+
+void MainWindow::cleanXmlMetadata()
+{
+    clean(&YumIO::cleanXmlMetadata, true);
+}
+
+void MainWindow::cleanPickledCache()
+{
+    clean(&YumIO::cleanPickledCache, true);
+}
+
+void MainWindow::cleanSqliteCache()
+{
+    clean(&YumIO::cleanSqliteCache, true);
+}
+
+void MainWindow::cleanAll()
+{
+    clean(&YumIO::cleanAll, true);
+}
+
+void MainWindow::yumConfIOChanged()
+{
+    const QString dir = yumConfIO_->cachedir();
+    cleanHeaders_->setToolTip(tr("Clean RPM package headers cached locally in %1").arg(dir));
+    cleanPackages_->setToolTip(
+        tr("Clean RPM packages cached locally in %1\n(useful for recovering disk space)").arg(dir));
+    cleanXmlMetadata_->setToolTip(tr("Clean XML metadata cached locally in %1\n(useful along with "
+                                     "Clean Pickled Data for\n forcing download of new available "
+                                     "package lists)")
+                                      .arg(dir));
+    cleanPickled_->setToolTip(tr("Clean pickled data cached locally in %1\n(useful along with "
+                                 "Clean XML Metadata for\n forcing download of new available "
+                                 "package lists)")
+                                  .arg(dir));
+    cleanSqlite_->setToolTip(tr("Clean sqlite data cached locally in %1\n(useful along with Clean "
+                                "XML Metadata for\n forcing download of new available package "
+                                "lists)")
+                                 .arg(dir));
+    cleanAll_->setToolTip(tr("Clean all data cached locally in %1").arg(dir));
+}
+
+bool MainWindow::searching() const
+{
+    return modeCombo_->currentIndex() == PackageTable::Search;
+}
+
+void MainWindow::prepareFilterSearch()
+{
+    const QString text = regexpEdit_->text();
+    if (!searching() || text.isEmpty() || text == QLatin1String(".*"))
+        return;
+    // Options choose the mode before the engine has started; the first collection
+    // filters again.
+    if (!yumIO_ || !yumIO_->scriptObject())
+        return;
+    proxy_->setFilter(false);
+    yumIO_->collectFileLists();
+    yumIO_->collectOtherData();
+    proxy_->setFilter(true);
+}
+
+void MainWindow::filtersearch()
+{
+    const bool search = searching();
+    if (search)
+        setReady(false);
+    prepareFilterSearch();
+    proxy_->setFilterRegExp(regexpEdit_->text());
+    if (search)
+        setReady(true);
+    warnUnlistedActions();
+}
+
+void MainWindow::modeChanged(int index)
+{
+    if (index == PackageTable::Search) {
+        setReady(false);
+        filterButton_->setText(tr("Search"));
+        regexpEdit_->setToolTip(tr("Regular expression to compare to all fields of a package"));
+        filterButton_->setToolTip(tr("Perform the search for the regular expression specified "
+                                     "to the left"));
+    } else {
+        filterButton_->setText(tr("Filter"));
+        regexpEdit_->setToolTip(tr("Regular expression filter matching textual fields visible "
+                                   "in the table"));
+        filterButton_->setToolTip(tr("Apply the filter specified to the left"));
+    }
+    prepareFilterSearch();
+    proxy_->setMode(PackageTable::Mode(index));
+    if (index == PackageTable::Search && initialized_)
+        setReady(true);
+    warnUnlistedActions();
+}
+
+void MainWindow::collectedExtraData()
+{
+    const QString tip = tr("Specify the method for using a regular expression to select packages "
+                           "in the table:\n\tFilter uses the textual fields visible in the table, "
+                           "as if they were separated by spaces.\n\tSearch uses all fields in "
+                           "packages, including list of Files, Change Log, Requires, etc.,\n\t"
+                           "independently.  It is considerably slower.");
+    if (!yumIO_->fileListsLoaded() || !yumIO_->otherDataLoaded())
+        modeCombo_->setToolTip(tr("%1 (Must load extra data.)").arg(tip));
+    else
+        modeCombo_->setToolTip(tip);
+}
+
+void MainWindow::stateFilterChanged(int stateFilter)
+{
+    const bool search = searching();
+    if (search)
+        setReady(false);
+    proxy_->setStateFilter(PackageTable::StateFilter(stateFilter));
+    if (search && initialized_)
+        setReady(true);
+    warnUnlistedActions();
+}
+
+void MainWindow::dupsFilterChanged(int checked)
+{
+    const bool search = searching();
+    if (search)
+        setReady(false);
+    proxy_->setDupsFilter(checked != Qt::Unchecked);
+    if (search && initialized_)
+        setReady(true);
+    warnUnlistedActions();
+}
+
+void MainWindow::groupsFilterChanged(int checked)
+{
+    const bool search = searching();
+    if (search)
+        setReady(false);
+    proxy_->setGroupsFilter(checked != Qt::Unchecked);
+    if (search && initialized_)
+        setReady(true);
+    warnUnlistedActions();
+}
+
+void MainWindow::setSelected()
+{
+    model_->setSelected(view_->selectedRows());
+    stateChanged(-1);
+}
+
+void MainWindow::setUpdateListed()
+{
+    proxy_->setUpdateListed();
+    stateChanged(-1);
+}
+
+void MainWindow::clearActions()
+{
+    model_->clearActions();
+    warnUnlistedActions();
+    stateChanged(-1);
+}
+
+void MainWindow::stateChanged(int row)
+{
+    if (!yumIO_)
+        return;
+    bool any = false;
+    if (row != -1) {
+        const Package::Entry* entry = model_->entry(row);
+        any = entry && entry->action != Package::None;
+    }
+    for (int r = 0, rows = yumIO_->count(); !any && r < rows; ++r)
+        any = (*yumIO_)[r]->action != Package::None;
+    applyButton_->setEnabled(any);
+}
+
+void MainWindow::stateChanged()
+{
+    stateChanged(-1);
+}
+
+void MainWindow::currentChanged(int currentRow, int previousRow)
+{
+    Q_UNUSED(previousRow);
+    describeButton_->setEnabled(currentRow != -1);
+}
+
+void MainWindow::warnConfigure()
+{
+    // The label keeps the room of its warning, so that the row does not move.
+    unlistedLabel_->setText(tr("Unlisted Actions"));
+    unlistedLabel_->setFixedSize(unlistedLabel_->sizeHint());
+    unlistedLabel_->setText(QString());
+}
+
+void MainWindow::warnUnlistedActions()
+{
+    const int rows = yumIO_ ? yumIO_->count() : 0;
+    for (int row = 0; row < rows; ++row) {
+        if ((*yumIO_)[row]->action == Package::None)
+            continue;
+        if (!proxy_->mapFromSource(model_->index(row, 0)).isValid()) {
+            unlistedLabel_->setText(tr("Unlisted Actions"));
+            unlistedLabel_->setToolTip(
+                tr("Some packages have actions specified, but because of the current\nMode, "
+                   "Filter, Search, State, Duplicates, and Groups settings,\nthese packages are "
+                   "not listed currently.\nPressing Apply will cause these actions to occur "
+                   "nonetheless."));
+            return;
+        }
+    }
+    unlistedLabel_->setText(QString());
+    unlistedLabel_->setToolTip(QString());
+}
+
+void MainWindow::resize()
+{
+    view_->resizeColumnsToContents();
+}
+
+void MainWindow::displayLog()
+{
+    if (!logWindow_)
+        logWindow_ = new Log::Window(yumIO_->logList(), this);
+    logWindow_->show();
+    logWindow_->raise();
+}
+
+void MainWindow::editRepositories(bool forceReposChanged)
+{
+    Q_UNUSED(forceReposChanged);
+}
+
+void MainWindow::editRepositories()
+{
+    editRepositories(false);
+}
+
+void MainWindow::quit()
+{
+    if (!yumIO_)
+        return;
+    yumIO_->clearEntriesBeforeQuit();
+    model_->detachEngine();
+    if (logWindow_ && logWindow_->isVisible())
+        logWindow_->hide();
+    close();
+    delete yumIO_;
+    yumIO_ = nullptr;
+}
+
+void MainWindow::manualHtml()
+{
+    Execute::execute(this, QStringList{Share::absolute(QStringLiteral("webbrowser")),
+                                       QStringLiteral("%1/html/index.html")
+                                           .arg(Share::documentation())});
+}
+
+void MainWindow::manualPdf()
+{
+    Execute::execute(this, QStringList{Share::absolute(QStringLiteral("mimeviewer")),
+                                       QStringLiteral("application/pdf"),
+                                       QStringLiteral("%1/manual.pdf").arg(Share::documentation())});
+}
+
+void MainWindow::about()
+{
+    QMessageBox::about(
+        this, tr("About"),
+        tr("<h3>Orvo %1</h3><hr><p>Orvo, Orvonet, is a graphical user interface which allows a "
+           "user to make modifications to the installed rpm packages on a system.</p>"
+           "<p>Capabilities:<p><ul><li>Install new packages or update existing packages by "
+           "downloading them from a yum package repository</li><li>Remove existing packages."
+           "</li><li>Configure sets of repositories from which to obtain new and updated "
+           "packages.</li><li>Examine installed packages or packages available for installation "
+           "or update</li><li>Install, update, or remove groups of packages</li><li>Install or "
+           "update suites of packages</li></ul><p>For more information see "
+           "<a href=\"https://orvonet.org/orvo\">https://orvonet.org/orvo</a></p>")
+            .arg(QStringLiteral("1.11.11")));
 }
 
 void MainWindow::setMode(PackageTable::Mode mode)

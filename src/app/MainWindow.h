@@ -4,14 +4,37 @@
 #include "repo/YumRepoEnabled.h"
 
 #include <QHash>
+#include <QIcon>
 #include <QList>
 #include <QMainWindow>
 
+class HFrameLabel;
+class HMenu;
+class HProgressBar;
+class QAction;
 class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QPushButton;
+class YumConfIO;
+class YumIO;
 
+namespace Log {
+class Window;
+}
+namespace PackageTable {
+class Model;
+class SortFilterProxyModel;
+class View;
+}
+namespace RepoEditor {
+class Dialog;
+}
+
+// The program's only main window: owns the engine, the package table, the filter
+// controls, the buttons, the progress bars and the menus.  Every command that makes the
+// engine work makes the window not ready, runs the operation, resets the table and makes
+// the window ready again.
 class MainWindow final : public QMainWindow
 {
     Q_OBJECT
@@ -22,6 +45,7 @@ public:
     ~MainWindow() override;
 
     QSize sizeHint() const override;
+    void setVisible(bool visible) override;
 
     void setMode(PackageTable::Mode mode);
     void setRegexp(const char* regexp);
@@ -41,11 +65,105 @@ public:
     QList<YumRepoEnabled> yumRepoEnabled;
     QHash<QString, bool> repoUse;
 
+    // What the window is made of, for those who drive it without a pointer.
+    YumIO* yumIO() const { return yumIO_; }
+    YumConfIO* yumConfIO() const { return yumConfIO_; }
+    PackageTable::Model* model() const { return model_; }
+    PackageTable::SortFilterProxyModel* proxy() const { return proxy_; }
+    PackageTable::View* view() const { return view_; }
+    QWidget* mainArea() const { return mainArea_; }
+    QPushButton* applyButton() const { return applyButton_; }
+    QPushButton* describeButton() const { return describeButton_; }
+    HFrameLabel* unlistedLabel() const { return unlistedLabel_; }
+    QComboBox* modeCombo() const { return modeCombo_; }
+    QAction* cleanPickledAction() const { return cleanPickled_; }
+    QAction* cleanSqliteAction() const { return cleanSqlite_; }
+    Log::Window* logWindow() const { return logWindow_; }
+    RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
+    bool initialized() const { return initialized_; }
+
+public Q_SLOTS:
+    void resize();
+    void refresh();
+    void reposChanged();
+    void initialize();
+    void yumConfIOChanged();
+    void quit();
+    void displayLog();
+    void editRepositories(bool forceReposChanged);
+    void editRepositories();
+    void cleanHeaders();
+    void cleanPackages();
+    void cleanXmlMetadata();
+    void cleanPickledCache();
+    void cleanSqliteCache();
+    void cleanAll();
+    void manualHtml();
+    void manualPdf();
+    void about();
+    void filtersearch();
+    void currentChanged(int currentRow, int previousRow);
+    void stateChanged(int row);
+    void stateChanged();
+    void modeChanged(int index);
+    void collectedExtraData();
+    void stateFilterChanged(int stateFilter);
+    void dupsFilterChanged(int checked);
+    void groupsFilterChanged(int checked);
+    void setSelected();
+    void setUpdateListed();
+    void clearActions();
+    void apply();
+
 private:
-    QComboBox* modeCombo_;
-    QLineEdit* regexpEdit_;
-    QPushButton* filterButton_;
-    QComboBox* stateCombo_;
-    QCheckBox* dupsCheck_;
-    QCheckBox* groupsCheck_;
+    void createMenus();
+    void createMainArea();
+    void setReady(bool ready);
+    bool searching() const;
+    void prepareFilterSearch();
+    void warnConfigure();
+    void warnUnlistedActions();
+    // The credentials check; false when the user chose to quit.
+    bool checkCredentials(bool& clearEngine);
+    void collectAgain();
+    void clean(bool (YumIO::*operation)(), bool collect);
+
+    QIcon updateIcon_;
+    QIcon emptyIcon_;
+    QIcon checkIcon_;
+
+    YumIO* yumIO_;
+    YumConfIO* yumConfIO_ = nullptr;
+    bool initialized_ = false;
+
+    HMenu* programMenu_ = nullptr;
+    HMenu* repositoriesMenu_ = nullptr;
+    HMenu* cacheMenu_ = nullptr;
+    QAction* quit_ = nullptr;
+    QAction* editConfiguration_ = nullptr;
+    QAction* cleanHeaders_ = nullptr;
+    QAction* cleanPackages_ = nullptr;
+    QAction* cleanXmlMetadata_ = nullptr;
+    QAction* cleanPickled_ = nullptr;
+    QAction* cleanSqlite_ = nullptr;
+    QAction* cleanAll_ = nullptr;
+
+    QWidget* mainArea_ = nullptr;
+    QComboBox* modeCombo_ = nullptr;
+    QLineEdit* regexpEdit_ = nullptr;
+    QPushButton* filterButton_ = nullptr;
+    QComboBox* stateCombo_ = nullptr;
+    QCheckBox* dupsCheck_ = nullptr;
+    QCheckBox* groupsCheck_ = nullptr;
+    PackageTable::Model* model_ = nullptr;
+    PackageTable::SortFilterProxyModel* proxy_ = nullptr;
+    PackageTable::View* view_ = nullptr;
+    QPushButton* describeButton_ = nullptr;
+    QPushButton* applyButton_ = nullptr;
+    HFrameLabel* unlistedLabel_ = nullptr;
+    HProgressBar* firstBar_ = nullptr;
+    HProgressBar* secondBar_ = nullptr;
+
+    RepoEditor::Dialog* repoEditor_ = nullptr;
+    Log::Window* logWindow_ = nullptr;
 };

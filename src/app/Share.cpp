@@ -15,3 +15,10 @@ QString Share::absolute(const QString& relative)
 {
     return QStringLiteral("%1/%2").arg(directory(), relative);
 }
+
+QString Share::documentation()
+{
+    const char* value = std::getenv("ORVODOC");
+    return value && *value ? QString::fromLocal8Bit(value)
+                           : QStringLiteral("/usr/share/doc/orvo-1.11.11");
+}

@@ -10,4 +10,6 @@ public:
     // /usr/share/orvo) and the relative name.
     static QString absolute(const QString& relative);
     static QString directory();
+    // The manuals: $ORVODOC when set, else /usr/share/doc/orvo-1.11.11.
+    static QString documentation();
 };

@@ -43,7 +43,7 @@ Model::~Model() = default;
 
 int Model::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : yumIO_->count();
+    return parent.isValid() || !yumIO_ ? 0 : yumIO_->count();
 }
 
 int Model::columnCount(const QModelIndex& parent) const
@@ -53,14 +53,14 @@ int Model::columnCount(const QModelIndex& parent) const
 
 Package::Entry* Model::entry(int row) const
 {
-    if (row < 0 || row >= yumIO_->count())
+    if (!yumIO_ || row < 0 || row >= yumIO_->count())
         return nullptr;
     return (*yumIO_)[row];
 }
 
 bool Model::validRow(const QModelIndex& index) const
 {
-    return index.isValid() && index.row() < yumIO_->count();
+    return yumIO_ && index.isValid() && index.row() < yumIO_->count();
 }
 
 Package::State Model::getState(int row) const
@@ -327,7 +327,7 @@ void Model::setSelected(const QModelIndexList& indices)
 
 void Model::clearActions()
 {
-    const int rows = yumIO_->count();
+    const int rows = rowCount();
     for (int row = 0; row < rows; ++row) {
         Package::Entry* e = (*yumIO_)[row];
         if (e && e->action != Package::None)
@@ -353,6 +353,18 @@ void Model::browse(const QModelIndex& index, QWidget* parent)
 void Model::reset()
 {
     beginResetModel();
+    ++generation_;
+    endResetModel();
+}
+
+} // namespace PackageTable
+
+namespace PackageTable {
+
+void Model::detachEngine()
+{
+    beginResetModel();
+    yumIO_ = nullptr;
     ++generation_;
     endResetModel();
 }

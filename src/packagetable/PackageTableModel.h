@@ -61,6 +61,8 @@ public:
     void browse(const QModelIndex& index, QWidget* parent);
     void setEnabled(bool enabled) { enabled_ = enabled; }
     void reset();
+    // The engine is about to go: the table becomes empty and reads it no more.
+    void detachEngine();
 
     // The display text of a column, as data() gives it.
     static QString displayText(const Package::Entry& entry, int column);

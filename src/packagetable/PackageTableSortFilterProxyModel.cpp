@@ -344,7 +344,7 @@ const std::vector<int>* SortFilterProxyModel::sortKeys(int column) const
 {
     if (!model_)
         return nullptr;
-    const int rows = yumIO_ ? yumIO_->count() : model_->rowCount();
+    const int rows = model_->rowCount();
     std::vector<int>& keys = sortKeys_[column];
     if (sortKeysGeneration_ == model_->catalogueGeneration() && keys.size() == size_t(rows))
         return &keys;

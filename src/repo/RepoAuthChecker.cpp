@@ -74,7 +74,7 @@ void Checker::check(QWidget* parent, YumConfIO& yumConfIO)
     if (dialog_)
         dialog_->hide();
     if (changed)
-        yumConfIO.write(parent);
+        wrote_ = yumConfIO.write(parent);
 }
 
 } // namespace RepoAuth

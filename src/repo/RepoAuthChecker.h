@@ -32,12 +32,15 @@ public:
 
     // The user chose Quit.
     bool quit() const { return quit_; }
+    // Credentials were written: a package manager that read the old files must read anew.
+    bool wrote() const { return wrote_; }
 
 private:
     void check(QWidget* parent, YumConfIO& yumConfIO);
 
     std::unique_ptr<Dialog> dialog_;
     bool quit_ = false;
+    bool wrote_ = false;
 };
 
 } // namespace RepoAuth

@@ -279,6 +279,15 @@ public:
     Log::Kind stderrKind = Log::Error;
     unsigned int stderrLevel = 0;
 
+    // -- cache cleaning: on the graphical thread; true when the package manager succeeded
+    bool cleanHeaders();
+    bool cleanPackages();
+    bool cleanXmlMetadata();
+    bool cleanPickledCache();
+    bool cleanSqliteCache();
+    bool cleanAll();
+    // -- end of cache cleaning
+
     // -- worker threads
     // Starters: graphical thread only, one at a time; each returns when its worker is done.
     bool collect(const QHash<QString, bool>& requests);
@@ -310,6 +319,8 @@ public Q_SLOTS:
     // -- end of worker threads
 
 private:
+    bool cleanOne(const QString& heading, const char* method);
+    long cleanCall(const char* method);
     PyObject* writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest);
     PyObject* logCallback(PyObject* args, Log::Kind kind);
     static PyObject* noneResult();
