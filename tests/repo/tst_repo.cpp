@@ -539,6 +539,7 @@ private Q_SLOTS:
         QTest::newRow("every special") << "$&+,/:;=?@ \"<>#%{}|\\^~[]"
                                        << "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d";
         QTest::newRow("kept") << "plain-Name_1.x*!'()" << "plain-Name_1.x*!'()";
+        QTest::newRow("control characters") << "a\tb\nc\r\x7f" << "a%09b%0ac%0d%7f";
     }
 
     void larderEncoding()
