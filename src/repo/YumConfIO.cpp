@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -174,14 +173,17 @@ QString YumConfIO::root()
 
 QString YumConfIO::inRoot(const QString& path)
 {
-    QString base = root();
-    if (base == QLatin1String("/"))
-        return path;
-    while (base.size() > 1 && base.endsWith(QLatin1Char('/')))
-        base.chop(1);
-    if (path.startsWith(QLatin1Char('/')))
-        return base + path;
-    return base + QLatin1Char('/') + path;
+    // ".." stops at the root, as it does in resolve().
+    QStringList parts;
+    for (const QString& part : path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String("..")) {
+            if (!parts.isEmpty())
+                parts.removeLast();
+        } else if (part != QLatin1String("."))
+            parts.append(part);
+    }
+    const QString base = root();
+    return (base == QLatin1String("/") ? QString() : base) + QLatin1Char('/') + parts.join(QLatin1Char('/'));
 }
 
 bool YumConfIO::resolve(const QString& path, QByteArray& resolved)
@@ -259,8 +261,8 @@ bool YumConfIO::read(QWidget* parent)
     mainText_.clear();
     repos_.clear();
     pushedBack_.clear();
-
-    readIds_.clear();
+    // A file reached twice (through a link) is read once.
+    QSet<QPair<quint64, quint64>> readIds;
 
     const QString mainPath = inRoot(fileName());
     QByteArray mainTarget;
@@ -276,15 +278,15 @@ bool YumConfIO::read(QWidget* parent)
         Input input(mainFd, mainPath);
         struct stat st;
         if (::fstat(mainFd, &st) == 0)
-            readIds_.insert(fileId(st));
+            readIds.insert(fileId(st));
         if (!readConfFile(input))
             return false;
     }
 
-    const bool read = forEachRepoFile([this](const RepoFile& repoFile) {
-        if (readIds_.contains(fileId(repoFile.st)))
+    const bool read = forEachRepoFile([this, &readIds](const RepoFile& repoFile) {
+        if (readIds.contains(fileId(repoFile.st)))
             return true;
-        readIds_.insert(fileId(repoFile.st));
+        readIds.insert(fileId(repoFile.st));
         const int fd = ::open(repoFile.target.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
         if (fd < 0) {
             error(tr("Unable to read repository configuration file %1").arg(repoFile.shown), errno);

@@ -114,6 +114,4 @@ private:
     // Files replaced by the write in hand, as device and inode, so that a file reached
     // through another directory name is known as written.
     QSet<QPair<quint64, quint64>> writtenIds_;
-    // Files read by the read in hand: a file reached twice (through a link) is read once.
-    QSet<QPair<quint64, quint64>> readIds_;
 };
