@@ -504,11 +504,12 @@ bool YumConfIO::write(QWidget* parent)
     if (!checkErrors())
         return false;
     cleanupWrite(repos_);
+    const QString mainFile = fileName();
+    sameFileSameName(mainFile);
 
     QList<Repo::Entry> sorted = repos_;
     std::stable_sort(sorted.begin(), sorted.end(), filePositionLessThan);
 
-    const QString mainFile = fileName();
     QSet<QString> written;
     writtenIds_.clear();
     QString current;
@@ -594,6 +595,21 @@ void YumConfIO::cleanupWrite(QList<Repo::Entry>& list) const
         // Two spellings of one path must not become two writes of one file.
         entry.file = cleanPath(entry.file);
     }
+}
+
+void YumConfIO::sameFileSameName(const QString& mainFile)
+{
+    QHash<QPair<quint64, quint64>, QString> names;
+    const auto nameOf = [&names](const QString& file) {
+        QByteArray target;
+        struct stat st;
+        if (!resolve(file, target) || ::stat(target.constData(), &st) != 0)
+            return file;
+        return *names.insert(fileId(st), names.value(fileId(st), file));
+    };
+    nameOf(mainFile);
+    for (Repo::Entry& entry : repos_)
+        entry.file = nameOf(entry.file);
 }
 
 bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)

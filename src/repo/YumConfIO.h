@@ -89,6 +89,9 @@ private:
 
     bool checkErrors();
     void cleanupWrite(QList<Repo::Entry>& list) const;
+    // Entries of one file reached under two names (through a link) get one name, the
+    // main file's first, so that the file is written once with all of them.
+    void sameFileSameName(const QString& mainFile);
     static bool filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b);
     static void writeRepo(QByteArray& file, const Repo::Entry& entry);
     bool commitFile(const QString& fileName, const QByteArray& text);

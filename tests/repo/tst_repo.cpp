@@ -424,7 +424,7 @@ private Q_SLOTS:
     void configurationTrees_data()
     {
         QTest::addColumn<QStringList>("tree");
-        QTest::addColumn<QStringList>("remove"); // ids the editor removes before writing
+        QTest::addColumn<QStringList>("edits");  // before writing: "-id" removes, "id>file" moves
         QTest::addColumn<QString>("repos");      // id@file as read, "" when the read fails
         QTest::addColumn<QStringList>("after");
 
@@ -433,12 +433,12 @@ private Q_SLOTS:
             << QStringList{"root/etc/yum.conf|[main]\nreposdir=/../outside\n", "outside/o.repo|# out\n[o]\n",
                            "outside/gone.repo|[gone]\n", "root/outside/in.repo|# in\n[in]\n",
                            "root/outside/x.repo|[x]\n"}
-            << QStringList{"x"} << "in@/../outside/in.repo x@/../outside/x.repo"
+            << QStringList{"-x"} << "in@/../outside/in.repo x@/../outside/x.repo"
             << QStringList{"root/outside/in.repo|[in]\n", "root/outside/x.repo!"};
         QTest::newRow("repository directory linked to the host")
             << QStringList{main, "root/etc/yum.repos.d->@BASE@/outside", "outside/o.repo|# out\n[o]\n",
                            "root@BASE@/outside/in.repo|[in]\n"}
-            << QStringList{"in"} << "in@/etc/yum.repos.d/in.repo"
+            << QStringList{"-in"} << "in@/etc/yum.repos.d/in.repo"
             << QStringList{"root@BASE@/outside/in.repo!", "root/etc/yum.repos.d->@BASE@/outside"};
         QTest::newRow("repository file linked to the host")
             << QStringList{main, "outside/o.repo|# out\n[o]\n", "root/etc/yum.repos.d/o.repo->@BASE@/outside/o.repo",
@@ -453,6 +453,12 @@ private Q_SLOTS:
             << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf"}
             << QStringList{} << "l@/etc/yum.conf"
             << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf"};
+        QTest::newRow("section moved to a link to the main file")
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
+                           "root/etc/yum.repos.d/b.repo|[b]\n"}
+            << QStringList{"b>/etc/yum.repos.d/a.repo"} << "l@/etc/yum.conf b@/etc/yum.repos.d/b.repo"
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n\n[b]\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
+                           "root/etc/yum.repos.d/b.repo!"};
         QTest::newRow("one file in two directories")
             << QStringList{"root/etc/yum.conf|[main]\nreposdir=/etc/yum.repos.d /etc/more\n",
                            "root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"}
@@ -478,7 +484,7 @@ private Q_SLOTS:
     void configurationTrees()
     {
         QFETCH(QStringList, tree);
-        QFETCH(QStringList, remove);
+        QFETCH(QStringList, edits);
         QFETCH(QString, repos);
         QFETCH(QStringList, after);
         QTemporaryDir base;
@@ -516,15 +522,26 @@ private Q_SLOTS:
             QCOMPARE(snapshot(at + "root"), before);
         } else {
             QVERIFY(conf.read(nullptr));
-            QStringList read;
-            for (const Repo::Entry& entry : conf.repos())
-                read << entry.id + "@" + entry.file;
-            QCOMPARE(read.join(' '), repos);
-            conf.repos().removeIf([&](const Repo::Entry& entry) { return remove.contains(entry.id); });
+            const auto files = [](const QList<Repo::Entry>& list) {
+                QStringList ids;
+                for (const Repo::Entry& entry : list)
+                    ids << entry.id + "@" + entry.file;
+                return ids.join(' ');
+            };
+            QCOMPARE(files(conf.repos()), repos);
+            conf.repos().removeIf([&](const Repo::Entry& entry) { return edits.contains("-" + entry.id); });
+            for (Repo::Entry& entry : conf.repos()) {
+                for (const QString& edit : edits) {
+                    if (edit.startsWith(entry.id + ">"))
+                        entry.file = edit.section('>', 1);
+                }
+            }
+            // Only a true duplicate is asked about.
+            const bool duplicates = !conf.getDuplicateId().isEmpty();
             QVERIFY(conf.write(nullptr));
             QCOMPARE(boxes.errors, QStringList());
-            const QList<Repo::Entry> written = conf.repos();
-            QCOMPARE(readAgain(), written);
+            QCOMPARE(boxes.questions.size(), duplicates ? 1 : 0);
+            QCOMPARE(files(readAgain()), files(conf.repos()));
         }
         QCOMPARE(snapshot(at + "outside"), outside);
         for (const QString& item : after) {
