@@ -535,7 +535,8 @@ void TestWidgets::textEditEditing()
     QCOMPARE(edit.toPlainText().size(), edit.realPlainText().size());
 }
 
-// Text composed in an input method is committed without key presses.
+// Text composed in an input method is committed without key presses; the clipboard
+// gets what is shown.
 void TestWidgets::inputMethodReachesRealText()
 {
     PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
@@ -555,6 +556,15 @@ void TestWidgets::inputMethodReachesRealText()
         QTest::keyClicks(field, QStringLiteral("et&path=repo/"));
         QCOMPARE(real(), larderUrl);
         QCOMPARE(shown(), masked(larderShown, field));
+
+        // Neither copying nor cutting puts the password on the clipboard.
+        QGuiApplication::clipboard()->clear();
+        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown());
+        QTest::keyClick(field, Qt::Key_X, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), masked(larderShown, field));
+        QCOMPARE(real(), QString());
     }
 }
 
