@@ -176,13 +176,42 @@ def _yumError(e):
 
 
 def _inRoot(root, path):
+    """Where a path of the managed system lies, resolved as inside a chroot at root
+    (as the configuration reader resolves it): ".." stops at the root and symbolic
+    links, absolute ones included, are followed inside it.  Parts that do not exist
+    are taken as they stand."""
     if root == "/":
         return path
-    return os.path.join(root, path.lstrip("/"))
+    todo = path.split("/")[::-1]
+    done = []
+    links = 0
+    missing = False
+    while todo:
+        part = todo.pop()
+        if part in ("", "."):
+            continue
+        if part == "..":
+            if done:
+                done.pop()
+            continue
+        done.append(part)
+        here = os.path.join(root, *done)
+        if missing or not os.path.islink(here):
+            missing = missing or not os.path.exists(here)
+            continue
+        links += 1
+        if links > 40:
+            break  # the caller's own use of the path reports the loop
+        target = os.readlink(here)
+        done.pop()
+        if target.startswith("/"):
+            done = []
+        todo.extend(target.split("/")[::-1])
+    return os.path.join(root, *done)
 
 
 def _rootDir():
-    return os.environ.get("ORVOROOT") or "/"
+    return os.path.abspath(os.environ.get("ORVOROOT") or "/")
 
 
 def _mainConfFile(root):

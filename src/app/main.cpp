@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 #include "app/DefaultStyle.h"
+#include "app/Environment.h"
 #include "app/Globals.h"
 #include "app/MainWindow.h"
 #include "app/Share.h"
@@ -11,6 +12,7 @@
 
 int main(int argc, char** argv)
 {
+    Environment::makePathsAbsolute();
     const DefaultStyle defaultStyle(argc, argv);
     auto* app = new QApplication(argc, argv);
     defaultStyle.set(*app, QStringLiteral("Fusion"));

@@ -60,7 +60,8 @@ bool rewriteShapes(QString& text, const Rewrite& rewrite)
 bool isEncoded(QChar c)
 {
     static const QString special = QStringLiteral("$&+,/:;=?@ \"<>#%{}|\\^~[]");
-    return special.contains(c);
+    // Control characters too: a pasted tab or line break would split the URL.
+    return c.unicode() < 0x20 || c.unicode() == 0x7f || special.contains(c);
 }
 
 int hexValue(QChar c)
@@ -79,8 +80,9 @@ int hexValue(QChar c)
 
 QRegularExpression Larder::oneUrlRegExp()
 {
+    // The lazy prefix stops at the first shape; a greedy one would capture the last.
     return QRegularExpression(QStringLiteral(
-        "^.*(?:/larder\\?[^&\\s]*=[^&\\s]*&[^&\\s]*=([^&\\s]*)&path=|"
+        "^.*?(?:/larder\\?[^&\\s]*=[^&\\s]*&[^&\\s]*=([^&\\s]*)&path=|"
         "/rhel/[^/\\s]*=[^/\\s]*/[^/\\s]*=([^/\\s]*)/).*$"));
 }
 

@@ -16,7 +16,7 @@ class Larder final
 {
 public:
     // Matches a whole line holding a URL with credentials; the capture groups are
-    // the password values of the two URL shapes.
+    // the password values of the two URL shapes, taken from the first shape of the line.
     static QRegularExpression oneUrlRegExp();
     // Finds every URL with credentials in a text of several URLs; the capture groups
     // are the password values.

@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -46,6 +45,32 @@ QByteArray encodeText(const QString& text)
 QString cleanPath(const QString& path)
 {
     return path.isEmpty() ? path : QDir::cleanPath(path);
+}
+
+// The package manager's reading of a boolean option: these four are off, anything
+// else is on.
+bool isOff(const QString& value)
+{
+    const QString word = value.trimmed().toLower();
+    return word == QLatin1String("0") || word == QLatin1String("no") || word == QLatin1String("false")
+        || word == QLatin1String("off");
+}
+
+// A line of white space alone is blank: it neither continues a value nor is one.
+bool isBlank(const QString& line)
+{
+    return line.trimmed().isEmpty();
+}
+
+QByteArray joinPath(const QByteArray& root, const QList<QByteArray>& parts)
+{
+    QByteArray path = root;
+    for (const QByteArray& part : parts) {
+        if (!path.endsWith('/'))
+            path += '/';
+        path += part;
+    }
+    return path;
 }
 
 struct DirCloser {
@@ -119,6 +144,15 @@ private:
     ssize_t pos_ = 0;
 };
 
+// A ".repo" file of a repository directory.
+struct YumConfIO::RepoFile {
+    QString file;       // the path of the managed system
+    QString shown;      // the path that messages show
+    QByteArray target;  // the file itself, every link followed inside the root
+    QByteArray entry;   // the directory entry, itself a link or not
+    struct stat st;     // of target
+};
+
 YumConfIO::YumConfIO(const QList<YumRepoEnabled>& requests, UseTable& sessionUse,
                      QObject* parent)
     : QObject(parent)
@@ -134,19 +168,72 @@ YumConfIO::~YumConfIO() = default;
 QString YumConfIO::root()
 {
     const QString value = qEnvironmentVariable("ORVOROOT");
-    return value.isEmpty() ? QStringLiteral("/") : value;
+    return value.isEmpty() ? QStringLiteral("/") : QDir::cleanPath(QDir::current().absoluteFilePath(value));
 }
 
 QString YumConfIO::inRoot(const QString& path)
 {
-    QString base = root();
-    if (base == QLatin1String("/"))
-        return path;
-    while (base.size() > 1 && base.endsWith(QLatin1Char('/')))
-        base.chop(1);
-    if (path.startsWith(QLatin1Char('/')))
-        return base + path;
-    return base + QLatin1Char('/') + path;
+    // ".." stops at the root, as it does in resolve().
+    QStringList parts;
+    for (const QString& part : path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String("..")) {
+            if (!parts.isEmpty())
+                parts.removeLast();
+        } else if (part != QLatin1String("."))
+            parts.append(part);
+    }
+    const QString base = root();
+    return (base == QLatin1String("/") ? QString() : base) + QLatin1Char('/') + parts.join(QLatin1Char('/'));
+}
+
+bool YumConfIO::resolve(const QString& path, QByteArray& resolved)
+{
+    const QByteArray base = encodedPath(root());
+    // Still to walk, the next part last; walked, below the root.
+    QList<QByteArray> todo = encodedPath(path).split('/');
+    std::reverse(todo.begin(), todo.end());
+    QList<QByteArray> done;
+    int links = 0;
+    bool missing = false;
+    while (!todo.isEmpty()) {
+        const QByteArray part = todo.takeLast();
+        if (part.isEmpty() || part == ".")
+            continue;
+        if (part == "..") {
+            if (!done.isEmpty())
+                done.removeLast();
+            continue;
+        }
+        done.append(part);
+        if (missing)
+            continue;
+        const QByteArray here = joinPath(base, done);
+        struct stat st;
+        if (::lstat(here.constData(), &st) != 0) {
+            // What follows is created or reported by the caller's own call.
+            missing = true;
+            continue;
+        }
+        if (!S_ISLNK(st.st_mode))
+            continue;
+        if (++links > 40) {
+            errno = ELOOP;
+            return false;
+        }
+        QByteArray target(PATH_MAX, '\0');
+        const ssize_t n = ::readlink(here.constData(), target.data(), size_t(target.size()));
+        if (n < 0)
+            return false;
+        target.truncate(n);
+        done.removeLast();
+        if (target.startsWith('/'))
+            done.clear();
+        QList<QByteArray> parts = target.split('/');
+        for (auto it = parts.crbegin(); it != parts.crend(); ++it)
+            todo.append(*it);
+    }
+    resolved = joinPath(base, done);
+    return true;
 }
 
 QString YumConfIO::fileName() const
@@ -154,8 +241,9 @@ QString YumConfIO::fileName() const
     static const char* const candidates[] = {"/etc/yum/yum.conf", "/etc/yum.conf",
                                              "/etc/dnf/dnf.conf"};
     for (const char* candidate : candidates) {
+        QByteArray path;
         struct stat st;
-        if (::stat(encodedPath(inRoot(QLatin1String(candidate))).constData(), &st) == 0)
+        if (resolve(QLatin1String(candidate), path) && ::stat(path.constData(), &st) == 0)
             return QLatin1String(candidate);
     }
     return QStringLiteral("/etc/yum.conf");
@@ -173,27 +261,39 @@ bool YumConfIO::read(QWidget* parent)
     mainText_.clear();
     repos_.clear();
     pushedBack_.clear();
+    // A file reached twice (through a link) is read once.
+    QSet<QPair<quint64, quint64>> readIds;
 
     const QString mainPath = inRoot(fileName());
-    const int mainFd = ::open(encodedPath(mainPath).constData(), O_RDONLY | O_CLOEXEC);
+    QByteArray mainTarget;
+    // O_NOFOLLOW: every link was followed inside the root already.
+    const int mainFd = resolve(fileName(), mainTarget)
+        ? ::open(mainTarget.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)
+        : -1;
     if (mainFd < 0) {
         error(tr("Unable to read yum configuration file %1").arg(mainPath), errno);
         return false;
     }
     {
         Input input(mainFd, mainPath);
+        struct stat st;
+        if (::fstat(mainFd, &st) == 0)
+            readIds.insert(fileId(st));
         if (!readConfFile(input))
             return false;
     }
 
-    const bool read = forEachRepoFile([this](const QString& file, const QString& path, const struct stat&) {
-        const int fd = ::open(encodedPath(path).constData(), O_RDONLY | O_CLOEXEC);
+    const bool read = forEachRepoFile([this, &readIds](const RepoFile& repoFile) {
+        if (readIds.contains(fileId(repoFile.st)))
+            return true;
+        readIds.insert(fileId(repoFile.st));
+        const int fd = ::open(repoFile.target.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
         if (fd < 0) {
-            error(tr("Unable to read repository configuration file %1").arg(path), errno);
+            error(tr("Unable to read repository configuration file %1").arg(repoFile.shown), errno);
             return false;
         }
-        Input input(fd, path);
-        return readRepoFile(input, file);
+        Input input(fd, repoFile.shown);
+        return readRepoFile(input, repoFile.file);
     });
     if (!read)
         return false;
@@ -226,9 +326,9 @@ bool YumConfIO::readConfFile(Input& file)
             static const QRegularExpression blanks(QStringLiteral("\\s+"));
             reposdirs_ = value.split(blanks, Qt::SkipEmptyParts);
         } else if (isOption(line, QStringLiteral("enabled"), value)) {
-            mainEnabled_ = value != QLatin1String("0");
+            mainEnabled_ = !isOff(value);
         } else if (isOption(line, QStringLiteral("gpgcheck"), value)) {
-            mainGpgcheck_ = value != QLatin1String("0");
+            mainGpgcheck_ = !isOff(value);
         }
         mainText_ += line + QLatin1Char('\n');
     }
@@ -240,6 +340,7 @@ bool YumConfIO::readRepoFile(Input& file, const QString& fileName)
     Repo::Entry entry;
     bool inSection = false;
     bool newId = false;
+    double position = 0;
     QString line;
     QString value;
     for (;;) {
@@ -257,15 +358,16 @@ bool YumConfIO::readRepoFile(Input& file, const QString& fileName)
                 pushedBack_.clear();
                 return false;
             }
-            double position = 0;
-            if (inSection) {
-                position = entry.sortPosition;
+            if (inSection)
                 finishEntry(entry, newId);
-            }
+            inSection = false;
+            if (line == QLatin1String("[main]"))
+                continue;
             entry = Repo::Entry();
             entry.id = line.mid(1, line.size() - 2);
             entry.file = fileName;
-            entry.sortPosition = position + 1;
+            position += 1;
+            entry.sortPosition = position;
             newId = !used_.contains(entry.id);
             if (newId)
                 used_.insert(entry.id, mainEnabled_);
@@ -281,13 +383,13 @@ bool YumConfIO::readRepoFile(Input& file, const QString& fileName)
         } else if (isOption(line, QStringLiteral("mirrorlist"), value)) {
             entry.mirrorlist = value;
         } else if (isOption(line, QStringLiteral("enabled"), value)) {
-            const bool on = value != QLatin1String("0");
+            const bool on = !isOff(value);
             entry.enabled = on ? Repo::Yes : Repo::No;
             if (newId)
                 used_[entry.id] = on;
         } else if (isOption(line, QStringLiteral("gpgcheck"), value)) {
-            entry.gpgcheck = value != QLatin1String("0") ? Repo::Yes : Repo::No;
-        } else if (!line.isEmpty()) {
+            entry.gpgcheck = isOff(value) ? Repo::No : Repo::Yes;
+        } else if (!isBlank(line)) {
             entry.otherOptions += line + QLatin1Char('\n');
         }
     }
@@ -308,7 +410,7 @@ void YumConfIO::finishEntry(Repo::Entry& entry, bool newId)
 YumConfIO::LineResult YumConfIO::readLogicalLine(Input& file, QString& line)
 {
     LineResult result = readLine(file, line);
-    if (result != LineResult::Line || line.isEmpty())
+    if (result != LineResult::Line || isBlank(line))
         return result;
     QString next;
     for (;;) {
@@ -317,7 +419,7 @@ YumConfIO::LineResult YumConfIO::readLogicalLine(Input& file, QString& line)
             return result;
         if (result == LineResult::End)
             break;
-        if (next.startsWith(QLatin1Char(' ')) || next.startsWith(QLatin1Char('\t'))) {
+        if ((next.startsWith(QLatin1Char(' ')) || next.startsWith(QLatin1Char('\t'))) && !isBlank(next)) {
             line += QLatin1Char('\n') + next;
         } else {
             unreadLine(next);
@@ -402,11 +504,12 @@ bool YumConfIO::write(QWidget* parent)
     if (!checkErrors())
         return false;
     cleanupWrite(repos_);
+    const QString mainFile = fileName();
+    sameFileSameName(mainFile);
 
     QList<Repo::Entry> sorted = repos_;
     std::stable_sort(sorted.begin(), sorted.end(), filePositionLessThan);
 
-    const QString mainFile = fileName();
     QSet<QString> written;
     writtenIds_.clear();
     QString current;
@@ -494,6 +597,21 @@ void YumConfIO::cleanupWrite(QList<Repo::Entry>& list) const
     }
 }
 
+void YumConfIO::sameFileSameName(const QString& mainFile)
+{
+    QHash<QPair<quint64, quint64>, QString> names;
+    const auto nameOf = [&names](const QString& file) {
+        QByteArray target;
+        struct stat st;
+        if (!resolve(file, target) || ::stat(target.constData(), &st) != 0)
+            return file;
+        return *names.insert(fileId(st), names.value(fileId(st), file));
+    };
+    nameOf(mainFile);
+    for (Repo::Entry& entry : repos_)
+        entry.file = nameOf(entry.file);
+}
+
 bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)
 {
     if (a.file != b.file)
@@ -522,40 +640,35 @@ void YumConfIO::writeRepo(QByteArray& file, const Repo::Entry& entry)
 
 // Replaces a file whole: the new text goes to a temporary file beside it, which is
 // renamed over it, so that a failure leaves the old file as it was.  A symbolic link
-// keeps pointing where it did; the file it points to is replaced.
+// keeps pointing where it did; the file it points to is replaced.  A file that holds
+// the text already is left alone.
 bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
 {
     const QString shown = inRoot(fileName);
-    QString target = shown;
-    for (int hops = 0; hops < 40; ++hops) {
-        struct stat st;
-        const QByteArray path = encodedPath(target);
-        if (::lstat(path.constData(), &st) != 0 || !S_ISLNK(st.st_mode))
-            break;
-        QByteArray link(PATH_MAX, '\0');
-        const ssize_t n = ::readlink(path.constData(), link.data(), size_t(link.size()));
-        if (n < 0)
-            break;
-        link.truncate(n);
-        // Followed as reading followed it, so that what was read is what is replaced.
-        const QString linked = QFile::decodeName(link);
-        if (linked.startsWith(QLatin1Char('/')))
-            target = linked;
-        else
-            target = QFileInfo(target).path() + QLatin1Char('/') + linked;
+    QByteArray target;
+    if (!resolve(fileName, target)) {
+        error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+        return false;
+    }
+    struct stat old;
+    const bool exists = ::stat(target.constData(), &old) == 0;
+    if (exists && S_ISREG(old.st_mode) && old.st_size == text.size()) {
+        QFile current(QFile::decodeName(target));
+        if (current.open(QIODevice::ReadOnly) && current.readAll() == text) {
+            writtenIds_.insert(fileId(old));
+            return true;
+        }
     }
 
-    const QFileInfo info(target);
-    QByteArray temporary =
-        encodedPath(info.path() + QLatin1String("/.") + info.fileName() + QLatin1String(".orvo-XXXXXX"));
+    const qsizetype slash = target.lastIndexOf('/');
+    QByteArray temporary = target.left(slash + 1) + '.' + target.mid(slash + 1) + ".orvo-XXXXXX";
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) {
         error(tr("Unable to write repository configuration file %1").arg(shown), errno);
         return false;
     }
-    struct stat old;
     bool ok;
-    if (::stat(encodedPath(target).constData(), &old) == 0) {
+    if (exists) {
         ok = ::fchmod(fd, old.st_mode & 07777) == 0;
         struct stat fresh;
         if (ok && ::fstat(fd, &fresh) == 0 && (fresh.st_uid != old.st_uid || fresh.st_gid != old.st_gid)) {
@@ -572,7 +685,7 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
         ok = false;
         errnum = errno;
     }
-    if (ok && ::rename(temporary.constData(), encodedPath(target).constData()) != 0) {
+    if (ok && ::rename(temporary.constData(), target.constData()) != 0) {
         ok = false;
         errnum = errno;
     }
@@ -582,18 +695,21 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
         return false;
     }
     struct stat fresh;
-    if (::stat(encodedPath(target).constData(), &fresh) == 0)
+    if (::stat(target.constData(), &fresh) == 0)
         writtenIds_.insert(fileId(fresh));
     return true;
 }
 
-bool YumConfIO::forEachRepoFile(const std::function<bool(const QString&, const QString&, const struct stat&)>& visit)
+bool YumConfIO::forEachRepoFile(const std::function<bool(const RepoFile&)>& visit)
 {
     // A directory named twice (often through a symbolic link) is walked once: its
     // repositories would otherwise all count as duplicates.
     QSet<QPair<quint64, quint64>> dirsSeen;
     for (const QString& dir : qAsConst(reposdirs_)) {
-        DirHandle handle(::opendir(encodedPath(inRoot(dir)).constData()));
+        QByteArray dirTarget;
+        if (!resolve(dir, dirTarget))
+            continue;
+        DirHandle handle(::opendir(dirTarget.constData()));
         if (!handle)
             continue;
         struct stat dirStat;
@@ -602,18 +718,24 @@ bool YumConfIO::forEachRepoFile(const std::function<bool(const QString&, const Q
                 continue;
             dirsSeen.insert(fileId(dirStat));
         }
+        QList<QByteArray> names;
         while (const struct dirent* item = ::readdir(handle.get())) {
-            const QString name = QFile::decodeName(item->d_name);
-            if (!name.endsWith(QLatin1String(".repo")))
-                continue;
-            const QString file = dir + QLatin1Char('/') + name;
-            const QString path = inRoot(file);
-            struct stat st;
-            if (::stat(encodedPath(path).constData(), &st) != 0) {
-                error(tr("Unable to stat repository configuration file %1").arg(path), errno);
+            const QByteArray name(item->d_name);
+            if (name.endsWith(".repo") && !name.startsWith('.'))
+                names.append(name);
+        }
+        handle.reset();
+        std::sort(names.begin(), names.end());
+        for (const QByteArray& name : qAsConst(names)) {
+            RepoFile repoFile;
+            repoFile.file = dir + QLatin1Char('/') + QFile::decodeName(name);
+            repoFile.shown = inRoot(repoFile.file);
+            repoFile.entry = dirTarget + '/' + name;
+            if (!resolve(repoFile.file, repoFile.target) || ::stat(repoFile.target.constData(), &repoFile.st) != 0) {
+                error(tr("Unable to stat repository configuration file %1").arg(repoFile.shown), errno);
                 return false;
             }
-            if (!S_ISDIR(st.st_mode) && !visit(file, path, st))
+            if (!S_ISDIR(repoFile.st.st_mode) && !visit(repoFile))
                 return false;
         }
     }
@@ -622,11 +744,12 @@ bool YumConfIO::forEachRepoFile(const std::function<bool(const QString&, const Q
 
 bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
 {
-    return forEachRepoFile([this, &writtenFiles](const QString& file, const QString& path, const struct stat& st) {
-        if (writtenFiles.contains(cleanPath(file)) || writtenIds_.contains(fileId(st)))
+    return forEachRepoFile([this, &writtenFiles](const RepoFile& repoFile) {
+        if (writtenFiles.contains(cleanPath(repoFile.file)) || writtenIds_.contains(fileId(repoFile.st)))
             return true;
-        if (::unlink(encodedPath(path).constData()) != 0) {
-            error(tr("Unable to unlink repository configuration file %1").arg(path), errno);
+        // The entry, inside the root: a link goes, the file it points to stays.
+        if (::unlink(repoFile.entry.constData()) != 0) {
+            error(tr("Unable to unlink repository configuration file %1").arg(repoFile.shown), errno);
             return false;
         }
         return true;

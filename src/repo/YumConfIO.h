@@ -11,8 +11,6 @@
 
 #include <functional>
 
-struct stat;
-
 class QByteArray;
 class QWidget;
 class YumRepoEnabled;
@@ -47,8 +45,14 @@ public:
     QString fileName() const;
     // The managed system's root: $ORVOROOT, or "/" when unset or empty.
     static QString root();
-    // Where a path of the managed system lies in this program's file system.
+    // Where a path of the managed system lies in this program's file system, as
+    // messages show it.
     static QString inRoot(const QString& path);
+    // The file a path of the managed system names, resolved as inside a chroot at the
+    // root: ".." stops at the root and symbolic links, absolute ones included, are
+    // followed inside it, so the result never lies outside.  Parts that do not exist
+    // are taken as they stand.  False, errno set, when links loop.
+    static bool resolve(const QString& path, QByteArray& resolved);
 
     QList<Repo::Entry>& repos() { return repos_; }
     const QList<Repo::Entry>& repos() const { return repos_; }
@@ -73,6 +77,7 @@ private:
     enum class LineResult { Line, End, Error };
 
     bool readConfFile(Input& file);
+    // Sections named "main" are no repositories; only the main file's first one is read.
     bool readRepoFile(Input& file, const QString& fileName);
     LineResult readLogicalLine(Input& file, QString& line);
     LineResult readLine(Input& file, QString& line);
@@ -84,13 +89,18 @@ private:
 
     bool checkErrors();
     void cleanupWrite(QList<Repo::Entry>& list) const;
+    // Entries of one file reached under two names (through a link) get one name, the
+    // main file's first, so that the file is written once with all of them.
+    void sameFileSameName(const QString& mainFile);
     static bool filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b);
     static void writeRepo(QByteArray& file, const Repo::Entry& entry);
     bool commitFile(const QString& fileName, const QByteArray& text);
     bool removeUnusedFiles(const QSet<QString>& writtenFiles);
-    // Calls visit(file, path inside the root, its stat) for each ".repo" file of the
-    // repository directories, until visit or a stat fails.
-    bool forEachRepoFile(const std::function<bool(const QString&, const QString&, const struct stat&)>& visit);
+    struct RepoFile;
+    // Calls visit for each ".repo" file of the repository directories, in name order
+    // within each directory, until visit or a stat fails.  Hidden files are left out,
+    // as the package manager leaves them out.
+    bool forEachRepoFile(const std::function<bool(const RepoFile&)>& visit);
     void error(const QString& message, int errnum);
 
     const QList<YumRepoEnabled>& requests_;

@@ -122,6 +122,13 @@ void PasswdLineEdit::keyPressEvent(QKeyEvent* event)
     forwardInput(event);
 }
 
+// Text composed in an input method arrives here, not as key presses.
+void PasswdLineEdit::inputMethodEvent(QInputMethodEvent* event)
+{
+    QLineEdit::inputMethodEvent(event);
+    forwardInput(event);
+}
+
 void PasswdLineEdit::keyReleaseEvent(QKeyEvent* event)
 {
     QLineEdit::keyReleaseEvent(event);

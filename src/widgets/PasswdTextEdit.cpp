@@ -159,6 +159,15 @@ void PasswdTextEdit::keyPressEvent(QKeyEvent* event)
     followCursor();
 }
 
+// Text composed in an input method arrives here, not as key presses.
+void PasswdTextEdit::inputMethodEvent(QInputMethodEvent* event)
+{
+    HTextEdit::inputMethodEvent(event);
+    real_->setReadOnly(isReadOnly());
+    forward(event);
+    followCursor();
+}
+
 void PasswdTextEdit::keyReleaseEvent(QKeyEvent* event)
 {
     HTextEdit::keyReleaseEvent(event);

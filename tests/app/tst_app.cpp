@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 #include "app/DefaultStyle.h"
+#include "app/Environment.h"
 #include "app/Globals.h"
 #include "app/MainWindow.h"
 #include "app/Share.h"
@@ -100,6 +101,8 @@ private Q_SLOTS:
 
     void shareAbsolute_data();
     void shareAbsolute();
+    void relativePaths_data();
+    void relativePaths();
 
     void defaultStyle_data();
     void defaultStyle();
@@ -320,6 +323,46 @@ void TestApp::shareAbsolute()
     else
         qunsetenv("ORVOSHARE");
     QCOMPARE(path, expected);
+}
+
+void TestApp::relativePaths_data()
+{
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<QString>("expected"); // @CWD@ the folder started in
+
+    QTest::newRow("relative") << QByteArray("build/demo-root") << "@CWD@/build/demo-root";
+    QTest::newRow("dots and a trailing slash") << QByteArray("./a/../b/") << "@CWD@/b";
+    QTest::newRow("absolute, as given") << QByteArray("/opt/x/") << "/opt/x/";
+    QTest::newRow("empty keeps its meaning") << QByteArray("") << "";
+}
+
+void TestApp::relativePaths()
+{
+    QFETCH(QByteArray, value);
+    QFETCH(QString, expected);
+    expected.replace("@CWD@", QDir::currentPath());
+
+    const char* const names[] = {"ORVOROOT", "ORVOSHARE"};
+    QByteArray saved[2];
+    bool wasSet[2];
+    for (int i = 0; i < 2; ++i) {
+        saved[i] = qgetenv(names[i]);
+        wasSet[i] = qEnvironmentVariableIsSet(names[i]);
+        qputenv(names[i], value);
+    }
+    Environment::makePathsAbsolute();
+    const QString root = qEnvironmentVariable("ORVOROOT");
+    const QString share = qEnvironmentVariable("ORVOSHARE");
+    const bool shareSet = qEnvironmentVariableIsSet("ORVOSHARE");
+    for (int i = 0; i < 2; ++i) {
+        if (wasSet[i])
+            qputenv(names[i], saved[i]);
+        else
+            qunsetenv(names[i]);
+    }
+    QCOMPARE(root, expected);
+    QCOMPARE(share, expected);
+    QVERIFY(shareSet);
 }
 
 void TestApp::defaultStyle_data()

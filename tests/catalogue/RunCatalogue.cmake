@@ -1,12 +1,23 @@
 # Runs orvo-catalogue on a copy of the sandbox root and checks a few rows of its output.
+# With RELATIVE set, ORVOROOT and ORVOSHARE are given relative to the folder it starts in,
+# as the README's command gives them.
 file(REMOVE_RECURSE ${WORK})
 execute_process(COMMAND cp -a ${SANDBOX}/root ${WORK} RESULT_VARIABLE copied)
 if(NOT copied EQUAL 0)
   message(FATAL_ERROR "cannot copy the sandbox root")
 endif()
-set(ENV{ORVOROOT} ${WORK})
-set(ENV{ORVOSHARE} ${SHARE})
-execute_process(COMMAND ${PROGRAM} --enablerepo=orvo-extras RESULT_VARIABLE status OUTPUT_VARIABLE rows ERROR_VARIABLE errors)
+get_filename_component(START ${WORK} DIRECTORY)
+if(RELATIVE)
+  file(RELATIVE_PATH root ${START} ${WORK})
+  file(RELATIVE_PATH share ${START} ${SHARE})
+  set(ENV{ORVOROOT} ${root})
+  set(ENV{ORVOSHARE} ${share})
+else()
+  set(ENV{ORVOROOT} ${WORK})
+  set(ENV{ORVOSHARE} ${SHARE})
+endif()
+execute_process(COMMAND ${PROGRAM} --enablerepo=orvo-extras WORKING_DIRECTORY ${START}
+  RESULT_VARIABLE status OUTPUT_VARIABLE rows ERROR_VARIABLE errors)
 file(REMOVE_RECURSE ${WORK})
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "orvo-catalogue failed (${status}):\n${errors}\n${rows}")

@@ -206,7 +206,16 @@ private Q_SLOTS:
             << QByteArray("[a]\nbaseurl=http://x/\n  name=inner\n") << "a||http://x/\nname=inner|1|1|";
         QTest::newRow("blank after the bracket") << QByteArray("[ a]\n") << " a|||1|1|";
         QTest::newRow("empty id") << QByteArray("[]\nname=x\n") << "|x||1|1|";
-        QTest::newRow("enabled no is yes, 0 is no") << QByteArray("[a]\nenabled=no\ngpgcheck = 0\n") << "a|||2|0|";
+        QTest::newRow("booleans off") << QByteArray("[a]\nenabled=no\ngpgcheck = 0\n") << "a|||0|0|";
+        QTest::newRow("booleans off, any case, blanks around")
+            << QByteArray("[a]\nenabled = False \ngpgcheck=OFF\t\n") << "a|||0|0|";
+        QTest::newRow("booleans on") << QByteArray("[a]\nenabled=Yes\ngpgcheck=on\n") << "a|||2|2|";
+        QTest::newRow("other values are on") << QByteArray("[a]\nenabled=nope\ngpgcheck=2\n") << "a|||2|2|";
+        QTest::newRow("white space alone ends a value")
+            << QByteArray("[a]\ngpgcheck=0\n\n \nname=x\n \t\n  \n") << "a|x||1|0|";
+        QTest::newRow("white space alone after a header") << QByteArray("[a]\n\t\n") << "a|||1|1|";
+        QTest::newRow("main in a repository file is no repository")
+            << QByteArray("[main]\nname=not one\n[a]\nname=x\n[main]\nenabled=0\n") << "a|x||1|1|";
         QTest::newRow("first separator decides")
             << QByteArray("[a]\nname=x:y\nsslverify:a=b\n") << "a|x:y||1|1|sslverify:a=b\n";
         QTest::newRow("keys are case-sensitive, indented keys are no keys")
@@ -336,25 +345,25 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
 
         const QByteArray on = "[main]\n";
-        const QByteArray off = "[main]\nenabled=0\n";
-        QTest::newRow("main default on") << on << QStringList{} << "a=1 b=0 c=1";
-        QTest::newRow("main default off") << off << QStringList{} << "a=0 b=0 c=1";
-        QTest::newRow("disable all, enable one") << on << QStringList{"-*", "+b"} << "a=0 b=1 c=0";
-        QTest::newRow("last matching request wins") << on << QStringList{"+?", "-[ab]", "+a"} << "a=1 b=0 c=1";
-        QTest::newRow("enable by wildcard over main off") << off << QStringList{"+*"} << "a=1 b=1 c=1";
+        const QByteArray off = "[main]\nenabled = No\n";
+        QTest::newRow("main default on") << on << QStringList{} << "a=1 b=0 c=1 d=0";
+        QTest::newRow("main default off") << off << QStringList{} << "a=0 b=0 c=1 d=0";
+        QTest::newRow("disable all, enable one") << on << QStringList{"-*", "+b"} << "a=0 b=1 c=0 d=0";
+        QTest::newRow("last matching request wins") << on << QStringList{"+?", "-[ab]", "+a"} << "a=1 b=0 c=1 d=1";
+        QTest::newRow("enable by wildcard over main off") << off << QStringList{"+*"} << "a=1 b=1 c=1 d=1";
     }
 
     void sessionUse()
     {
         QFETCH(QByteArray, mainConf);
         QFETCH(QStringList, requests);
-        writeRoot(mainConf, {{"/etc/yum.repos.d/u.repo", "[a]\n\n[b]\nenabled=0\n\n[c]\nenabled=yes\n"}});
+        writeRoot(mainConf, {{"/etc/yum.repos.d/u.repo", "[a]\n\n[b]\nenabled=0\n\n[c]\nenabled=yes\n\n[d]\nenabled=off\n"}});
         for (const QString& request : requests)
             requests_.append(YumRepoEnabled(request.startsWith('+'), request.mid(1)));
         YumConfIO conf(requests_, used_);
         QVERIFY(conf.read(nullptr));
         QStringList actual;
-        for (const QString id : {"a", "b", "c"})
+        for (const QString id : {"a", "b", "c", "d"})
             actual << id + "=" + QString::number(used_.value(id));
         QTEST(actual.join(' '), "expected");
     }
@@ -409,6 +418,155 @@ private Q_SLOTS:
         QCOMPARE(conf.repos().size(), 2);
     }
 
+    // Small trees beside and inside a root, each read, written and read again.  Files are
+    // "path|text", links "path->target" (@BASE@ the folder holding root/ and outside/);
+    // after the write, files are "path|text", links "path->target", missing ones "path!".
+    void configurationTrees_data()
+    {
+        QTest::addColumn<QStringList>("tree");
+        QTest::addColumn<QStringList>("edits");  // before writing: "-id" removes, "id>file" moves
+        QTest::addColumn<QString>("repos");      // id@file as read, "" when the read fails
+        QTest::addColumn<QStringList>("after");
+
+        const QString main = "root/etc/yum.conf|[main]\n";
+        QTest::newRow("reposdir climbs above the root")
+            << QStringList{"root/etc/yum.conf|[main]\nreposdir=/../outside\n", "outside/o.repo|# out\n[o]\n",
+                           "outside/gone.repo|[gone]\n", "root/outside/in.repo|# in\n[in]\n",
+                           "root/outside/x.repo|[x]\n"}
+            << QStringList{"-x"} << "in@/../outside/in.repo x@/../outside/x.repo"
+            << QStringList{"root/outside/in.repo|[in]\n", "root/outside/x.repo!"};
+        QTest::newRow("repository directory linked to the host")
+            << QStringList{main, "root/etc/yum.repos.d->@BASE@/outside", "outside/o.repo|# out\n[o]\n",
+                           "root@BASE@/outside/in.repo|[in]\n"}
+            << QStringList{"-in"} << "in@/etc/yum.repos.d/in.repo"
+            << QStringList{"root@BASE@/outside/in.repo!", "root/etc/yum.repos.d->@BASE@/outside"};
+        QTest::newRow("repository file linked to the host")
+            << QStringList{main, "outside/o.repo|# out\n[o]\n", "root/etc/yum.repos.d/o.repo->@BASE@/outside/o.repo",
+                           "root@BASE@/outside/o.repo|[o]\n"}
+            << QStringList{} << "o@/etc/yum.repos.d/o.repo"
+            << QStringList{"root/etc/yum.repos.d/o.repo->@BASE@/outside/o.repo", "root@BASE@/outside/o.repo|[o]\n"};
+        // Taken inside the root, the link dangles: the read fails and nothing is written.
+        QTest::newRow("relative link climbing out")
+            << QStringList{main, "outside/o.repo|[o]\n", "root/etc/yum.repos.d/o.repo->../../../outside/o.repo"}
+            << QStringList{} << "" << QStringList{};
+        QTest::newRow("repository file linked to the main file")
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf"}
+            << QStringList{} << "l@/etc/yum.conf"
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf"};
+        QTest::newRow("section moved to a link to the main file")
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
+                           "root/etc/yum.repos.d/b.repo|[b]\n"}
+            << QStringList{"b>/etc/yum.repos.d/a.repo"} << "l@/etc/yum.conf b@/etc/yum.repos.d/b.repo"
+            << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n\n[b]\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
+                           "root/etc/yum.repos.d/b.repo!"};
+        QTest::newRow("one file in two directories")
+            << QStringList{"root/etc/yum.conf|[main]\nreposdir=/etc/yum.repos.d /etc/more\n",
+                           "root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"}
+            << QStringList{} << "b@/etc/yum.repos.d/a.repo"
+            << QStringList{"root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"};
+        QTest::newRow("white space alone after values")
+            << QStringList{main, "root/etc/yum.repos.d/u.repo|[u]\ngpgcheck=0\n\n \n[v]\n\n\t"}
+            << QStringList{} << "u@/etc/yum.repos.d/u.repo v@/etc/yum.repos.d/u.repo"
+            << QStringList{"root/etc/yum.repos.d/u.repo|[u]\ngpgcheck=0\n\n[v]\n"};
+        QTest::newRow("booleans written as numbers")
+            << QStringList{main, "root/etc/yum.repos.d/n.repo|[n]\nenabled=no\ngpgcheck=True\n"}
+            << QStringList{} << "n@/etc/yum.repos.d/n.repo"
+            << QStringList{"root/etc/yum.repos.d/n.repo|[n]\nenabled=0\ngpgcheck=1\n"};
+        // Files in name order, hidden ones left alone: the copy kept is the first one.
+        QTest::newRow("same id in two files, a hidden one")
+            << QStringList{main, "root/etc/yum.repos.d/c.repo|[d]\nname=C\n", "root/etc/yum.repos.d/a.repo|[d]\nname=A\n",
+                           "root/etc/yum.repos.d/.repo|[d]\nname=hidden\n", "root/etc/yum.repos.d/b.repo|[d]\nname=B\n"}
+            << QStringList{} << "d@/etc/yum.repos.d/a.repo d@/etc/yum.repos.d/b.repo d@/etc/yum.repos.d/c.repo"
+            << QStringList{"root/etc/yum.repos.d/a.repo|[d]\nname=A\n", "root/etc/yum.repos.d/b.repo!",
+                           "root/etc/yum.repos.d/c.repo!", "root/etc/yum.repos.d/.repo|[d]\nname=hidden\n"};
+    }
+
+    void configurationTrees()
+    {
+        QFETCH(QStringList, tree);
+        QFETCH(QStringList, edits);
+        QFETCH(QString, repos);
+        QFETCH(QStringList, after);
+        QTemporaryDir base;
+        QVERIFY(base.isValid());
+        const QString at = base.path() + "/";
+        const auto real = [&](QString text) { return text.replace("@BASE@", base.path()); };
+        QVERIFY(QDir().mkpath(at + "root/etc"));
+        QVERIFY(QDir().mkpath(at + "outside"));
+        for (const QString& item : tree) {
+            if (item.contains('|')) {
+                QVERIFY(writeFile(at + real(item.section('|', 0, 0)), item.section('|', 1).toUtf8()));
+            } else {
+                const QString link = at + real(item.section("->", 0, 0));
+                QDir().mkpath(QFileInfo(link).path());
+                QCOMPARE(symlink(QFile::encodeName(real(item.section("->", 1))).constData(),
+                                 QFile::encodeName(link).constData()), 0);
+            }
+        }
+        qputenv("ORVOROOT", (at + "root").toLocal8Bit());
+        const QMap<QString, QByteArray> outside = snapshot(at + "outside");
+        const QMap<QString, QByteArray> before = snapshot(at + "root");
+        QMap<QString, ino_t> inodes;
+        for (auto it = before.cbegin(); it != before.cend(); ++it) {
+            struct stat st;
+            QCOMPARE(lstat(QFile::encodeName(at + "root" + it.key()).constData(), &st), 0);
+            inodes.insert(it.key(), st.st_ino);
+        }
+
+        Boxes boxes;
+        boxes.answer = true;
+        YumConfIO conf(requests_, used_);
+        if (repos.isEmpty()) {
+            QVERIFY(!conf.read(nullptr));
+            QCOMPARE(boxes.errors.size(), 1);
+            QCOMPARE(snapshot(at + "root"), before);
+        } else {
+            QVERIFY(conf.read(nullptr));
+            const auto files = [](const QList<Repo::Entry>& list) {
+                QStringList ids;
+                for (const Repo::Entry& entry : list)
+                    ids << entry.id + "@" + entry.file;
+                return ids.join(' ');
+            };
+            QCOMPARE(files(conf.repos()), repos);
+            conf.repos().removeIf([&](const Repo::Entry& entry) { return edits.contains("-" + entry.id); });
+            for (Repo::Entry& entry : conf.repos()) {
+                for (const QString& edit : edits) {
+                    if (edit.startsWith(entry.id + ">"))
+                        entry.file = edit.section('>', 1);
+                }
+            }
+            // Only a true duplicate is asked about.
+            const bool duplicates = !conf.getDuplicateId().isEmpty();
+            QVERIFY(conf.write(nullptr));
+            QCOMPARE(boxes.errors, QStringList());
+            QCOMPARE(boxes.questions.size(), duplicates ? 1 : 0);
+            QCOMPARE(files(readAgain()), files(conf.repos()));
+        }
+        QCOMPARE(snapshot(at + "outside"), outside);
+        for (const QString& item : after) {
+            if (item.endsWith('!')) {
+                QVERIFY2(!QFileInfo(at + real(item.chopped(1))).isSymLink(), qPrintable(item));
+                QVERIFY2(!QFileInfo::exists(at + real(item.chopped(1))), qPrintable(item));
+            } else if (item.contains('|')) {
+                QCOMPARE(readFile(at + real(item.section('|', 0, 0))), item.section('|', 1).toUtf8());
+            } else {
+                QByteArray target(4096, '\0');
+                const ssize_t n = readlink(QFile::encodeName(at + real(item.section("->", 0, 0))).constData(),
+                                           target.data(), size_t(target.size()));
+                QCOMPARE(target.left(qMax<ssize_t>(n, 0)), QFile::encodeName(real(item.section("->", 1))));
+            }
+        }
+        // A file whose text did not change was not replaced either.
+        const QMap<QString, QByteArray> now = snapshot(at + "root");
+        for (auto it = now.cbegin(); it != now.cend(); ++it) {
+            struct stat st;
+            if (before.value(it.key()) == it.value() && inodes.contains(it.key())
+                && lstat(QFile::encodeName(at + "root" + it.key()).constData(), &st) == 0)
+                QVERIFY2(st.st_ino == inodes.value(it.key()), qPrintable(it.key()));
+        }
+    }
+
     // New and removed entries, a main file reached through a link, a linked repository
     // file, permissions and text that is no UTF-8.
     void writtenFiles()
@@ -419,7 +577,8 @@ private Q_SLOTS:
             QVERIFY(writeFile(path("/etc/yum.repos.d/") + file, QByteArray("[") + file + "]\n"));
         QCOMPARE(chmod(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), 0600), 0);
         QVERIFY(writeFile(path("/srv/shared.repo"), "[s]\n"));
-        QVERIFY(QFile::link(path("/srv/shared.repo"), path("/etc/yum.repos.d/shared.repo")));
+        // An absolute link names a file of the managed system.
+        QCOMPARE(symlink("/srv/shared.repo", QFile::encodeName(path("/etc/yum.repos.d/shared.repo")).constData()), 0);
         QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/sub.repo")));
         Boxes boxes;
         YumConfIO conf(requests_, used_);
@@ -459,7 +618,7 @@ private Q_SLOTS:
         QCOMPARE(stat(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), &st), 0);
         QCOMPARE(int(st.st_mode & 07777), 0600);
         // No temporary file is left behind.
-        QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden).size(), 6);
+        QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden | QDir::System).size(), 6);
     }
 
     void failedWriteKeepsFilesWhole()
@@ -539,6 +698,7 @@ private Q_SLOTS:
         QTest::newRow("every special") << "$&+,/:;=?@ \"<>#%{}|\\^~[]"
                                        << "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d";
         QTest::newRow("kept") << "plain-Name_1.x*!'()" << "plain-Name_1.x*!'()";
+        QTest::newRow("control characters") << "a\tb\nc\r\x7f" << "a%09b%0ac%0d%7f";
     }
 
     void larderEncoding()

@@ -62,6 +62,22 @@ def test_main_file_order(script, tmp_path, files, chosen):
     assert script["_mainConfFile"](str(tmp_path)) == str(tmp_path / chosen)
 
 
+@pytest.mark.parametrize("path,inside", [
+    ("/etc/yum.conf", "etc/yum.conf"),
+    ("/../outside", "outside"),
+    ("/etc/../../x/", "x"),
+    ("/etc/yum.repos.d/a.repo", "srv/repos/a.repo"),
+    ("/etc/up/cache/$basearch", "cache/$basearch"),
+])
+def test_paths_stay_inside_root(script, tmp_path, path, inside):
+    root = tmp_path / "root"
+    (root / "etc").mkdir(parents=True)
+    (root / "srv/repos").mkdir(parents=True)
+    os.symlink("/srv/repos", str(root / "etc/yum.repos.d"))
+    os.symlink("../../../..", str(root / "etc/up"))
+    assert script["_inRoot"](str(root), path) == os.path.join(str(root), inside)
+
+
 def test_repository_reading_callbacks(shared):
     calls = [c for c in shared.setupCalls if c[0].startswith("collect")]
     for rid in ("orvo-base", "orvo-updates"):

@@ -52,6 +52,7 @@ private Q_SLOTS:
     void passwordMasks();
     void lineEditEditing();
     void textEditEditing();
+    void inputMethodReachesRealText();
     void rightClickOpensNothing();
 };
 
@@ -400,10 +401,13 @@ void TestWidgets::passwordMasks_data()
     const QString encoded = QStringLiteral("http://h/larder?u=a%40b&p=*****&path=r");
     QTest::newRow("encoded password")
         << QStringLiteral("http://h/larder?u=a%40b&p=x%3ay&path=r") << encoded << encoded;
-    // The line edit masks one whole-text match, the text edit every match.
+    // The line edit masks the first shape only, the text edit every one.
     QTest::newRow("two shapes") << larderUrl + QLatin1Char(' ') + rhelUrl
-                                << larderUrl + QLatin1Char(' ') + rhelShown
+                                << larderShown + QLatin1Char(' ') + rhelUrl
                                 << larderShown + QLatin1Char(' ') + rhelShown;
+    QTest::newRow("two shapes, path shape first") << rhelUrl + QLatin1Char(' ') + larderUrl
+                                                  << rhelShown + QLatin1Char(' ') + larderUrl
+                                                  << rhelShown + QLatin1Char(' ') + larderShown;
     QTest::newRow("empty") << QString() << QString() << QString();
 }
 
@@ -529,6 +533,39 @@ void TestWidgets::textEditEditing()
     QTest::keyClick(&edit, Qt::Key_Delete);
     QCOMPARE(edit.realPlainText(), first.mid(1) + QLatin1Char('\n') + larderUrl);
     QCOMPARE(edit.toPlainText().size(), edit.realPlainText().size());
+}
+
+// Text composed in an input method is committed without key presses; the clipboard
+// gets what is shown.
+void TestWidgets::inputMethodReachesRealText()
+{
+    PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
+    PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
+    const std::tuple<QWidget*, std::function<QString()>, std::function<QString()>> fields[] = {
+        {&line, [&] { return line.realText(); }, [&] { return line.text(); }},
+        {&text, [&] { return text.realPlainText(); }, [&] { return text.toPlainText(); }}};
+    for (const auto& [field, real, shown] : fields) {
+        field->show();
+        QVERIFY(QTest::qWaitForWindowExposed(field));
+        QTest::keyClicks(field, QStringLiteral("http://host/larder?user=alice&pass="));
+        QInputMethodEvent composing(QStringLiteral("s3c"), {});
+        QCoreApplication::sendEvent(field, &composing);
+        QInputMethodEvent committed;
+        committed.setCommitString(QStringLiteral("s3cr"));
+        QCoreApplication::sendEvent(field, &committed);
+        QTest::keyClicks(field, QStringLiteral("et&path=repo/"));
+        QCOMPARE(real(), larderUrl);
+        QCOMPARE(shown(), masked(larderShown, field));
+
+        // Neither copying nor cutting puts the password on the clipboard.
+        QGuiApplication::clipboard()->clear();
+        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown());
+        QTest::keyClick(field, Qt::Key_X, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), masked(larderShown, field));
+        QCOMPARE(real(), QString());
+    }
 }
 
 // The plain fields show that the check finds a menu where there is one.

@@ -7,6 +7,7 @@
 // repository, architecture, size, build time, duplicate flag, and the chain of further
 // installed versions.
 
+#include "app/Environment.h"
 #include "app/Globals.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
@@ -36,6 +37,7 @@ QString row(const Package::Entry& e)
 
 int main(int argc, char** argv)
 {
+    Environment::makePathsAbsolute();
     QCoreApplication app(argc, argv);
     program = "orvo-catalogue";
     QHash<QString, bool> requests;
