@@ -69,6 +69,7 @@ private Q_SLOTS:
     void availableDetails();
     void groupDetails();
     void extraDataLoadedOnce();
+    void extraDataFromVanishedMetadata();
 
     void collectAgainIsTheSame();
     void sessionEnable();
@@ -333,6 +334,41 @@ void TestCatalogue::extraDataLoadedOnce()
     QVERIFY(engine_->getChangeLog(*find(*engine_, "pear"))
                 .startsWith("* Wed Mar  5 2025 Orvo Developers <dev@orvo.invalid> - 1.1-1\n- Crisper skin.\n"));
     QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+}
+
+void TestCatalogue::extraDataFromVanishedMetadata()
+{
+    // The updates come from a copy whose change logs go away after the collection.
+    QTemporaryDir repos;
+    const QString repo = repos.filePath("moving");
+    QCOMPARE(QProcess::execute("cp", { "-a", qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates", repo }), 0);
+    QFile repoFile(root_.filePath("etc/yum.repos.d/moving.repo"));
+    QVERIFY(repoFile.open(QIODevice::WriteOnly));
+    repoFile.write(QString("[orvo-moving]\nname=Moving\nbaseurl=file://%1\nenabled=1\ngpgcheck=0\n").arg(repo).toUtf8());
+    repoFile.close();
+    // Whatever happens, the later tests find the catalogue as it was.
+    auto restore = qScopeGuard([&] {
+        repoFile.remove();
+        recollect({});
+    });
+    QVERIFY(recollect({ { "orvo-updates", false } }));
+    QCOMPARE(find(*engine_, "pear")->repo, QString("orvo-moving"));
+    for (const QString& name : QDir(repo + "/repodata").entryList({ "*other*" }))
+        QVERIFY(QFile::remove(repo + "/repodata/" + name));
+
+    QVERIFY(!engine_->collectOtherData());
+    QCOMPARE(presenter_.dialogs.size(), 1);
+    QVERIFY2(presenter_.dialogs[0].text.startsWith(
+                 "Unable to collect miscellaneous data: metadata unavailable from all repo mirrors:\n"),
+             qPrintable(presenter_.dialogs[0].text));
+    presenter_.dialogs.clear();
+    // The session goes on with what it had.
+    QVERIFY(engine_->getRequires(*find(*engine_, "pear")).contains("pear-data >= 1.1"));
+    restore.dismiss();
+    QVERIFY(repoFile.remove());
+    QVERIFY(recollect({}));
+    QCOMPARE(dump(*engine_), first_);
+    QVERIFY(presenter_.dialogs.isEmpty());
 }
 
 void TestCatalogue::collectAgainIsTheSame()
