@@ -452,8 +452,10 @@ class _ApplyMeter(dnf.callback.DownloadProgress):
             # another location is tried: the row shows the retry
             yumIOC.applyGrabMeterFailure(self._meterOf(payload), msg)
             return
-        if status != dnf.callback.STATUS_ALREADY_EXISTS:
+        m = self._meters.get(id(payload))
+        if m is None and status != dnf.callback.STATUS_ALREADY_EXISTS:
             m = self._meterOf(payload)
+        if m is not None:
             if status == dnf.callback.STATUS_FAILED:
                 yumIOC.applyGrabMeterFailure(m, msg)
             else:
@@ -708,8 +710,9 @@ class _InstalledPackage(_Package):
     def _simple(self):
         d = _Package._simple(self)
         d["installtime"] = self._pkg.installtime
-        # dnf shows "<NULL>" for a header without a vendor; rpm has none.
-        d["vendor"] = self._headerValue("vendor") or ""
+        if d["vendor"] == "<NULL>":
+            # dnf's placeholder for a header without a vendor
+            d["vendor"] = self._headerValue("vendor") or ""
         return d
 
     @property
