@@ -166,8 +166,28 @@ def _tsinfo(text):
 _MIRRORS_FAILED = ("all mirrors were", "cannot download", "curl error", "status code:")
 
 
+# Set when an interrupt was raised inside a download callback: dnf's C++ layer
+# turns it into a plain error on its way out.
+_interrupted = [False]
+
+
+def _passesInterrupt(method):
+    """A download callback whose interrupt is remembered for _yumError."""
+    def wrapper(*args):
+        try:
+            return method(*args)
+        except KeyboardInterrupt:
+            _interrupted[0] = True
+            raise
+    wrapper.__name__ = method.__name__
+    return wrapper
+
+
 def _yumError(e):
     """The yum.Errors counterpart of a dnf, libdnf or rpm failure, by what happened."""
+    if _interrupted[0]:
+        _interrupted[0] = False
+        return KeyboardInterrupt()
     if isinstance(e, Errors.YumBaseError):
         return e
     text = str(e)
@@ -368,6 +388,7 @@ class _RepoMeter(dnf.callback.DownloadProgress):
             yumIOC.collectGrabMeterEnd(self._meter, self._done)
             self._meter = None
 
+    @_passesInterrupt
     def progress(self, payload, done):
         total = int(payload.download_size or 0)
         done = int(done or 0)
@@ -380,6 +401,7 @@ class _RepoMeter(dnf.callback.DownloadProgress):
             self._done = done
             yumIOC.collectGrabMeterUpdate(self._meter, done)
 
+    @_passesInterrupt
     def end(self, payload, status, msg):
         if status == dnf.callback.STATUS_FAILED and self._meter is not None:
             yumIOC.collectGrabMeterFailure(self._meter, msg)
@@ -440,6 +462,7 @@ class _ApplyMeter(dnf.callback.DownloadProgress):
                                        int(payload.download_size or 0), str(payload))
         return m
 
+    @_passesInterrupt
     def progress(self, payload, done):
         m = self._meterOf(payload)
         done = int(done or 0)
@@ -447,6 +470,7 @@ class _ApplyMeter(dnf.callback.DownloadProgress):
             m.done = done
             yumIOC.applyGrabMeterUpdate(m, done)
 
+    @_passesInterrupt
     def end(self, payload, status, msg):
         if status == dnf.callback.STATUS_MIRROR:
             # another location is tried: the row shows the retry

@@ -224,3 +224,17 @@ def test_errors_mapped_by_what_happened(script, raised, expected):
     mapped = script["_yumError"](error)
     assert type(mapped) is getattr(script["Errors"], expected)
     assert str(mapped) == str(error)
+
+
+@pytest.mark.parametrize("callback", ["collectGrabMeterStart", "collectGrabMeterUpdate"])
+def test_interrupt_in_download_callback_stays_an_interrupt(script, new_session, monkeypatch, callback):
+    """An interrupt raised by a callback inside dnf's downloads reaches the engine as one, once."""
+    s = new_session()
+
+    def interrupted(*args):
+        raise KeyboardInterrupt()
+    monkeypatch.setattr(sys.modules["yumIOC"], callback, interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        s.io.setupRepos()
+    later = script["_yumError"](script["dnf"].exceptions.RepoError("Cannot find a valid baseurl"))
+    assert type(later) is script["Errors"].RepoError
