@@ -161,17 +161,50 @@ def _tsinfo(text):
     yumIOC.log(3, "TSINFO: " + text)
 
 
+# What librepo says when a file could be had from none of a repository's
+# locations: yum's "No more mirrors to try".
+_MIRRORS_FAILED = ("all mirrors were", "cannot download", "curl error", "status code:")
+
+
+# Set when an interrupt was raised inside a download callback: dnf's C++ layer
+# turns it into a plain error on its way out.
+_interrupted = [False]
+
+
+def _passesInterrupt(method):
+    """A download callback whose interrupt is remembered for _yumError."""
+    def wrapper(*args):
+        try:
+            return method(*args)
+        except KeyboardInterrupt:
+            _interrupted[0] = True
+            raise
+    wrapper.__name__ = method.__name__
+    return wrapper
+
+
 def _yumError(e):
-    """The yum.Errors counterpart of a dnf, libdnf or rpm failure."""
+    """The yum.Errors counterpart of a dnf, libdnf or rpm failure, by what happened."""
+    if _interrupted[0]:
+        _interrupted[0] = False
+        return KeyboardInterrupt()
     if isinstance(e, Errors.YumBaseError):
         return e
     text = str(e)
-    if isinstance(e, dnf.exceptions.RepoError):
-        return Errors.RepoError(text)
     if isinstance(e, dnf.exceptions.LockError):
         return Errors.LockError(errno.EAGAIN, text)
     if isinstance(e, dnf.exceptions.CompsError):
         return Errors.GroupsError(text)
+    # Package downloads failing are yum's download error, a plain YumBaseError:
+    # the engine's message for unreachable mirrors speaks of metadata.
+    if isinstance(e, dnf.exceptions.DownloadError):
+        return Errors.YumBaseError(text)
+    if isinstance(e, (dnf.exceptions.RepoError, dnf.exceptions.MetadataError, libdnf.error.Error)):
+        lowered = text.lower()
+        if any(m in lowered for m in _MIRRORS_FAILED):
+            return Errors.NoMoreMirrorsRepoError(text)
+        if not isinstance(e, libdnf.error.Error):
+            return Errors.RepoError(text)
     return Errors.YumBaseError(text)
 
 
@@ -384,6 +417,7 @@ class _RepoMeter(dnf.callback.DownloadProgress):
             yumIOC.collectGrabMeterEnd(self._meter, self._done)
             self._meter = None
 
+    @_passesInterrupt
     def progress(self, payload, done):
         total = int(payload.download_size or 0)
         done = int(done or 0)
@@ -396,6 +430,7 @@ class _RepoMeter(dnf.callback.DownloadProgress):
             self._done = done
             yumIOC.collectGrabMeterUpdate(self._meter, done)
 
+    @_passesInterrupt
     def end(self, payload, status, msg):
         if status == dnf.callback.STATUS_FAILED and self._meter is not None:
             yumIOC.collectGrabMeterFailure(self._meter, msg)
@@ -407,20 +442,41 @@ class _RepoMeter(dnf.callback.DownloadProgress):
 
 
 class _ApplyMeter(dnf.callback.DownloadProgress):
-    """Package downloads as yum's serial grab meters."""
+    """Package downloads as yum's parallel grab meters.
+
+    dnf downloads several packages at once: each file gets a meter of its own
+    inside one multi-file batch, so that its progress reaches its own row.
+    """
 
     def __init__(self, io):
         super(_ApplyMeter, self).__init__()
         self._io = io
         self._meters = {}
+        self._files = 0
+        self._ended = 0
+        self._open = False
 
     def start(self, total_files, total_size, total_drpms=0):
+        # dnf starts again for the packages it retries
+        self._endBatch()
         self._meters = {}
+        self._files = int(total_files or 0)
+        self._ended = 0
+        self._open = True
+        yumIOC.applyGrabMultiMeterStart(self._files, int(total_size or 0))
+
+    def _endBatch(self):
+        if self._open:
+            self._open = False
+            yumIOC.applyGrabMultiMeterEnd()
 
     def _meterOf(self, payload):
         m = self._meters.get(id(payload))
         if m is None:
             m = _Meter()
+            m.done = None
+            # kept until the batch ends: the engine knows a meter by its address
+            m.payload = payload
             self._meters[id(payload)] = m
             pkg = getattr(payload, "pkg", None)
             fname = pkg.localPkg() if pkg is not None else str(payload)
@@ -430,25 +486,37 @@ class _ApplyMeter(dnf.callback.DownloadProgress):
                     url = pkg.remote_location() or ""
                 except Exception:
                     url = ""
+            yumIOC.applyGrabMultiMeterNew(m)
             yumIOC.applyGrabMeterStart(m, fname, url, os.path.basename(fname),
                                        int(payload.download_size or 0), str(payload))
         return m
 
+    @_passesInterrupt
     def progress(self, payload, done):
         m = self._meterOf(payload)
         done = int(done or 0)
-        if getattr(m, "done", None) != done:
+        if m.done != done:
             m.done = done
             yumIOC.applyGrabMeterUpdate(m, done)
 
+    @_passesInterrupt
     def end(self, payload, status, msg):
-        if status == dnf.callback.STATUS_ALREADY_EXISTS:
+        if status == dnf.callback.STATUS_MIRROR:
+            # another location is tried: the row shows the retry
+            yumIOC.applyGrabMeterFailure(self._meterOf(payload), msg)
             return
-        m = self._meterOf(payload)
-        if status in (dnf.callback.STATUS_FAILED, dnf.callback.STATUS_MIRROR):
-            yumIOC.applyGrabMeterFailure(m, msg)
-        else:
-            yumIOC.applyGrabMeterEnd(m, int(payload.download_size or 0))
+        m = self._meters.get(id(payload))
+        if m is None and status != dnf.callback.STATUS_ALREADY_EXISTS:
+            m = self._meterOf(payload)
+        if m is not None:
+            if status == dnf.callback.STATUS_FAILED:
+                yumIOC.applyGrabMeterFailure(m, msg)
+            else:
+                yumIOC.applyGrabMeterEnd(m, int(payload.download_size or 0))
+            yumIOC.applyGrabMultiMeterRemove(m)
+        self._ended += 1
+        if self._ended >= self._files:
+            self._endBatch()
 
 
 class _DepsolveCallback(dnf.callback.Depsolve):
@@ -695,6 +763,9 @@ class _InstalledPackage(_Package):
     def _simple(self):
         d = _Package._simple(self)
         d["installtime"] = self._pkg.installtime
+        if d["vendor"] == "<NULL>":
+            # dnf's placeholder for a header without a vendor
+            d["vendor"] = self._headerValue("vendor") or ""
         return d
 
     @property
@@ -711,6 +782,10 @@ class _InstalledPackage(_Package):
         if hdr is None:
             return _Package.returnFileEntries(self, ftype)
         names = [_bytes2str(f) for f in hdr[rpm.RPMTAG_FILENAMES]]
+        if ftype == "file":
+            # Everything the package owns, directories included, as rpm lists
+            # it and as the repository metadata lists an available package.
+            return names
         modes = hdr[rpm.RPMTAG_FILEMODES] or [0] * len(names)
         flags = hdr[rpm.RPMTAG_FILEFLAGS] or [0] * len(names)
         out = []
@@ -1016,10 +1091,12 @@ class YumIO(object):
         return _Collected([self._wrap(p) for p in inst], [self._wrap(p) for p in avail])
 
     def isBetterThan(self, a, b):
-        c = a._pkg.evr_cmp(b._pkg)
-        if c != 0:
-            return c > 0
-        return self._archRank(a.arch) < self._archRank(b.arch)
+        # The architecture nearer the machine's own wins over a newer version:
+        # an installed x86_64 package is not a duplicate of an i686 update.
+        ra, rb = self._archRank(a.arch), self._archRank(b.arch)
+        if ra != rb:
+            return ra < rb
+        return a._pkg.evr_cmp(b._pkg) > 0
 
     def _archRank(self, arch):
         basearch = self.conf.yumvar.get("basearch")
@@ -1097,15 +1174,26 @@ class YumIO(object):
             return True
         # dnf does not read more of a repository once it has loaded it: read
         # everything again with a new Base that asks for the other data too.
+        # The new Base replaces the old one only once it has loaded: after a
+        # failure the session goes on with what it had.
+        base = None
         try:
             base = self._newBase()
+            for repo in base.repos.iter_enabled():
+                repo.load_metadata_other = True
+            self._fixDbPath()
+            base.fill_sack(load_system_repo=True, load_available_repos=True)
         except Exception as e:
+            if base is not None:
+                try:
+                    base.close()
+                except Exception:
+                    pass
             raise _yumError(e)
-        for repo in base.repos.iter_enabled():
-            repo.load_metadata_other = True
         self._base.close()
         self._base = base
-        self._fillSack()
+        self._sackReady = True
+        self._installonly = None
         # The engine holds the package objects: point them at the new sack.
         for p in self._base.sack.query():
             w = self._pkgs.get((str(p), p.reponame))

@@ -5,6 +5,7 @@
 
 #include "python/PyRef.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -18,11 +19,15 @@ namespace {
 constexpr int MessageSize = 1024;
 constexpr int CodeSize = 10240;
 
-// The interrupt handler that the interpreter installed at start.  It is switched
-// in and out at the process level: the signal module refuses to change handlers
-// from any thread but the one that started the interpreter, and the worker
-// threads need the switch too.
-PyOS_sighandler_t pythonSigIntHandler = SIG_DFL;
+// Set by the interrupt handler while script code runs on a worker.  The handler is
+// switched at the process level: the signal module refuses to change handlers from
+// any thread but the one that started the interpreter.
+std::atomic<bool> interruptPending { false };
+
+void noteInterrupt(int)
+{
+    interruptPending.store(true);
+}
 
 // A modifiable copy of a constant argument (null stays null).
 class Writable
@@ -57,14 +62,13 @@ bool Python::initialize()
         return true;
     initialized = true;
     startedInterpreter = true;
-    // With its signal handlers: Python's own interrupt handler is what
-    // defaultSigIntSigaction keeps for setEnablePythonSIGINTHandler(true).
+    // With its signal handlers; defaultSigIntSigaction keeps its interrupt handler
+    // for the scripts.
     Py_Initialize();
     PyGILStateWrapper lock(true);
 
     PyRun_SimpleString("import signal\n"
                        "defaultSigIntSigaction = signal.getsignal(signal.SIGINT)");
-    pythonSigIntHandler = PyOS_getsig(SIGINT);
 
     PyRef mainModule = PyRef::steal(PyImport_ImportModule("__main__"));
     if (!mainModule) {
@@ -452,12 +456,20 @@ void Python::pyDebug(PyObject* object)
 
 void Python::setEnablePythonSIGINTHandler(bool enable)
 {
-    PyOS_setsig(SIGINT, enable ? pythonSigIntHandler : SIG_DFL);
-    // An interrupt that arrived while a worker ran script code is only acted on
-    // by the thread that started the interpreter; let it surface here, where it
-    // ends, rather than in whatever interpreter call comes next.
-    if (!enable && PyErr_CheckSignals() < 0)
-        handleException();
+    // The interpreter acts on its own handler only on the thread that started it, never
+    // on the worker that runs script code: the interrupt is noted instead and raised on
+    // the worker by raiseInterrupt(), which the script's frequent callbacks call.  One
+    // that no callback saw by the end of the operation came too late to stop it.
+    interruptPending.store(false);
+    PyOS_setsig(SIGINT, enable ? noteInterrupt : SIG_DFL);
+}
+
+bool Python::raiseInterrupt()
+{
+    if (!interruptPending.exchange(false))
+        return false;
+    PyErr_SetNone(PyExc_KeyboardInterrupt);
+    return true;
 }
 
 PyObject* Python::pyExceptValue()

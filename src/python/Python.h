@@ -88,7 +88,11 @@ public:
     long pyVersion();
     const char* pyString(PyObject* object);
     void pyDebug(PyObject* object);
+    // While enabled, SIGINT is noted rather than ending the process.
     void setEnablePythonSIGINTHandler(bool enable);
+    // Turns a noted interrupt into a pending KeyboardInterrupt on the calling thread;
+    // true when it did.  Needs the interpreter lock.
+    static bool raiseInterrupt();
     PyObject* pyExceptValue();
     PyObject* pyExceptValuef();
 

@@ -67,6 +67,8 @@ YumIO::~YumIO()
     noMoreMirrorsRepoError_.reset();
     delete dialogs_;
     dialogs_ = nullptr;
+    // The interpreter ends after this body, in the base class.
+    YumIOC::release(this);
 }
 
 void YumIO::setup(QWidget* parent, HProgressBar* totalBar, HProgressBar* itemBar)

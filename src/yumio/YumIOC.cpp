@@ -19,6 +19,8 @@ PyObject* module = nullptr; // kept for the life of the interpreter by sys.modul
             PyErr_SetString(PyExc_RuntimeError, "yumIOC: no engine");                              \
             return nullptr;                                                                        \
         }                                                                                          \
+        if (Python::raiseInterrupt())                                                              \
+            return nullptr;                                                                        \
         return registered->name(self, args);                                                       \
     }
 
@@ -116,6 +118,12 @@ bool YumIOC::initialize(YumIO* engine)
         return false;
     module = created.get();
     return true;
+}
+
+void YumIOC::release(YumIO* engine)
+{
+    if (registered == engine)
+        registered = nullptr;
 }
 
 YumIO* YumIOC::engine()

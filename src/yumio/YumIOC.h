@@ -10,5 +10,8 @@ public:
     // Remembers the engine; creates the module (once per process) and puts it into
     // sys.modules.  Needs the interpreter lock.  False when the module cannot be made.
     static bool initialize(YumIO* engine);
+    // Forgets the engine as it goes, so that a callback made while the interpreter
+    // shuts down fails instead of reaching it.
+    static void release(YumIO* engine);
     static YumIO* engine();
 };

@@ -35,13 +35,13 @@ QString YumIO::getBiArch(const QString& arch)
 
 namespace {
 
-// A decimal text; false when the conversion sets an error number or reads nothing.
+// A decimal text; false only when the conversion sets an error number (out of range), so
+// a text without digits reads as 0.
 bool readDecimal(const char* text, qint64& value)
 {
     errno = 0;
-    char* end = nullptr;
-    const long long read = std::strtoll(text, &end, 10);
-    if (errno != 0 || end == text)
+    const long long read = std::strtoll(text, nullptr, 10);
+    if (errno != 0)
         return false;
     value = read;
     return true;

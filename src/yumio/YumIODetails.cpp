@@ -208,8 +208,8 @@ QStringList YumIO::getPrco(PyObject* package, const char* headerPrefix, const ch
                 if (bits & 8)
                     comparison += QLatin1Char('=');
                 const QString version = pyStringXDec(PySequence_GetItem(versions.get(), i));
-                if (!comparison.isEmpty())
-                    line += QLatin1Char(' ') + comparison;
+                // The blank comes with the comparison even when that is empty.
+                line += QLatin1Char(' ') + comparison;
                 if (!version.isEmpty())
                     line += QLatin1Char(' ') + version;
             }
@@ -522,9 +522,13 @@ int YumIO::upToDateGroupPkgs(const Package::Entry& entry, const char* oldName, c
     PyGILStateWrapper lock(true);
     PyRef list = hasDistribGroups() ? getGroupItem_25(entry, newName) : getGroupItem_22(entry, oldName);
     for (const QString& name : texts(*this, list.get())) {
-        const Package::Entry* member = nameHash_.value(name, nullptr);
-        if (member && member->state == Package::AvailableForUpdate)
-            return 0;
+        // Every architecture class of the name: an update of a build that is not the
+        // preferred entry (i686 beside an available x86_64) counts as well.
+        for (const QString& biArch : qAsConst(biArchs_)) {
+            const Package::Entry* member = keyHash_.value(EntryKey(false, name, biArch), nullptr);
+            if (member && member->state == Package::AvailableForUpdate)
+                return 0;
+        }
     }
     return 1;
 }

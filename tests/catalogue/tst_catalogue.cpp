@@ -69,6 +69,7 @@ private Q_SLOTS:
     void availableDetails();
     void groupDetails();
     void extraDataLoadedOnce();
+    void extraDataFromVanishedMetadata();
 
     void collectAgainIsTheSame();
     void sessionEnable();
@@ -149,6 +150,11 @@ void TestCatalogue::rows_data()
     QTest::newRow("pear-data") << "pear-data" << "noarch" << 1 << 2 << "1.1-1" << "orvo-updates" << "";
     QTest::newRow("tomato") << "tomato" << "noarch" << 2 << 2 << "1.0-1" << "installed" << "";
     QTest::newRow("lemon") << "lemon" << "noarch" << 1 << 2 << "1.0-1" << "orvo-base" << "";
+    // Installed for one word size, the newer version only for the other.
+    QTest::newRow("medlar installed") << "medlar" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "";
+    QTest::newRow("medlar i686") << "medlar" << "i686" << 1 << 2 << "1.1-1" << "orvo-updates" << "";
+    QTest::newRow("apricot i686 update") << "apricot" << "i686" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.i686";
+    QTest::newRow("apricot x86_64") << "apricot" << "x86_64" << 1 << 2 << "1.1-1" << "orvo-updates" << "";
 }
 
 void TestCatalogue::rows()
@@ -195,6 +201,11 @@ void TestCatalogue::duplicates()
     QVERIFY(i686->duplicate);
     QCOMPARE(engine_->preferredEntry("plum"), x64);
     QVERIFY(!find(*engine_, "fig")->duplicate);
+    // Also when the other word size has the newer version.
+    const Package::Entry* medlar = find(*engine_, "medlar", "x86_64");
+    QVERIFY(medlar && !medlar->duplicate);
+    QVERIFY(find(*engine_, "medlar", "i686")->duplicate);
+    QCOMPARE(engine_->preferredEntry("medlar"), medlar);
 }
 
 void TestCatalogue::groups_data()
@@ -203,6 +214,8 @@ void TestCatalogue::groups_data()
     QTest::addColumn<int>("state");
     // Installed, but a mandatory member has an update.
     QTest::newRow("Orchard") << "Orchard" << 0;
+    // Its mandatory member's update is for the build that is not the name's preferred entry.
+    QTest::newRow("Grove") << "Grove" << 0;
     QTest::newRow("Kitchen") << "Kitchen" << 1;
     // No mandatory members: installed through a default one.
     QTest::newRow("Garden") << "Garden" << 2;
@@ -251,6 +264,11 @@ void TestCatalogue::installedDetails()
     QCOMPARE(engine_->getFiles(installed),
              QStringList({ "/usr/share/pear", "/usr/share/pear/README", "/usr/share/pear/pear.conf" }));
     QCOMPARE(engine_->getChangeLog(installed), QString("* Mon Jan  6 2025 Orvo Developers <dev@orvo.invalid> - 1.0-1\n- First harvest."));
+
+    // No vendor in the header: an empty text, not a placeholder.
+    QCOMPARE(engine_->getVendor(*find(*engine_, "plum", "x86_64")), QString());
+    // An unversioned entry keeps the blank before its empty comparison.
+    QVERIFY(engine_->getProvides(*find(*engine_, "medlar", "x86_64")).contains("medlar-fruit "));
 
     const Package::Entry* tomato = find(*engine_, "tomato");
     QCOMPARE(engine_->getRelocations(*tomato), QStringList({ "/opt/tomato" }));
@@ -316,6 +334,41 @@ void TestCatalogue::extraDataLoadedOnce()
     QVERIFY(engine_->getChangeLog(*find(*engine_, "pear"))
                 .startsWith("* Wed Mar  5 2025 Orvo Developers <dev@orvo.invalid> - 1.1-1\n- Crisper skin.\n"));
     QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+}
+
+void TestCatalogue::extraDataFromVanishedMetadata()
+{
+    // The updates come from a copy whose change logs go away after the collection.
+    QTemporaryDir repos;
+    const QString repo = repos.filePath("moving");
+    QCOMPARE(QProcess::execute("cp", { "-a", qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates", repo }), 0);
+    QFile repoFile(root_.filePath("etc/yum.repos.d/moving.repo"));
+    QVERIFY(repoFile.open(QIODevice::WriteOnly));
+    repoFile.write(QString("[orvo-moving]\nname=Moving\nbaseurl=file://%1\nenabled=1\ngpgcheck=0\n").arg(repo).toUtf8());
+    repoFile.close();
+    // Whatever happens, the later tests find the catalogue as it was.
+    auto restore = qScopeGuard([&] {
+        repoFile.remove();
+        recollect({});
+    });
+    QVERIFY(recollect({ { "orvo-updates", false } }));
+    QCOMPARE(find(*engine_, "pear")->repo, QString("orvo-moving"));
+    for (const QString& name : QDir(repo + "/repodata").entryList({ "*other*" }))
+        QVERIFY(QFile::remove(repo + "/repodata/" + name));
+
+    QVERIFY(!engine_->collectOtherData());
+    QCOMPARE(presenter_.dialogs.size(), 1);
+    QVERIFY2(presenter_.dialogs[0].text.startsWith(
+                 "Unable to collect miscellaneous data: metadata unavailable from all repo mirrors:\n"),
+             qPrintable(presenter_.dialogs[0].text));
+    presenter_.dialogs.clear();
+    // The session goes on with what it had.
+    QVERIFY(engine_->getRequires(*find(*engine_, "pear")).contains("pear-data >= 1.1"));
+    restore.dismiss();
+    QVERIFY(repoFile.remove());
+    QVERIFY(recollect({}));
+    QCOMPARE(dump(*engine_), first_);
+    QVERIFY(presenter_.dialogs.isEmpty());
 }
 
 void TestCatalogue::collectAgainIsTheSame()

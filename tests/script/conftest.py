@@ -52,8 +52,10 @@ def Errors(script):
 
 
 def copy_root(sandbox, dest):
+    """A copy of the sandbox root without any metadata cache, whoever used the root before."""
     root = os.path.join(str(dest), "root")
     subprocess.run(["cp", "-a", os.path.join(sandbox, "root"), root], check=True)
+    subprocess.run(["rm", "-rf", os.path.join(root, "var/cache")], check=True)
     return root
 
 

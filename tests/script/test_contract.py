@@ -98,12 +98,15 @@ def test_repository_reading_callbacks(shared):
 
 
 def test_catalogue(shared):
-    assert sorted(shared.updates) == ["kettle-3.0-1.x86_64", "pear-1.1-1.x86_64", "quince-1.1-1.noarch"]
+    assert sorted(shared.updates) == ["apricot-1.1-1.i686", "kettle-3.0-1.x86_64", "pear-1.1-1.x86_64",
+                                      "quince-1.1-1.noarch"]
     assert sorted(shared.installed) == [
-        "cherry-1.0-1.noarch", "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64", "lime-1.0-1.noarch",
-        "pear-1.0-1.x86_64", "plum-1.0-1.x86_64", "quince-1.0-1.x86_64", "tomato-1.0-1.noarch"]
+        "apricot-1.0-1.i686", "cherry-1.0-1.noarch", "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64",
+        "lime-1.0-1.noarch", "medlar-1.0-1.x86_64", "pear-1.0-1.x86_64", "plum-1.0-1.x86_64",
+        "quince-1.0-1.x86_64", "tomato-1.0-1.noarch"]
     for name in ("2:grape-3.0-1.x86_64", "plum-1.0-1.i686", "fig-1.0-1.noarch", "melon-1.0-1.x86_64",
-                 "cherry-ng-2.0-1.noarch", "breakfast-1.0-1.noarch"):
+                 "cherry-ng-2.0-1.noarch", "breakfast-1.0-1.noarch", "medlar-1.1-1.i686",
+                 "apricot-1.1-1.x86_64"):
         assert name in shared.available
     assert "walnut-1.0-1.noarch" not in shared.available
     assert not set(shared.installed) & set(shared.available)
@@ -135,6 +138,9 @@ def test_simple_strings(shared, pkg):
     with pytest.raises(KeyError):
         p.returnSimple("nosuchtag")
     assert shared.available["breakfast-1.0-1.noarch"].returnSimple("group") == "Suite"
+    # a header without a vendor has none, whatever placeholder dnf shows
+    assert [shared.installed["plum-1.0-1.x86_64"].returnSimple("vendor"),
+            shared.available["plum-1.0-1.i686"].returnSimple("vendor")] == ["", ""]
 
 
 def test_prco_files_and_changelog(shared):
@@ -145,10 +151,20 @@ def test_prco_files_and_changelog(shared):
     assert ("cherry", "EQ", ("0", "2.0", "1")) in ng.returnPrco("provides")
     assert shared.available["lemon-1.0-1.noarch"].returnPrco("conflicts") == [("lime", None, (None, None, None))]
     assert ("fruit(pear)", "EQ", ("0", "1.0", None)) in pear.returnPrco("provides")
-    assert pear.returnFileEntries("file") == ["/usr/share/pear/README", "/usr/share/pear/pear.conf"]
     assert pear.returnFileEntries("dir") == ["/usr/share/pear"]
     assert pear.returnChangelog() == [(1736164800, "Orvo Developers <dev@orvo.invalid> - 1.0-1", "- First harvest.")]
     assert "/usr/share/pear-data/seeds" in shared.available["pear-data-1.1-1.noarch"].returnFileEntries("file")
+
+
+@pytest.mark.parametrize("pkg", ["pear-1.0-1.x86_64", "plum-1.0-1.x86_64", "pear-1.1-1.x86_64", "plum-1.0-1.i686"])
+def test_file_lists_are_what_rpm_lists(shared, sandbox, pkg):
+    p = shared.installed.get(pkg) or shared.updates.get(pkg) or shared.available[pkg]
+    if pkg in shared.installed:
+        query = ["rpm", "--root", shared.root, "--dbpath", "/var/lib/rpm", "-ql", pkg]
+    else:
+        query = ["rpm", "-qlp", os.path.join(sandbox, "repos", p.repoid.split("-")[-1], p.relativepath)]
+    listed = subprocess.run(query, stdout=subprocess.PIPE, universal_newlines=True, check=True).stdout.split()
+    assert sorted(p.returnFileEntries("file")) == sorted(listed) and len(listed) >= 2
 
 
 def test_installed_headers(shared):
@@ -169,13 +185,17 @@ def test_arch_classes_and_preference(shared):
     plum64, plum32 = shared.installed["plum-1.0-1.x86_64"], shared.available["plum-1.0-1.i686"]
     assert io.isBetterThan(plum64, plum32) is True and io.isBetterThan(plum32, plum64) is False
     assert io.isBetterThan(shared.updates["pear-1.1-1.x86_64"], shared.installed["pear-1.0-1.x86_64"])
-    assert not io.isBetterThan(shared.installed["quince-1.0-1.x86_64"], shared.updates["quince-1.1-1.noarch"])
+    # the architecture's closeness to the machine's own comes before the version
+    medlar64, medlar32 = shared.installed["medlar-1.0-1.x86_64"], shared.available["medlar-1.1-1.i686"]
+    assert io.isBetterThan(medlar64, medlar32) is True and io.isBetterThan(medlar32, medlar64) is False
+    assert io.isBetterThan(shared.installed["quince-1.0-1.x86_64"], shared.updates["quince-1.1-1.noarch"])
 
 
 def test_groups(shared):
     g = shared.groups
     assert [(n, g[n].user_visible, g[n].installed) for n in sorted(g)] == [
-        ("Garden", True, True), ("Kitchen", True, False), ("Orchard", True, True), ("Pantry", False, False)]
+        ("Garden", True, True), ("Grove", True, True), ("Kitchen", True, False), ("Orchard", True, True),
+        ("Pantry", False, False)]
     orchard = g["Orchard"]
     assert type(orchard.mandatory_packages) is dict and sorted(orchard.mandatory_packages) == ["pear", "quince"]
     assert list(orchard.default_packages) == ["plum"] and list(orchard.optional_packages) == ["fig"]
@@ -199,3 +219,38 @@ def test_other_data_then_cleaning(new_session):
     left = subprocess.run(["find", cache, "-name", "*.solv*", "-o", "-name", "repomd.xml"],
                           stdout=subprocess.PIPE, universal_newlines=True).stdout
     assert left == ""
+
+
+@pytest.mark.parametrize("raised,expected", [
+    ("dnf.exceptions.RepoError(\"Failed to download metadata for repo 'x': Cannot download repomd.xml: "
+     "All mirrors were tried\")", "NoMoreMirrorsRepoError"),
+    ("libdnf.error.Error('Curl error (7): Could not connect to server')", "NoMoreMirrorsRepoError"),
+    ("dnf.exceptions.RepoError('Cannot find a valid baseurl for repo: x')", "RepoError"),
+    ("dnf.exceptions.MetadataError('repomd.xml parser error')", "RepoError"),
+    ("dnf.exceptions.DownloadError({'pear-1.1-1.x86_64': ['Cannot download Packages/pear.rpm']})", "YumBaseError"),
+    ("dnf.exceptions.LockError('locked')", "LockError"),
+    ("dnf.exceptions.CompsError('no group')", "GroupsError"),
+    ("dnf.exceptions.DepsolveError('nothing provides lime')", "YumBaseError"),
+    ("libdnf.error.Error('Failed to load the system repository')", "YumBaseError"),
+    ("Errors.RepoError('already mapped')", "RepoError"),
+])
+def test_errors_mapped_by_what_happened(script, raised, expected):
+    """dnf's failures become the yum class that names what happened."""
+    error = eval(raised, script)
+    mapped = script["_yumError"](error)
+    assert type(mapped) is getattr(script["Errors"], expected)
+    assert str(mapped) == str(error)
+
+
+@pytest.mark.parametrize("callback", ["collectGrabMeterStart", "collectGrabMeterUpdate"])
+def test_interrupt_in_download_callback_stays_an_interrupt(script, new_session, monkeypatch, callback):
+    """An interrupt raised by a callback inside dnf's downloads reaches the engine as one, once."""
+    s = new_session()
+
+    def interrupted(*args):
+        raise KeyboardInterrupt()
+    monkeypatch.setattr(sys.modules["yumIOC"], callback, interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        s.io.setupRepos()
+    later = script["_yumError"](script["dnf"].exceptions.RepoError("Cannot find a valid baseurl"))
+    assert type(later) is script["Errors"].RepoError

@@ -45,7 +45,7 @@ def test_install_pulls_dependency(fresh):
     assert [str(m) for m in depinst] == ["melon-libs-1.0-1.x86_64"]
     assert not (updated or removed or obsoleted or depupd or deprem or other)
     assert fresh.io.tsInfo is rec.of("listTransaction")[0][0]
-    assert [p.name for p in rec.of("reportDownloadSize")[0][0]] == ["melon", "melon-libs"]
+    assert sorted(p.name for p in rec.of("reportDownloadSize")[0][0]) == ["melon", "melon-libs"]
     for pkg, code, done, total, index, count in rec.of("tsEvent"):
         assert 0 <= done <= total and 1 <= index <= count == 2
     assert installed(fresh.root) == sorted(before + ["melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64"])
@@ -65,9 +65,9 @@ def test_update_with_dependency_arch_change_and_install_only(fresh):
     assert [str(p) for p, rel in updated["quince-1.1-1.noarch"].relatedto] == ["quince-1.0-1.x86_64"]
     assert {("pear", 10), ("quince", 10), ("kettle", 30), ("pear", 90), ("quince", 90)} <= set(events(fresh.rec))
     assert installed(fresh.root) == [
-        "cherry-1.0-1.noarch", "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64", "kettle-3.0-1.x86_64",
-        "lime-1.0-1.noarch", "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch", "plum-1.0-1.x86_64",
-        "quince-1.1-1.noarch", "tomato-1.0-1.noarch"]
+        "apricot-1.0-1.i686", "cherry-1.0-1.noarch", "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64",
+        "kettle-3.0-1.x86_64", "lime-1.0-1.noarch", "medlar-1.0-1.x86_64", "pear-1.1-1.x86_64",
+        "pear-data-1.1-1.noarch", "plum-1.0-1.x86_64", "quince-1.1-1.noarch", "tomato-1.0-1.noarch"]
 
 
 def test_remove_one_of_two_versions(fresh):
@@ -204,11 +204,19 @@ def test_lock_survives_transaction(fresh):
 
 
 SERVER = r"""
-import functools, http.server, sys
-class Quiet(http.server.SimpleHTTPRequestHandler):
+import functools, http.server, shutil, sys, time
+class Slow(http.server.SimpleHTTPRequestHandler):
     def log_message(self, *args):
         pass
-server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Quiet, directory=sys.argv[1]))
+    def copyfile(self, source, outputfile):
+        if not self.path.endswith(".rpm"):
+            return shutil.copyfileobj(source, outputfile)
+        # packages trickle in, so that the downloads run side by side
+        for chunk in iter(lambda: source.read(512), b""):
+            outputfile.write(chunk)
+            outputfile.flush()
+            time.sleep(0.01)
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Slow, directory=sys.argv[1]))
 print(server.server_address[1], flush=True)
 server.serve_forever()
 """
@@ -217,7 +225,7 @@ server.serve_forever()
 @pytest.fixture
 def http_repos(sandbox):
     """The sandbox repositories served over HTTP on the loopback interface, from another
-    process: dnf holds the interpreter lock while it downloads."""
+    process (dnf holds the interpreter lock while it downloads), packages slowly."""
     proc = subprocess.Popen([sys.executable, "-c", SERVER, os.path.join(sandbox, "repos")],
                             stdout=subprocess.PIPE, universal_newlines=True)
     try:
@@ -225,6 +233,28 @@ def http_repos(sandbox):
     finally:
         proc.kill()
         proc.wait()
+
+
+def rows_of_updates(calls):
+    """Replays the download meter calls as the engine places them: with a multi-file batch
+    each meter has the row it was given when new, otherwise every call goes to the one item
+    row, labelled by the last start.  Gives (file the update belongs to, file its row shows)."""
+    rows, rowOfMeter, fileOfMeter, landed = {}, {}, {}, []
+    parallel = False
+    for name, args in calls:
+        if name == "applyGrabMultiMeterStart":
+            parallel, rowOfMeter = True, {}
+        elif name == "applyGrabMultiMeterEnd":
+            parallel = False
+        elif name == "applyGrabMultiMeterNew":
+            rowOfMeter[id(args[0])] = len(rowOfMeter)
+        elif name == "applyGrabMeterStart":
+            fileOfMeter[id(args[0])] = os.path.basename(args[1])
+            rows[rowOfMeter.get(id(args[0]), 0) if parallel else "item"] = os.path.basename(args[1])
+        elif name == "applyGrabMeterUpdate":
+            row = rowOfMeter.get(id(args[0]), 0) if parallel else "item"
+            landed.append((fileOfMeter.get(id(args[0])), rows.get(row)))
+    return landed
 
 
 def test_downloads_report_meters(new_session, recorder, sandbox, tmp_path, http_repos):
@@ -235,18 +265,48 @@ def test_downloads_report_meters(new_session, recorder, sandbox, tmp_path, http_
     s.io.disableRepo("orvo-updates")
     s.collect()
     assert recorder.of("collectGrabMeterStart")
-    pear = s.updates["pear-1.1-1.x86_64"]
-    assert pear.repoid == "orvo-http" and not os.path.exists(pear.localPkg())
+    u, i = s.updates, s.installed
+    assert u["pear-1.1-1.x86_64"].repoid == "orvo-http" and not os.path.exists(u["pear-1.1-1.x86_64"].localPkg())
     recorder.reset()
-    s.io.apply([], [[pear, s.installed["pear-1.0-1.x86_64"]]], [])
+    s.io.apply([], [[u["pear-1.1-1.x86_64"], i["pear-1.0-1.x86_64"]], [u["quince-1.1-1.noarch"], i["quince-1.0-1.x86_64"]],
+                    [u["apricot-1.1-1.i686"], i["apricot-1.0-1.i686"]]], [])
     names = ordered(recorder.names())
-    assert names.index("userconfirm") < names.index("applyGrabMeterStart") < names.index("tsInitCallback")
+    assert names.index("userconfirm") < names.index("applyGrabMultiMeterStart") < names.index("applyGrabMeterStart")
+    assert names.index("applyGrabMultiMeterEnd") < names.index("tsInitCallback")
+    files = ["apricot-1.1-1.i686.rpm", "pear-1.1-1.x86_64.rpm", "pear-data-1.1-1.noarch.rpm", "quince-1.1-1.noarch.rpm"]
     starts = recorder.of("applyGrabMeterStart")
-    assert sorted(os.path.basename(a[1]) for a in starts) == ["pear-1.1-1.x86_64.rpm", "pear-data-1.1-1.noarch.rpm"]
+    assert sorted(os.path.basename(a[1]) for a in starts) == files
+    count, total = recorder.of("applyGrabMultiMeterStart")[0]
+    assert (count, total) == (4, sum(a[4] for a in starts))
     for meter, fname, url, basename, size, text in starts:
         assert fname.startswith(s.io.conf.cachedir) and url.startswith(http_repos) and size > 0
         assert [a for a in recorder.of("applyGrabMeterEnd") if a[0] is meter] == [(meter, size)]
+        assert [a for a in recorder.of("applyGrabMultiMeterNew") if a[0] is meter] == [(meter,)]
+    # every update reaches the row of its own file
+    landed = rows_of_updates(recorder.calls)
+    assert landed and all(own == shown for own, shown in landed), landed
     assert "pear-1.1-1.x86_64" in installed(s.root)
+
+
+def test_failed_extra_data_keeps_the_session(new_session, sandbox, tmp_path, Errors):
+    root = copy_root(sandbox, tmp_path)
+    repo = str(tmp_path / "moving")
+    shutil.copytree(os.path.join(sandbox, "repos/updates"), repo)
+    with open(os.path.join(root, "etc/yum.repos.d/moving.repo"), "w") as fh:
+        fh.write("[orvo-moving]\nname=Moving\nbaseurl=file://%s\nenabled=1\ngpgcheck=0\n" % repo)
+    s = new_session(root)
+    s.io.disableRepo("orvo-updates")
+    s.collect()
+    updates = sorted(s.updates)
+    # the repository loses its change logs after the collection
+    for f in os.listdir(os.path.join(repo, "repodata")):
+        if "other" in f:
+            os.unlink(os.path.join(repo, "repodata", f))
+    with pytest.raises(Errors.NoMoreMirrorsRepoError):
+        s.io.collectOtherData()
+    assert sorted(str(p) for p in s.io.collectUpdates()) == updates
+    s.io.apply([], [[s.updates["pear-1.1-1.x86_64"], s.installed["pear-1.0-1.x86_64"]]], [])
+    assert "pear-1.1-1.x86_64" in installed(root)
 
 
 @pytest.mark.parametrize("setup", ["no root", "malformed main file"])

@@ -37,9 +37,14 @@ namespace {
 
 // A stand-in for the companion script and the yum package: just what initialisation
 // looks up, plus one function for the worker to call.
-const char* const kScript = R"(import os, sys
+const char* const kScript = R"(import os, signal, sys, threading
 sys.path.insert(0, os.path.join(os.environ['ORVOSHARE'], 'python'))
 import yum
+import yumIOC
+
+# Set by a test: the tick of collectUpdates' loop at which the worker is sent SIGINT.
+interruptAt = None
+ticks = 0
 
 class _Repo:
     def __init__(self, enabled):
@@ -79,6 +84,13 @@ class YumIO:
     def setupTs(self):
         pass
     def collectUpdates(self):
+        global ticks
+        ticks = 0
+        while interruptAt is not None and ticks < 50:
+            ticks += 1
+            if ticks == interruptAt:
+                signal.pthread_kill(threading.get_ident(), signal.SIGINT)
+            yumIOC.log(5, 'tick')
         return []
     def collectAll(self):
         return _All()
@@ -181,6 +193,7 @@ private Q_SLOTS:
     void captureChildOutput();
     void captureSetupFailure();
     void noLeaks();
+    void interruptStopsScript();
     void widgetPresenter_data();
     void widgetPresenter();
     void widgetPresenterDialogs();
@@ -517,7 +530,15 @@ void TestWorkers::captureSetupFailure()
 
 void TestWorkers::noLeaks()
 {
-    const auto threadCount = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
+    const auto threadIds = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot); };
+    // Threads started since the baseline and still there; one that was ending when the
+    // baseline was taken may be gone, which is no leak.
+    const auto newThreads = [&threadIds](const QStringList& baseline) {
+        QStringList added = threadIds();
+        for (const QString& id : baseline)
+            added.removeAll(id);
+        return added;
+    };
     const auto captureOnce = [this] {
         return runProtocolBody([this] {
             YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
@@ -529,14 +550,36 @@ void TestWorkers::noLeaks()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     const QStringList fds = openDescriptors();
     QVERIFY(fds.contains("0") && fds.contains("2"));
-    const auto threads = threadCount();
+    const QStringList threads = threadIds();
     for (int i = 0; i < 5; ++i) {
         QVERIFY(engine_->collect({}) && engine_->apply() && captureOnce());
         engine_->clearEntries();
     }
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(openDescriptors(), fds);
-    QTRY_COMPARE(threadCount(), threads);
+    QTRY_COMPARE(newThreads(threads), QStringList());
+}
+
+// Ctrl+C while a script loop runs on the worker stops the loop there and is reported as
+// the interrupted operation, not afterwards on the graphical thread.
+void TestWorkers::interruptStopsScript()
+{
+    engine_->py("interruptAt = 3");
+    const bool collected = engine_->collect({});
+    engine_->py("interruptAt = None");
+    QVERIFY(!collected);
+    PyRef ticks = PyRef::steal(engine_->pyr("ticks"));
+    QCOMPARE(ticks ? PyLong_AsLong(ticks.get()) : -1L, 3L);
+    QCOMPARE(presenter_.dialogs.size(), 1);
+    QVERIFY2(presenter_.dialogs[0].text.startsWith("Unable to collect updatable packages: KeyboardInterrupt\n\n"),
+             qPrintable(presenter_.dialogs[0].text));
+    struct sigaction action;
+    QCOMPARE(sigaction(SIGINT, nullptr, &action), 0);
+    QVERIFY(action.sa_handler == SIG_DFL);
+    // The next operation is not troubled by it.
+    presenter_.dialogs.clear();
+    QVERIFY(engine_->collect({}));
+    QVERIFY(presenter_.dialogs.isEmpty());
 }
 
 void TestWorkers::widgetPresenter_data()
