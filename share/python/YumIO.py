@@ -539,7 +539,7 @@ class _Package(object):
 
     def _simple(self):
         p = self._pkg
-        return {
+        values = {
             "name": p.name, "arch": p.arch, "epoch": self.epoch, "version": p.version,
             "release": p.release, "summary": p.summary, "description": p.description,
             "group": p.group, "vendor": p.vendor, "sourcerpm": p.sourcerpm,
@@ -547,6 +547,8 @@ class _Package(object):
             "repoid": self.repoid, "buildtime": p.buildtime, "size": self.size,
             "installedsize": p.installsize, "packagesize": p.downloadsize,
         }
+        # libsolv names a tag missing from the rpm database "<NULL>"; yum had no value.
+        return {tag: None if v == "<NULL>" else v for tag, v in values.items()}
 
     def returnSimple(self, tag):
         values = self._simple()

@@ -170,6 +170,7 @@ void Area::addHeader(int& row, const QString& text)
 void Area::addLabel(int row, const QString& label)
 {
     auto* widget = new QLabel(tr("%1:").arg(label), this);
+    widget->setTextFormat(Qt::PlainText);
     grid_->addWidget(widget, row, 0, Qt::AlignRight | Qt::AlignTop);
 }
 

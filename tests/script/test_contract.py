@@ -119,6 +119,10 @@ def test_simple_strings(shared, pkg):
     with pytest.raises(KeyError):
         p.returnSimple("nosuchtag")
     assert shared.available["breakfast-1.0-1.noarch"].returnSimple("group") == "Suite"
+    # A tag the package does not have is missing, also for installed packages.
+    for tag in ("vendor", "packager", "url"):
+        with pytest.raises(KeyError):
+            shared.installed["plum-1.0-1.x86_64"].returnSimple(tag)
 
 
 def test_prco_files_and_changelog(shared):
