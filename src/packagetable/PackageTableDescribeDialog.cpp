@@ -8,6 +8,7 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QLayout>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -57,7 +58,9 @@ void Dialog::config(YumIO* yumIO, const Package::Entry& entry, YumConfIO* yumCon
         for (const Package::Entry* version = entry.next; version; version = version->next)
             areas_.append(new Instance::Area(this, column_, yumIO, *version, yumConfIO, false));
     }
-    scroll_->widget()->updateGeometry();
+    // The column sits inside the scrolled widget's layout, whose size was taken when
+    // the scroll area was set up: have it measured anew.
+    scroll_->widget()->layout()->invalidate();
     scroll_->updateGeometry();
 }
 

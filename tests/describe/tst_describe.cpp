@@ -195,6 +195,11 @@ void TestDescribe::areas()
     QCOMPARE(areaLabels(areas[0]), full);
     for (int i = 1; i < areas.size(); ++i)
         QCOMPARE(areaLabels(areas[i]), shortLabels);
+    // The dialog asks for room for its areas, within the screen.
+    const QSize screen = ScreenLimit::maximum(&dialog);
+    for (const Area* area : areas)
+        QVERIFY(dialog.sizeHint().width() >= qMin(area->sizeHint().width(), screen.width()));
+    QVERIFY(dialog.sizeHint().height() >= qMin(areas[0]->sizeHint().height(), screen.height()));
     // Only a package from a repository can have its repository described.
     QCOMPARE(areas[0]->button("Repository") != nullptr, entry->repo != "installed" && !group);
     // Configuring again replaces the areas.
@@ -416,7 +421,9 @@ void TestDescribe::longValues()
     QSize shownSize;
     answers.inspect = [&](QDialog& shown) { shownSize = shown.size(); };
     QCOMPARE(dialog.exec(), int(QDialog::Accepted));
-    QVERIFY(shownSize.width() <= screen.width() && shownSize.height() <= screen.height());
+    // As large as the screen allows, and no larger.
+    QCOMPARE(shownSize.width(), screen.width());
+    QVERIFY(shownSize.height() <= screen.height());
 
     dialog.config(engine_, entry, conf_);
     dialog.areas()[0]->button("Files")->click();
