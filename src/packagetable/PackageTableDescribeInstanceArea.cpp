@@ -25,7 +25,7 @@ namespace {
 // of thousands of lines neither slows the dialog down nor stretches it.
 const int labelLines = 6;
 const int labelColumns = 100;
-const int viewColumns = 80;
+const int viewColumns = 64;
 const int viewRows = 10;
 
 // The rows that text takes when wrapped at viewColumns, counted up to limit.
