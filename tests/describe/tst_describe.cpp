@@ -30,39 +30,25 @@ using PackageTable::Describe::Instance::RepoDialog;
 
 namespace {
 
-// What a modal dialog showed before it was answered.
-struct Shown {
-    QString title;
-    QString text;
-    QString className;
-};
-
-// Answers every modal dialog with accept, after noting what it showed.
+// Accepts every modal dialog, noting "title|text" (the text of text dialogs only).
 class Answers final
 {
 public:
     Answers()
     {
         ModalAnswer::install([this](QDialog& dialog) {
-            Shown seen { dialog.windowTitle(), QString(), dialog.metaObject()->className() };
-            if (auto* text = qobject_cast<TextDialog*>(&dialog))
-                seen.text = text->editor()->toPlainText();
+            auto* text = qobject_cast<TextDialog*>(&dialog);
+            shown.append(dialog.windowTitle() + "|" + (text ? text->editor()->toPlainText() : QString()));
             if (inspect)
                 inspect(dialog);
-            shown.append(seen);
             return int(QDialog::Accepted);
         });
     }
     ~Answers() { ModalAnswer::clear(); }
 
-    QList<Shown> shown;
+    QStringList shown;
     std::function<void(QDialog&)> inspect;
 };
-
-QString areaLabels(const Area* area)
-{
-    return area->labels().join(',');
-}
 
 } // namespace
 
@@ -71,22 +57,275 @@ class TestDescribe final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
+    void initTestCase()
+    {
+        QVERIFY(root_.isValid());
+        const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
+        QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
+        // The system is changed by use (caches, locks): work on a copy.
+        QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
+        qputenv("ORVOROOT", root_.path().toLocal8Bit());
+        std::signal(SIGINT, SIG_DFL);
+        YumIODialogsPresenter::install(&presenter_);
+        conf_ = new YumConfIO(requests_, used_);
+        QVERIFY(conf_->read(nullptr));
+        engine_ = new YumIO;
+        engine_->setup(nullptr, nullptr, nullptr);
+        QVERIFY(engine_->initialize());
+        QVERIFY(engine_->collect({}));
+    }
 
-    void areas_data();
-    void areas();
-    void values();
-    void showTexts_data();
-    void showTexts();
-    void extraDataButtons();
-    void repository();
-    void notReadyStaysOpen();
-    void longValues();
+    void cleanupTestCase()
+    {
+        if (engine_)
+            engine_->clearEntriesBeforeQuit();
+        delete engine_;
+        delete conf_;
+        YumIODialogsPresenter::install(nullptr);
+    }
+
+    void cleanup() { QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text)); }
+
+    void areas_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("headers");
+        QTest::addColumn<QString>("full");
+        QTest::addColumn<QString>("further");
+
+        // Vendor, packager, URL, relocations, conflicts and obsoletes are empty and left
+        // out; an installed package has no binary RPM.
+        QTest::newRow("installed") << "plum" << "Installed"
+                                   << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Build Time,"
+                                      "Build Host,Install Time,License,Provides,Requires,Files,Change Log"
+                                   << "";
+        QTest::newRow("update, two installed")
+            << "kettle" << "Available for update,Installed,Installed"
+            << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Build Time,Build Host,"
+               "Binary RPM,Source RPM,License,Provides,Files,Change Log"
+            << "Version,Architecture,Size,Build Time,Files,Change Log";
+        QTest::newRow("update, one installed")
+            << "pear" << "Available for update,Installed"
+            << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Vendor,Build Time,Build Host,"
+               "Binary RPM,Source RPM,License,Packager,URL,Provides,Requires,Files,Change Log"
+            << "Version,Architecture,Size,Build Time,Packager,Files,Change Log";
+        QTest::newRow("relocatable") << "tomato" << "Installed"
+                                     << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Build Time,"
+                                        "Build Host,Install Time,License,Relocations,Provides,Requires,Files,Change Log"
+                                     << "";
+        // The kind and the member lists that are not empty; no files, no change log.
+        QTest::newRow("group") << "Orchard" << "Available for update"
+                               << "Kind,Mandatory Packages,Default Packages,Optional Packages,Conditional Packages"
+                               << "";
+    }
+
+    void areas()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, headers);
+        QFETCH(QString, full);
+        QFETCH(QString, further);
+
+        const Package::Entry* entry = find(name);
+        Dialog dialog(nullptr);
+        dialog.config(engine_, *entry, conf_);
+        dialog.config(engine_, *entry, conf_);
+        const QList<Area*> areas = dialog.areas();
+        QCOMPARE(dialog.findChildren<Area*>().size(), areas.size());
+        QStringList seen;
+        for (const Area* area : areas)
+            seen.append(area->header());
+        QCOMPARE(seen.join(','), headers);
+        QCOMPARE(areas[0]->labels().join(','), full);
+        for (const Area* area : areas.mid(1))
+            QCOMPARE(area->labels().join(','), further);
+        // Only a repository other than "installed" can be described.
+        QCOMPARE(areas[0]->button("Repository") != nullptr, entry->repo != "installed" && entry->kind != Package::Group);
+    }
+
+    void showTexts_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QString>("shown");
+
+        // Installed versions read their own header: nothing to load.
+        QTest::newRow("files") << "pear" << "1.0-1" << "Files"
+                               << "pear 1.0-1 File List|/usr/share/pear\n/usr/share/pear/README\n/usr/share/pear/pear.conf";
+        QTest::newRow("change log")
+            << "pear" << "1.0-1" << "Change Log"
+            << "pear 1.0-1 Change Log|* Mon Jan  6 2025 Orvo Developers <dev@orvo.invalid> - 1.0-1\n- First harvest.";
+        QTest::newRow("second installed version")
+            << "kettle" << "2.0-1" << "Files" << "kettle 2.0-1 File List|/usr/share/kettle/2.0\n/usr/share/kettle/2.0/README";
+    }
+
+    void showTexts()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, version);
+        QFETCH(QString, row);
+        QFETCH(QString, shown);
+
+        Dialog dialog(nullptr);
+        dialog.config(engine_, *find(name), conf_);
+        // The order of installed versions is the package manager's.
+        const Area* area = nullptr;
+        for (const Area* a : dialog.areas())
+            if (a->value("Version") == version)
+                area = a;
+        Answers answers;
+        area->button(row)->click();
+        QCOMPARE(answers.shown, QStringList { shown });
+        QVERIFY(!engine_->fileListsLoaded());
+    }
+
+    void extraDataButtons()
+    {
+        Dialog dialog(nullptr);
+        dialog.config(engine_, *find("pear"), conf_);
+        const Area* update = dialog.areas()[0];
+        const auto texts = [&] {
+            QStringList list;
+            for (const Area* area : dialog.areas())
+                list << area->button("Files")->text() << area->button("Change Log")->text();
+            return list.join(',');
+        };
+        QCOMPARE(texts(), QString("Show (must load extra data),Show (must load extra data),Show,Show"));
+
+        Answers answers;
+        update->button("Files")->click();
+        QVERIFY(dialog.isReady() && dialog.isEnabled());
+        QCOMPARE(texts(), QString("Show,Show (must load extra data),Show,Show"));
+        QCOMPARE(answers.shown.size(), 1);
+        QVERIFY(answers.shown[0].startsWith("pear 1.1-1 File List|"));
+        QVERIFY(answers.shown[0].contains("\n/usr/share/pear/README\n"));
+
+        update->button("Change Log")->click();
+        QCOMPARE(texts(), QString("Show,Show,Show,Show"));
+        QVERIFY(answers.shown[1].startsWith("pear 1.1-1 Change Log|* Wed Mar  5 2025 Orvo Developers"));
+    }
+
+    void repository()
+    {
+        Dialog dialog(nullptr);
+        dialog.config(engine_, *find("pear"), conf_);
+        const Area* update = dialog.areas()[0];
+        // The source row repeats the binary RPM.
+        QVERIFY(update->value("Binary RPM").endsWith("pear-1.1-1.x86_64.rpm"));
+        QCOMPARE(update->value("Source RPM"), update->value("Binary RPM"));
+        QCOMPARE(update->value("Requires"), QString("pear-data >= 1.1"));
+
+        Answers answers;
+        QStringList rows;
+        answers.inspect = [&](QDialog& shown) {
+            for (const char* name : { "repoName", "urls", "mirrorlist" })
+                rows << shown.findChild<QLabel*>(name)->text();
+            auto* browse = shown.findChild<QPushButton*>("browse");
+            rows << browse->text() << browse->toolTip() << shown.findChild<QPushButton*>("close")->text();
+        };
+        QCOMPARE(update->button("Repository")->text(), QString("Details"));
+        update->button("Repository")->click();
+        QCOMPARE(answers.shown, QStringList { "Orvo Repository Description|" });
+        QCOMPARE(rows, QStringList({ "Orvo Sandbox Updates $releasever - $basearch",
+                                     "file://" + qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates", "",
+                                     "Browse Repository",
+                                     "Browse the first URL specified for the selected repository using an external "
+                                     "web browser",
+                                     "Close" }));
+        QCOMPARE(update->repoDialog()->entry().id, QString("orvo-updates"));
+
+        // Passwords carried in a URL are masked; browsing uses the URL as written.
+        Repo::Entry larder;
+        larder.baseurl = "http://larder.invalid/larder?user=ann&pass=secret&path=/orvo";
+        update->repoDialog()->config(larder);
+        QCOMPARE(update->repoDialog()->findChild<QLabel*>("urls")->text(),
+                 QString("http://larder.invalid/larder?user=ann&pass=********&path=/orvo"));
+        QCOMPARE(update->repoDialog()->entry().baseurl, larder.baseurl);
+    }
+
+    void notReadyStaysOpen()
+    {
+        Dialog dialog(nullptr);
+        dialog.config(engine_, *find("plum"), conf_);
+        bool stayed = false;
+        Answers answers;
+        answers.inspect = [&](QDialog&) {
+            dialog.setReady(false);
+            dialog.close();
+            dialog.reject();
+            stayed = dialog.isVisible() && !dialog.isEnabled() && dialog.areas().size() == 1;
+            dialog.setReady(true);
+        };
+        QCOMPARE(dialog.exec(), int(QDialog::Accepted));
+        QVERIFY(stayed);
+        // Closed, it keeps no reference into the catalogue, which a collection replaces.
+        QVERIFY(dialog.areas().isEmpty());
+    }
+
+    void longValues()
+    {
+        // A package object as the script presents one, with a long description, many
+        // provides and thousands of files.
+        Package::Entry entry;
+        entry.name = "long";
+        entry.verRel = "1.0-1";
+        entry.repo = "installed";
+        {
+            Python::PyGILStateWrapper lock(true);
+            engine_->py("class LongPackage:\n"
+                        "    def returnSimple(self, name):\n"
+                        "        if name != 'description': raise KeyError(name)\n"
+                        "        return '\\n'.join('Line %d of a description that is long enough to wrap.' % i\n"
+                        "                         for i in range(20000))\n"
+                        "    def returnPrco(self, name):\n"
+                        "        return [('long(%d)' % i, None, None) for i in range(3000)] if name == 'provides' else []\n"
+                        "    def returnFileEntries(self, kind):\n"
+                        "        return ['/usr/share/long/file%05d' % i for i in range(5000)]\n");
+            entry.yumObject = PyRef::steal(engine_->pyr("LongPackage()"));
+        }
+        QVERIFY(entry.yumObject);
+
+        Dialog dialog(nullptr);
+        dialog.config(engine_, entry, conf_);
+        const Area* area = dialog.areas()[0];
+        QCOMPARE(area->value("Description").count('\n'), 19999);
+        // Long values scroll in views of a few lines.
+        const QList<QPlainTextEdit*> views = area->findChildren<QPlainTextEdit*>();
+        QCOMPARE(views.size(), 2);
+        for (const QPlainTextEdit* view : views)
+            QVERIFY(view->height() < 12 * view->fontMetrics().lineSpacing());
+        const QSize screen = ScreenLimit::maximum(&dialog);
+        const QSize hint = dialog.sizeHint();
+        QVERIFY(hint.width() <= screen.width() && hint.height() <= screen.height());
+        // Room for the area: its new rows are measured.
+        QVERIFY(hint.width() >= area->sizeHint().width());
+
+        Answers answers;
+        QSize shownSize;
+        answers.inspect = [&](QDialog& shown) { shownSize = shown.size(); };
+        QCOMPARE(dialog.exec(), int(QDialog::Accepted));
+        QCOMPARE(shownSize, hint);
+
+        dialog.config(engine_, entry, conf_);
+        dialog.areas()[0]->button("Files")->click();
+        QVERIFY(answers.shown.value(1).startsWith("long 1.0-1 File List|"));
+        QCOMPARE(answers.shown[1].count('\n'), 4999);
+        QVERIFY(shownSize.width() <= screen.width() && shownSize.height() <= screen.height());
+        dialog.done(QDialog::Accepted);
+
+        Python::PyGILStateWrapper lock(true);
+        entry.yumObject.reset();
+    }
 
 private:
-    const Package::Entry* find(const QString& name, const QString& arch = QString(), bool group = false) const;
+    const Package::Entry* find(const QString& name) const
+    {
+        for (const Package::Entry* entry : engine_->catalogue())
+            if (entry->name == name && !entry->duplicate)
+                return entry;
+        return nullptr;
+    }
 
     QTemporaryDir root_;
     YumIO* engine_ = nullptr;
@@ -95,347 +334,6 @@ private:
     YumConfIO::UseTable used_;
     YumConfIO* conf_ = nullptr;
 };
-
-void TestDescribe::initTestCase()
-{
-    QVERIFY(root_.isValid());
-    const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-    QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-    // The system is changed by use (caches, locks): work on a copy.
-    QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
-    qputenv("ORVOROOT", root_.path().toLocal8Bit());
-    std::signal(SIGINT, SIG_DFL);
-    YumIODialogsPresenter::install(&presenter_);
-    conf_ = new YumConfIO(requests_, used_);
-    QVERIFY(conf_->read(nullptr));
-    engine_ = new YumIO;
-    engine_->setup(nullptr, nullptr, nullptr);
-    QVERIFY(engine_->initialize());
-    QVERIFY(engine_->collect({}));
-    QVERIFY(!engine_->fileListsLoaded());
-    QVERIFY(!engine_->otherDataLoaded());
-}
-
-void TestDescribe::cleanupTestCase()
-{
-    if (engine_)
-        engine_->clearEntriesBeforeQuit();
-    delete engine_;
-    delete conf_;
-    YumIODialogsPresenter::install(nullptr);
-}
-
-void TestDescribe::init()
-{
-    QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
-}
-
-const Package::Entry* TestDescribe::find(const QString& name, const QString& arch, bool group) const
-{
-    for (const Package::Entry* entry : engine_->catalogue())
-        if (entry->name == name && (group == (entry->kind == Package::Group)) && (arch.isEmpty() || entry->arch == arch))
-            return entry;
-    return nullptr;
-}
-
-void TestDescribe::areas_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("group");
-    QTest::addColumn<QStringList>("headers");
-    QTest::addColumn<QString>("full");
-    QTest::addColumn<QString>("shortLabels");
-
-    const QString shortKettle = "Version,Architecture,Size,Build Time,Files,Change Log";
-    // Vendor, packager, URL, relocations, conflicts and obsoletes are empty and left
-    // out, and an installed package has no binary RPM.
-    QTest::newRow("installed plum") << "plum" << false << QStringList { "Installed" }
-                                    << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,"
-                                       "Build Time,Build Host,Install Time,License,Provides,Requires,Files,Change Log"
-                                    << QString();
-    // The update and each of its two installed versions.
-    QTest::newRow("kettle update, two installed")
-        << "kettle" << false << QStringList { "Available for update", "Installed", "Installed" }
-        << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Build Time,Build Host,"
-           "Binary RPM,Source RPM,License,Provides,Files,Change Log"
-        << shortKettle;
-    QTest::newRow("pear update, one installed")
-        << "pear" << false << QStringList { "Available for update", "Installed" }
-        << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Vendor,Build Time,Build Host,"
-           "Binary RPM,Source RPM,License,Packager,URL,Provides,Requires,Files,Change Log"
-        << "Version,Architecture,Size,Build Time,Packager,Files,Change Log";
-    QTest::newRow("relocatable tomato")
-        << "tomato" << false << QStringList { "Installed" }
-        << "Kind,Version,Repository,Architecture,Size,Summary,Description,Group,Build Time,Build Host,"
-           "Install Time,License,Relocations,Provides,Requires,Files,Change Log"
-        << QString();
-    // Only the kind and the member lists that are not empty; no files, no change log.
-    QTest::newRow("group") << "Orchard" << true << QStringList { "Available for update" }
-                           << "Kind,Mandatory Packages,Default Packages,Optional Packages,Conditional Packages"
-                           << QString();
-}
-
-void TestDescribe::areas()
-{
-    QFETCH(QString, name);
-    QFETCH(bool, group);
-    QFETCH(QStringList, headers);
-    QFETCH(QString, full);
-    QFETCH(QString, shortLabels);
-
-    const Package::Entry* entry = find(name, QString(), group);
-    QVERIFY(entry);
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *entry, conf_);
-    const QList<Area*> areas = dialog.areas();
-    QStringList seen;
-    for (const Area* area : areas)
-        seen.append(area->header());
-    QCOMPARE(seen, headers);
-    QCOMPARE(areaLabels(areas[0]), full);
-    for (int i = 1; i < areas.size(); ++i)
-        QCOMPARE(areaLabels(areas[i]), shortLabels);
-    // The dialog asks for room for its areas, within the screen.
-    const QSize screen = ScreenLimit::maximum(&dialog);
-    for (const Area* area : areas)
-        QVERIFY(dialog.sizeHint().width() >= qMin(area->sizeHint().width(), screen.width()));
-    QVERIFY(dialog.sizeHint().height() >= qMin(areas[0]->sizeHint().height(), screen.height()));
-    // Only a package from a repository can have its repository described.
-    QCOMPARE(areas[0]->button("Repository") != nullptr, entry->repo != "installed" && !group);
-    // Configuring again replaces the areas.
-    dialog.config(engine_, *entry, conf_);
-    QCOMPARE(dialog.areas().size(), headers.size());
-    QCOMPARE(dialog.findChildren<Area*>().size(), headers.size());
-}
-
-void TestDescribe::values()
-{
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *find("pear"), conf_);
-    const Area* update = dialog.areas()[0];
-    QCOMPARE(update->value("Version"), QString("1.1-1"));
-    QCOMPARE(update->value("Repository"), QString("orvo-updates"));
-    QCOMPARE(update->button("Repository")->text(), QString("Details"));
-    QCOMPARE(update->value("Description"), QString("A pear that ripens in the sandbox.\nIt has two lines of description."));
-    QVERIFY(update->value("Binary RPM").endsWith("pear-1.1-1.x86_64.rpm"));
-    // The source row repeats the binary RPM.
-    QCOMPARE(update->value("Source RPM"), update->value("Binary RPM"));
-    QVERIFY(update->value("Requires").split('\n').contains("pear-data >= 1.1"));
-    const Area* installed = dialog.areas()[1];
-    QCOMPARE(installed->value("Version"), QString("1.0-1"));
-    QCOMPARE(installed->value("Packager"), QString("Orvo Developers <dev@orvo.invalid>"));
-    // Plain text: the packager's address is not taken for markup.
-    QVERIFY(!installed->findChildren<QLabel*>().isEmpty());
-    for (const QLabel* label : installed->findChildren<QLabel*>())
-        QCOMPARE(label->textFormat(), Qt::PlainText);
-
-    dialog.config(engine_, *find("tomato"), conf_);
-    QCOMPARE(dialog.areas()[0]->value("Relocations"), QString("/opt/tomato"));
-    dialog.config(engine_, *find("Orchard", QString(), true), conf_);
-    QCOMPARE(dialog.areas()[0]->value("Mandatory Packages"), QString("pear\nquince"));
-    QCOMPARE(dialog.areas()[0]->value("Kind"), QString("Group of packages"));
-}
-
-void TestDescribe::showTexts_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<int>("area");
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("text");
-
-    // Installed versions read their own header: nothing to load.
-    QTest::newRow("files") << "pear" << 1 << "Files" << "pear 1.0-1 File List"
-                           << "/usr/share/pear\n/usr/share/pear/README\n/usr/share/pear/pear.conf";
-    QTest::newRow("change log") << "pear" << 1 << "Change Log" << "pear 1.0-1 Change Log"
-                                << "* Mon Jan  6 2025 Orvo Developers <dev@orvo.invalid> - 1.0-1\n- First harvest.";
-    QTest::newRow("second installed version") << "kettle" << 2 << "Files" << "kettle 2.0-1 File List"
-                                              << "/usr/share/kettle/2.0\n/usr/share/kettle/2.0/README";
-}
-
-void TestDescribe::showTexts()
-{
-    QFETCH(QString, name);
-    QFETCH(int, area);
-    QFETCH(QString, row);
-    QFETCH(QString, title);
-    QFETCH(QString, text);
-
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *find(name), conf_);
-    // The order of installed versions is the package manager's: find the one meant.
-    const QList<Area*> areas = dialog.areas();
-    const QString version = title.section(' ', 1, 1);
-    const Area* shown = nullptr;
-    for (const Area* a : areas)
-        if (a->value("Version") == version)
-            shown = a;
-    QVERIFY(shown);
-    QVERIFY(area < areas.size());
-    Answers answers;
-    shown->button(row)->click();
-    QCOMPARE(answers.shown.size(), 1);
-    QCOMPARE(answers.shown[0].className, QString("TextDialog"));
-    QCOMPARE(answers.shown[0].title, title);
-    QCOMPARE(answers.shown[0].text, text);
-    QVERIFY(!engine_->fileListsLoaded());
-}
-
-void TestDescribe::extraDataButtons()
-{
-    QVERIFY(!engine_->fileListsLoaded());
-    QVERIFY(!engine_->otherDataLoaded());
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *find("pear"), conf_);
-    const Area* update = dialog.areas()[0];
-    const Area* installed = dialog.areas()[1];
-    QCOMPARE(update->button("Files")->text(), QString("Show (must load extra data)"));
-    QCOMPARE(update->button("Change Log")->text(), QString("Show (must load extra data)"));
-    QCOMPARE(installed->button("Files")->text(), QString("Show"));
-    QCOMPARE(installed->button("Change Log")->text(), QString("Show"));
-
-    Answers answers;
-    update->button("Files")->click();
-    QVERIFY(engine_->fileListsLoaded());
-    QVERIFY(dialog.isReady());
-    QVERIFY(dialog.isEnabled());
-    QCOMPARE(update->button("Files")->text(), QString("Show"));
-    QCOMPARE(update->button("Change Log")->text(), QString("Show (must load extra data)"));
-    QCOMPARE(answers.shown.size(), 1);
-    QCOMPARE(answers.shown[0].title, QString("pear 1.1-1 File List"));
-    QVERIFY(answers.shown[0].text.split('\n').contains("/usr/share/pear/README"));
-
-    // Another dialog sees the data as loaded from the start.
-    Dialog other(nullptr);
-    other.config(engine_, *find("kettle"), conf_);
-    QCOMPARE(other.areas()[0]->button("Files")->text(), QString("Show"));
-
-    update->button("Change Log")->click();
-    QVERIFY(engine_->otherDataLoaded());
-    QCOMPARE(update->button("Change Log")->text(), QString("Show"));
-    QCOMPARE(other.areas()[0]->button("Change Log")->text(), QString("Show"));
-    QCOMPARE(answers.shown.size(), 2);
-    QCOMPARE(answers.shown[1].title, QString("pear 1.1-1 Change Log"));
-    QVERIFY(answers.shown[1].text.startsWith("* Wed Mar  5 2025 Orvo Developers <dev@orvo.invalid> - 1.1-1\n- Crisper skin.\n"));
-}
-
-void TestDescribe::repository()
-{
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *find("pear"), conf_);
-    Answers answers;
-    QString name, urls, mirrorlist, browseTip;
-    answers.inspect = [&](QDialog& shown) {
-        name = shown.findChild<QLabel*>("repoName")->text();
-        urls = shown.findChild<QLabel*>("urls")->text();
-        mirrorlist = shown.findChild<QLabel*>("mirrorlist")->text();
-        auto* browse = shown.findChild<QPushButton*>("browse");
-        browseTip = browse->text() + "|" + browse->toolTip();
-        QCOMPARE(shown.findChild<QPushButton*>("close")->text(), QString("Close"));
-    };
-    dialog.areas()[0]->button("Repository")->click();
-    QCOMPARE(answers.shown.size(), 1);
-    QCOMPARE(answers.shown[0].title, QString("Orvo Repository Description"));
-    QCOMPARE(answers.shown[0].className, QString("PackageTable::Describe::Instance::RepoDialog"));
-    QCOMPARE(name, QString("Orvo Sandbox Updates $releasever - $basearch"));
-    QCOMPARE(urls, "file://" + qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates");
-    QCOMPARE(mirrorlist, QString());
-    QCOMPARE(browseTip, QString("Browse Repository|Browse the first URL specified for the selected repository "
-                                "using an external web browser"));
-    QCOMPARE(dialog.areas()[0]->repoDialog()->entry().id, QString("orvo-updates"));
-
-    // Passwords carried in a URL are not shown.
-    Repo::Entry larder;
-    larder.id = "larder";
-    larder.baseurl = "http://larder.invalid/larder?user=ann&pass=secret&path=/orvo";
-    RepoDialog repoDialog(engine_, nullptr);
-    repoDialog.config(larder);
-    QCOMPARE(repoDialog.findChild<QLabel*>("urls")->text(),
-             QString("http://larder.invalid/larder?user=ann&pass=********&path=/orvo"));
-    QCOMPARE(repoDialog.entry().baseurl, larder.baseurl);
-}
-
-void TestDescribe::notReadyStaysOpen()
-{
-    Dialog dialog(nullptr);
-    dialog.config(engine_, *find("plum"), conf_);
-    bool stayed = false;
-    Answers answers;
-    answers.inspect = [&](QDialog& shown) {
-        dialog.setReady(false);
-        QVERIFY(!dialog.isEnabled());
-        shown.close();
-        shown.reject();
-        stayed = shown.isVisible() && dialog.areas().size() == 1;
-        dialog.setReady(true);
-    };
-    QCOMPARE(dialog.exec(), int(QDialog::Accepted));
-    QVERIFY(stayed);
-    QVERIFY(!dialog.isVisible());
-    // Closed, it keeps no reference into the catalogue.
-    QVERIFY(dialog.areas().isEmpty());
-}
-
-void TestDescribe::longValues()
-{
-    // A package object as the script presents one, with a long description, many
-    // provides and thousands of files.
-    Package::Entry entry;
-    entry.state = Package::Installed;
-    entry.kind = Package::Ordinary;
-    entry.name = "long";
-    entry.verRel = "1.0-1";
-    entry.repo = "installed";
-    {
-        Python::PyGILStateWrapper lock(true);
-        engine_->py("class LongPackage:\n"
-                    "    def returnSimple(self, name):\n"
-                    "        if name == 'description':\n"
-                    "            return '\\n'.join('Line %d of a long description, long enough to need wrapping '\n"
-                    "                             'on a narrow screen and more.' % i for i in range(20000))\n"
-                    "        if name == 'summary':\n"
-                    "            return 'A package with much to say'\n"
-                    "        raise KeyError(name)\n"
-                    "    def returnPrco(self, name):\n"
-                    "        return [('long(%d)' % i, None, None) for i in range(3000)] if name == 'provides' else []\n"
-                    "    def returnFileEntries(self, kind):\n"
-                    "        return ['/usr/share/long/file%05d' % i for i in range(5000)]\n");
-        entry.yumObject = PyRef::steal(engine_->pyr("LongPackage()"));
-    }
-    QVERIFY(entry.yumObject);
-
-    Dialog dialog(nullptr);
-    dialog.config(engine_, entry, conf_);
-    const Area* area = dialog.areas()[0];
-    QCOMPARE(area->value("Description").count('\n'), 19999);
-    QCOMPARE(area->value("Provides").count('\n'), 2999);
-    // Long values scroll in views of a few lines; short ones stay labels.
-    const QList<QPlainTextEdit*> views = area->findChildren<QPlainTextEdit*>();
-    QCOMPARE(views.size(), 2);
-    for (const QPlainTextEdit* view : views)
-        QVERIFY(view->height() < 20 * view->fontMetrics().lineSpacing());
-    const QSize screen = ScreenLimit::maximum(&dialog);
-    const QSize hint = dialog.sizeHint();
-    QVERIFY(hint.width() <= screen.width() && hint.height() <= screen.height());
-    QVERIFY(hint.width() >= area->sizeHint().width());
-
-    Answers answers;
-    QSize shownSize;
-    answers.inspect = [&](QDialog& shown) { shownSize = shown.size(); };
-    QCOMPARE(dialog.exec(), int(QDialog::Accepted));
-    QCOMPARE(shownSize, hint);
-
-    dialog.config(engine_, entry, conf_);
-    dialog.areas()[0]->button("Files")->click();
-    QCOMPARE(answers.shown.size(), 2);
-    QCOMPARE(answers.shown[1].title, QString("long 1.0-1 File List"));
-    QCOMPARE(answers.shown[1].text.count('\n'), 4999);
-    QVERIFY(shownSize.width() <= screen.width() && shownSize.height() <= screen.height());
-    dialog.done(QDialog::Accepted);
-
-    Python::PyGILStateWrapper lock(true);
-    entry.yumObject.reset();
-}
 
 QTEST_MAIN(TestDescribe)
 #include "tst_describe.moc"
