@@ -636,7 +636,7 @@ class _Package(object):
 
     def _simple(self):
         p = self._pkg
-        return {
+        values = {
             "name": p.name, "arch": p.arch, "epoch": self.epoch, "version": p.version,
             "release": p.release, "summary": p.summary, "description": p.description,
             "group": p.group, "vendor": p.vendor, "sourcerpm": p.sourcerpm,
@@ -644,6 +644,8 @@ class _Package(object):
             "repoid": self.repoid, "buildtime": p.buildtime, "size": self.size,
             "installedsize": p.installsize, "packagesize": p.downloadsize,
         }
+        # libsolv names a tag missing from the rpm database "<NULL>"; yum had no value.
+        return {tag: None if v == "<NULL>" else v for tag, v in values.items()}
 
     def returnSimple(self, tag):
         values = self._simple()
@@ -763,9 +765,6 @@ class _InstalledPackage(_Package):
     def _simple(self):
         d = _Package._simple(self)
         d["installtime"] = self._pkg.installtime
-        if d["vendor"] == "<NULL>":
-            # dnf's placeholder for a header without a vendor
-            d["vendor"] = self._headerValue("vendor") or ""
         return d
 
     @property

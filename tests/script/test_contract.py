@@ -138,9 +138,11 @@ def test_simple_strings(shared, pkg):
     with pytest.raises(KeyError):
         p.returnSimple("nosuchtag")
     assert shared.available["breakfast-1.0-1.noarch"].returnSimple("group") == "Suite"
-    # a header without a vendor has none, whatever placeholder dnf shows
-    assert [shared.installed["plum-1.0-1.x86_64"].returnSimple("vendor"),
-            shared.available["plum-1.0-1.i686"].returnSimple("vendor")] == ["", ""]
+    # A tag the package does not have is missing, also for installed packages.
+    for tag in ("vendor", "packager", "url"):
+        with pytest.raises(KeyError):
+            shared.installed["plum-1.0-1.x86_64"].returnSimple(tag)
+    assert shared.available["plum-1.0-1.i686"].returnSimple("vendor") == ""
 
 
 def test_prco_files_and_changelog(shared):

@@ -1,0 +1,116 @@
+#include "packagetable/PackageTableDescribeDialog.h"
+
+#include "packagetable/PackageTableDescribeInstanceArea.h"
+#include "widgets/HScrollArea.h"
+#include "widgets/ModalAnswer.h"
+#include "widgets/ScreenLimit.h"
+#include "yumio/PackageEntry.h"
+
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace PackageTable {
+namespace Describe {
+
+Dialog::Dialog(QWidget* parent)
+    : QDialog(parent)
+    , scroll_(new HScrollArea(this))
+    , column_(new QVBoxLayout)
+{
+    setWindowTitle(tr("Orvo Package Description"));
+
+    auto* inner = new QWidget;
+    auto* innerLayout = new QVBoxLayout(inner);
+    innerLayout->setContentsMargins(0, 0, 0, 0);
+    innerLayout->addLayout(column_);
+    innerLayout->addStretch();
+    scroll_->setFrameShape(QFrame::NoFrame);
+    scroll_->setWidgetResizable(true);
+    scroll_->setWidget(inner);
+
+    auto* close = new QPushButton(tr("Close"), this);
+    close->setObjectName(QStringLiteral("close"));
+    close->setDefault(true);
+    connect(close, &QPushButton::clicked, this, &QDialog::accept);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(close);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(scroll_);
+    layout->addLayout(buttons);
+}
+
+Dialog::~Dialog()
+{
+    clearAreas();
+}
+
+void Dialog::config(YumIO* yumIO, const Package::Entry& entry, YumConfIO* yumConfIO)
+{
+    clearAreas();
+    areas_.append(new Instance::Area(this, column_, yumIO, entry, yumConfIO, true));
+    if (entry.kind != Package::Group) {
+        for (const Package::Entry* version = entry.next; version; version = version->next)
+            areas_.append(new Instance::Area(this, column_, yumIO, *version, yumConfIO, false));
+    }
+    // The column sits inside the scrolled widget's layout, whose size was taken when
+    // the scroll area was set up: have it measured anew.
+    scroll_->widget()->layout()->invalidate();
+    scroll_->updateGeometry();
+}
+
+void Dialog::clearAreas()
+{
+    qDeleteAll(areas_);
+    areas_.clear();
+}
+
+void Dialog::setReady(bool ready)
+{
+    ready_ = ready;
+    setEnabled(ready);
+}
+
+QSize Dialog::sizeHint() const
+{
+    return ScreenLimit::bound(this, QDialog::sizeHint());
+}
+
+// Reused for other entries: fit the one shown now.
+void Dialog::setVisible(bool visible)
+{
+    if (visible)
+        resize(sizeHint());
+    QDialog::setVisible(visible);
+}
+
+int Dialog::exec()
+{
+    return ModalAnswer::exec(*this);
+}
+
+void Dialog::done(int result)
+{
+    if (!ready_)
+        return;
+    QDialog::done(result);
+    // The areas refer to catalogue entries, which a later collection deletes.
+    clearAreas();
+}
+
+void Dialog::closeEvent(QCloseEvent* event)
+{
+    if (!ready_) {
+        event->ignore();
+        return;
+    }
+    QDialog::closeEvent(event);
+}
+
+} // namespace Describe
+} // namespace PackageTable
