@@ -1,0 +1,626 @@
+#include "app/Share.h"
+#include "repo/RepoEditorConfig.h"
+#include "repo/RepoEditorConfigDialog.h"
+#include "repo/RepoEditorDialog.h"
+#include "repo/RepoEditorModel.h"
+#include "repo/RepoEditorSortFilterProxyModel.h"
+#include "repo/RepoEditorView.h"
+#include "repo/RepoEntry.h"
+#include "repo/RepoMessageBoxes.h"
+#include "repo/RepoMessages.h"
+#include "repo/YumConfIO.h"
+#include "repo/YumRepoEnabled.h"
+#include "widgets/Colors.h"
+#include "widgets/HFrameLabel.h"
+#include "widgets/ModalAnswer.h"
+#include "widgets/PasswdLineEdit.h"
+#include "widgets/PasswdTextEdit.h"
+
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+using Files = QMap<QString, QByteArray>;
+
+namespace {
+
+bool writeFile(const QString& path, const QByteArray& text)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text) == text.size();
+}
+
+Files snapshot(const QString& root)
+{
+    Files files;
+    QDirIterator it(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        files.insert(file.fileName().mid(root.size()), file.open(QIODevice::ReadOnly) ? file.readAll() : "?");
+    }
+    return files;
+}
+
+// Written as the writer writes them, so that rewriting a file keeps it byte for byte.
+const char* const kMain = "# main configuration\n[main]\ncachedir=/var/cache/yum\nreposdir=/etc/yum.repos.d\n";
+const char* const kAlpha = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\n# kept comment\nmetadata_expire=7d\n\n"
+                           "[repo2]\nname=Two\nbaseurl=file:///srv/2\nenabled=1\n";
+const char* const kBeta = "[repo]\nname=Plain\nmirrorlist=http://m.example/list\ngpgcheck=0\n";
+const char* const kGamma = "[repo1b]\nname=One b\nbaseurl=file:///srv/1b\nenabled=0\n";
+const char* const kNotes = "not a repository file\n";
+
+QColor windowColor(const QWidget* widget)
+{
+    return widget->palette().color(QPalette::Window);
+}
+
+QPushButton* button(QWidget& parent, const QString& text)
+{
+    for (QPushButton* found : parent.findChildren<QPushButton*>()) {
+        if (found->text() == text)
+            return found;
+    }
+    qFatal("no button %s", qPrintable(text));
+}
+
+template <typename T>
+T* field(QWidget& parent, const char* name)
+{
+    T* found = parent.findChild<T*>(QLatin1String(name));
+    if (!found)
+        qFatal("no field %s", name);
+    return found;
+}
+
+// Replaces a form field's text by typing, as the user would.
+void retype(QWidget& form, const char* name, const QString& text)
+{
+    auto* edit = field<QLineEdit>(form, name);
+    edit->selectAll();
+    QTest::keyClicks(edit, text);
+}
+
+} // namespace
+
+class TestRepoEditor final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        root_ = std::make_unique<QTemporaryDir>();
+        QVERIFY(root_->isValid());
+        qputenv("ORVOROOT", root_->path().toLocal8Bit());
+        used_.clear();
+        errors_.clear();
+        questions_.clear();
+        form_ = nullptr;
+        Repo::MessageBoxes::install();
+        // Message boxes are recorded, questions declined; the form is driven by form_.
+        ModalAnswer::install([this](QDialog& dialog) {
+            if (auto* box = qobject_cast<QMessageBox*>(&dialog)) {
+                const bool question = box->standardButtons() != QMessageBox::Ok;
+                (question ? questions_ : errors_) << box->windowTitle() + "|" + box->text();
+                return int(question ? QMessageBox::No : QMessageBox::Ok);
+            }
+            if (auto* form = qobject_cast<RepoEditor::ConfigDialog*>(&dialog); form && form_)
+                form_(*form);
+            return dialog.result();
+        });
+    }
+
+    void cleanup()
+    {
+        ModalAnswer::clear();
+        Repo::Messages::clear();
+        qunsetenv("ORVOROOT");
+    }
+
+    // ------------------------------------------------------------------ form
+
+    void formCredentials()
+    {
+        writeRoot();
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        RepoEditor::ConfigDialog dialog(&conf);
+        Repo::Entry entry;
+        entry.id = "private";
+        entry.baseurl = "http://a.example/larder?user=me&pass=secret&path=one\nhttp://b.example/plain";
+        entry.mirrorlist = "https://c.example/rhel/u=me/p=secret/list";
+        dialog.setEntry(&entry);
+
+        auto* urls = field<PasswdTextEdit>(dialog, "urls");
+        auto* mirrorlist = field<PasswdLineEdit>(dialog, "mirrorlist");
+        auto* name = field<QLineEdit>(dialog, "authName");
+        auto* password = field<QLineEdit>(dialog, "authPassword");
+        const QString mask(6, QChar(urls->style()->styleHint(QStyle::SH_LineEdit_PasswordCharacter, nullptr, urls)));
+        QCOMPARE(urls->toPlainText(), "http://a.example/larder?user=me&pass=" + mask + "&path=one\nhttp://b.example/plain");
+        QCOMPARE(mirrorlist->text(), "https://c.example/rhel/u=me/p=" + mask + "/list");
+        QCOMPARE(name->text() + "|" + password->text(), QStringLiteral("me|secret"));
+
+        // Typed credentials go into every URL, encoded, while the URL fields stay masked.
+        retype(dialog, "authPassword", "p:w");
+        retype(dialog, "authName", "a@b");
+        const Repo::Entry edited = dialog.config()->toEntry();
+        QCOMPARE(edited.baseurl, QStringLiteral("http://a.example/larder?user=a%40b&pass=p%3aw&path=one\n"
+                                                "http://b.example/plain"));
+        QCOMPARE(edited.mirrorlist, QStringLiteral("https://c.example/rhel/u=a%40b/p=p%3aw/list"));
+        QVERIFY(!urls->toPlainText().contains("p%3aw") && !mirrorlist->text().contains("p%3aw"));
+        QCOMPARE(name->text(), QStringLiteral("a@b"));
+
+        // A URL typed by hand brings its credentials into the fields.
+        urls->setRealPlainText("http://d.example/larder?k=typed&q=pw&path=/");
+        QCOMPARE(name->text() + "|" + password->text(), QStringLiteral("typed|pw"));
+    }
+
+    void formStatus_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("baseurl");
+        QTest::addColumn<QString>("mirrorlist");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QString>("colour");
+        const QString url = "http://a.example/repo";
+        const QString warning = Colors::warningBg();
+        QTest::newRow("complete, file left empty") << "r" << url << "" << "" << "" << "";
+        QTest::newRow("no identifier before no URLs")
+            << "" << "" << "" << "/srv/x" << "No Identifier specified" << Colors::errorBg();
+        QTest::newRow("blank URLs") << "r" << " \n " << "" << "" << "No URLs or Mirror list URL specified" << warning;
+        QTest::newRow("directory only as a prefix")
+            << "r" << url << "" << "/etc/yum.repos.dx/r.repo" << "File is not in any reposdir directory" << warning;
+        QTest::newRow("second reposdir") << "r" << "" << url << "/etc/extra.d/r.repo" << "" << "";
+        QTest::newRow("no .repo before credentials")
+            << "r" << "http://a/larder?u=&p=&path=x" << "" << "/etc/yum.repos.d/r.conf" << "File lacks .repo suffix"
+            << warning;
+        QTest::newRow("main configuration file") << "r" << url << "" << "/etc/yum.conf" << "" << "";
+        QTest::newRow("no larder name")
+            << "r" << "http://a/larder?u=&p=pw&path=x" << "" << "" << "No Larder Authentication Name specified" << warning;
+        QTest::newRow("no larder password in the mirror list")
+            << "r" << url << "http://a/rhel/u=me/p=/list" << "" << "No Larder Authentication Password specified"
+            << warning;
+    }
+
+    void formStatus()
+    {
+        QFETCH(QString, id);
+        QFETCH(QString, baseurl);
+        QFETCH(QString, mirrorlist);
+        QFETCH(QString, file);
+        QFETCH(QString, expected);
+        QFETCH(QString, colour);
+        writeRoot("[main]\nreposdir=/etc/yum.repos.d,/etc/extra.d\n");
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        RepoEditor::Config form;
+        Repo::Entry entry;
+        entry.id = id;
+        entry.baseurl = baseurl;
+        entry.mirrorlist = mirrorlist;
+        entry.file = file;
+        form.setEntry(entry);
+        HFrameLabel label;
+        QCOMPARE(form.setStatus(conf, &label), !expected.isEmpty());
+        QCOMPARE(label.text(), expected);
+        if (!colour.isEmpty())
+            QCOMPARE(windowColor(&label), QColor(colour));
+    }
+
+    void formOkAndReset_data()
+    {
+        QTest::addColumn<QByteArray>("main");
+        QTest::addColumn<int>("enabled");
+        QTest::addColumn<bool>("use");
+        QTest::addColumn<QString>("defaultText");
+        QTest::newRow("No") << QByteArray("[main]\n") << int(Repo::No) << false << "Default (Yes)";
+        QTest::newRow("Yes, main disables") << QByteArray("[main]\nenabled=0\n") << int(Repo::Yes) << true
+                                            << "Default (No)";
+        QTest::newRow("Default, main enables") << QByteArray("[main]\n") << int(Repo::Default) << true
+                                               << "Default (Yes)";
+        QTest::newRow("Default, main disables") << QByteArray("[main]\nenabled=0\n") << int(Repo::Default) << false
+                                                << "Default (No)";
+    }
+
+    void formOkAndReset()
+    {
+        QFETCH(QByteArray, main);
+        QFETCH(int, enabled);
+        QFETCH(bool, use);
+        QFETCH(QString, defaultText);
+        writeRoot();
+        YumConfIO conf(requests_, used_);
+        RepoEditor::ConfigDialog dialog(&conf);
+        // The default item follows every reading of [main].
+        QVERIFY(writeFile(path("/etc/yum.conf"), main));
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(field<QComboBox>(dialog, "enabled")->itemText(Repo::Default), defaultText);
+        QSignalSpy changed(&dialog, &RepoEditor::ConfigDialog::changed);
+        Repo::Entry entry = conf.repos().at(0);
+        const Repo::Entry original = entry;
+        dialog.setEntry(&entry);
+        dialog.show();
+        QPushButton* ok = button(dialog, "OK");
+        QPushButton* reset = button(dialog, "Reset");
+
+        // OK without a change is a rejection.
+        QVERIFY(!ok->isEnabled() && !reset->isEnabled());
+        QMetaObject::invokeMethod(ok, "click");
+        QCOMPARE(dialog.result(), int(QDialog::Rejected));
+        QCOMPARE(entry, original);
+
+        dialog.show();
+        QTest::keyClicks(field<QLineEdit>(dialog, "name"), " edited");
+        QVERIFY(ok->isEnabled() && reset->isEnabled());
+        reset->click();
+        QCOMPARE(field<QLineEdit>(dialog, "name")->text(), original.name);
+        QVERIFY(!ok->isEnabled());
+
+        QTest::keyClicks(field<QLineEdit>(dialog, "name"), "!");
+        field<QComboBox>(dialog, "enabled")->setCurrentIndex(enabled);
+        ok->click();
+        QCOMPARE(dialog.result(), int(QDialog::Accepted));
+        QCOMPARE(changed.count(), 1);
+        Repo::Entry expected = original;
+        expected.name += "!";
+        expected.enabled = Repo::TriState(enabled);
+        QCOMPARE(entry, expected);
+        QCOMPARE(used_.value(entry.id), use);
+    }
+
+    // ------------------------------------------------------------------ editor
+
+    void naturalOrder_data()
+    {
+        QTest::addColumn<QString>("left");
+        QTest::addColumn<QString>("right");
+        QTest::addColumn<bool>("less");
+        QTest::newRow("2 before 10") << "repo2" << "repo10" << true;
+        QTest::newRow("10 after 2") << "repo10" << "repo2" << false;
+        QTest::newRow("prefix before longer") << "repo" << "repo1" << true;
+        QTest::newRow("longer after prefix") << "abcd" << "abc" << false;
+        QTest::newRow("equal") << "a1b" << "a1b" << false;
+        QTest::newRow("case-sensitive") << "Zeta" << "alpha" << true;
+        QTest::newRow("leading zeros") << "a007" << "a7" << false;
+        QTest::newRow("beyond 32 bits") << "r4294967296" << "r4294967297" << true;
+    }
+
+    void naturalOrder()
+    {
+        QFETCH(QString, left);
+        QFETCH(QString, right);
+        QFETCH(bool, less);
+        QCOMPARE(RepoEditor::SortFilterProxyModel::naturalLessThan(left, right), less);
+    }
+
+    void editorShowing()
+    {
+        writeRoot();
+        used_.insert("repo2", false); // set earlier in the session: survives the reading
+        auto editor = makeEditor();
+        QCOMPARE(shownIds(*editor), QStringList({"repo", "repo1b", "repo2", "repo10"}));
+        QCOMPARE(editor->view()->currentRow(), -1);
+        QCOMPARE(enabledButtons(*editor), QStringList({"Add", "Cancel", "OK"}));
+        QCOMPARE(status(*editor)->text(), QString());
+
+        // Sess from the session use, Perm from the flag, Perm's tool tip from the session use.
+        const auto icon = [&editor](int row, int column) {
+            return editor->model()->index(row, column).data(Qt::DecorationRole).value<QIcon>().pixmap(16).toImage();
+        };
+        const QImage on = QIcon(Share::absolute("icons/checkBox.png")).pixmap(16).toImage();
+        const QImage off = QIcon(Share::absolute("icons/noneBox.png")).pixmap(16).toImage();
+        QVERIFY(!on.isNull() && on != off);
+        const int repo2 = row("repo2");
+        QVERIFY(icon(repo2, 0) == off && icon(repo2, 1) == on);
+        QCOMPARE(editor->model()->index(repo2, 1).data(Qt::ToolTipRole).toString(),
+                 QStringLiteral("Repository is not configured to be enabled"));
+        QVERIFY(icon(row("repo1b"), 0) == off && icon(row("repo1b"), 1) == off);
+        QVERIFY(icon(row("repo10"), 0) == on && icon(row("repo10"), 1) == on);
+
+        editor->view()->setCurrentRow(row("repo1b"));
+        QCOMPARE(enabledButtons(*editor),
+                 QStringList({"Browse Repository", "Edit", "Add", "Copy", "Remove", "Cancel", "OK"}));
+        QHeaderView* header = editor->view()->horizontalHeader();
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(header->sectionViewportPosition(3) + 5, 5));
+        QCOMPARE(shownIds(*editor), QStringList({"repo1b", "repo", "repo10", "repo2"}));
+    }
+
+    void newEntryWithoutIdentifier()
+    {
+        writeRoot();
+        const Files before = snapshot(root_->path());
+        auto editor = makeEditor();
+        form_ = [](RepoEditor::ConfigDialog& form) {
+            retype(form, "name", "Nameless");
+            button(form, "OK")->click();
+        };
+        button(*editor, "Add")->click();
+        const int added = editor->model()->rowCount() - 1;
+        QCOMPARE(editor->view()->currentRow(), added);
+        const QModelIndex id = editor->model()->index(added, RepoEditor::Model::IdColumn);
+        QCOMPARE(id.data().toString(), QStringLiteral("(new)"));
+        QVERIFY(id.data(Qt::FontRole).value<QFont>().italic());
+        QCOMPARE(status(*editor)->text(), QStringLiteral("A repository has no Identifier"));
+        QCOMPARE(windowColor(status(*editor)), QColor(Colors::errorBg()));
+
+        // Declining to drop it writes nothing and keeps the change pending.
+        button(*editor, "Apply")->click();
+        QCOMPARE(questions_, QStringList{"Repository Editor|A repository has no Identifier.  It will be removed."
+                                         "  Proceed?"});
+        QCOMPARE(snapshot(root_->path()), before);
+        QVERIFY(button(*editor, "Apply")->isEnabled());
+    }
+
+    void permAndEditApplied()
+    {
+        writeRoot();
+        auto editor = makeEditor();
+        QSignalSpy reposChanged(editor.get(), &RepoEditor::Dialog::reposChanged);
+        // Default while [main] enables turns to No, and never back to Default.
+        clickCell(*editor, row("repo10"), RepoEditor::Model::EnabledColumn);
+        QCOMPARE(yumConfIO_->repos().at(row("repo10")).enabled, Repo::No);
+        QCOMPARE(status(*editor)->text(), QStringLiteral("Unapplied Configuration Changes"));
+        QCOMPARE(windowColor(status(*editor)), QColor(Colors::okBg()));
+        clickCell(*editor, row("repo10"), RepoEditor::Model::EnabledColumn);
+        QCOMPARE(yumConfIO_->repos().at(row("repo10")).enabled, Repo::Yes);
+        clickCell(*editor, row("repo10"), RepoEditor::Model::EnabledColumn);
+
+        // A double click edits the row.
+        form_ = [](RepoEditor::ConfigDialog& form) {
+            retype(form, "name", "Zwei");
+            button(form, "OK")->click();
+        };
+        const QPoint cell = cellRect(*editor, row("repo2"), RepoEditor::Model::NameColumn).center();
+        QTest::mouseClick(editor->view()->viewport(), Qt::LeftButton, {}, cell);
+        QTest::mouseDClick(editor->view()->viewport(), Qt::LeftButton, {}, cell);
+        QTest::mouseRelease(editor->view()->viewport(), Qt::LeftButton, {}, cell);
+        QCOMPARE(editor->model()->index(row("repo2"), 3).data().toString(), QStringLiteral("Zwei"));
+
+        Files expected = snapshot(root_->path());
+        button(*editor, "Apply")->click();
+        QCOMPARE(errors_, QStringList());
+        expected["/etc/yum.repos.d/alpha.repo"] = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\nenabled=0\n"
+                                                  "# kept comment\nmetadata_expire=7d\n\n"
+                                                  "[repo2]\nname=Zwei\nbaseurl=file:///srv/2\nenabled=1\n";
+        QCOMPARE(snapshot(root_->path()), expected);
+        QCOMPARE(status(*editor)->text(), QString());
+        QVERIFY(!button(*editor, "Apply")->isEnabled());
+        QCOMPARE(editor->view()->currentRow(), row("repo2"));
+        QCOMPARE(reposChanged.count(), 0);
+        button(*editor, "OK")->click();
+        QCOMPARE(reposChanged.count(), 1);
+    }
+
+    void cancelRestores()
+    {
+        writeRoot();
+        used_.insert("repo2", false);
+        auto editor = makeEditor();
+        const Files before = snapshot(root_->path());
+        const QHash<QString, bool> use = used_;
+        const QList<Repo::Entry> repos = yumConfIO_->repos();
+
+        // Session use alone is no configuration change.
+        clickCell(*editor, row("repo2"), RepoEditor::Model::UseColumn);
+        QCOMPARE(used_.value("repo2"), true);
+        QVERIFY(!button(*editor, "Apply")->isEnabled() && !button(*editor, "Reset All")->isEnabled());
+        QCOMPARE(status(*editor)->text(), QString());
+
+        clickCell(*editor, row("repo10"), RepoEditor::Model::EnabledColumn);
+        editor->view()->setCurrentRow(row("repo"));
+        button(*editor, "Remove")->click();
+        QCOMPARE(editor->model()->rowCount(), 3);
+        button(*editor, "Cancel")->click();
+        QVERIFY(!editor->isVisible());
+        QCOMPARE(snapshot(root_->path()), before);
+        QCOMPARE(used_, use);
+        QCOMPARE(yumConfIO_->repos(), repos);
+    }
+
+    void reposChangedOnHiding_data()
+    {
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<int>("emitted");
+        QTest::newRow("nothing") << "ok" << 0;
+        QTest::newRow("forced") << "force cancel" << 1;
+        QTest::newRow("session use") << "sess ok" << 1;
+        QTest::newRow("session use, then Cancel") << "sess cancel" << 0;
+        QTest::newRow("session use, then Reset All") << "sess reset ok" << 0;
+        QTest::newRow("applied, then Cancel") << "perm apply cancel" << 1;
+        QTest::newRow("configuration changed, then Cancel") << "perm cancel" << 0;
+    }
+
+    void reposChangedOnHiding()
+    {
+        QFETCH(QString, steps);
+        QFETCH(int, emitted);
+        writeRoot();
+        yumConfIO_ = std::make_unique<YumConfIO>(requests_, used_);
+        RepoEditor::Dialog editor(nullptr, yumConfIO_.get());
+        QSignalSpy reposChanged(&editor, &RepoEditor::Dialog::reposChanged);
+        editor.setForceReposChanged(steps.contains("force"));
+        editor.show();
+        if (steps.contains("sess"))
+            clickCell(editor, row("repo"), RepoEditor::Model::UseColumn);
+        if (steps.contains("perm"))
+            clickCell(editor, row("repo"), RepoEditor::Model::EnabledColumn);
+        if (steps.contains("apply"))
+            button(editor, "Apply")->click();
+        if (steps.contains("reset")) {
+            clickCell(editor, row("repo"), RepoEditor::Model::EnabledColumn);
+            button(editor, "Reset All")->click();
+        }
+        button(editor, steps.endsWith("ok") ? "OK" : "Cancel")->click();
+        QVERIFY(!editor.isVisible());
+        QCOMPARE(reposChanged.count(), emitted);
+        // The next showing starts afresh, the force flag spent.
+        editor.show();
+        button(editor, "OK")->click();
+        QCOMPARE(reposChanged.count(), emitted);
+    }
+
+    void removeSeveralAndDuplicates()
+    {
+        writeRoot();
+        auto editor = makeEditor();
+        RepoEditor::View* view = editor->view();
+        view->setCurrentRow(row("repo"));
+        for (int modelRow : {row("repo10"), row("repo2")})
+            view->selectionModel()->select(proxyIndex(*editor, modelRow, 0),
+                                           QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        button(*editor, "Remove")->click();
+        QCOMPARE(shownIds(*editor), QStringList{"repo1b"});
+
+        // A copy keeping its identifier is named in the status.
+        view->setCurrentRow(0);
+        form_ = [](RepoEditor::ConfigDialog& form) {
+            QTest::keyClicks(field<QLineEdit>(form, "name"), " copy");
+            button(form, "OK")->click();
+        };
+        button(*editor, "Copy")->click();
+        QCOMPARE(view->currentRow(), 1);
+        QCOMPARE(status(*editor)->text(), QStringLiteral("Two or more repositories have the Identifier, repo1b"));
+        QCOMPARE(windowColor(status(*editor)), QColor(Colors::errorBg()));
+        form_ = [](RepoEditor::ConfigDialog& form) {
+            retype(form, "identifier", "copied");
+            button(form, "OK")->click();
+        };
+        button(*editor, "Edit")->click();
+        QCOMPARE(status(*editor)->text(), QStringLiteral("Unapplied Configuration Changes"));
+
+        button(*editor, "OK")->click();
+        QVERIFY(!editor->isVisible());
+        QCOMPARE(snapshot(root_->path()),
+                 Files({{"/etc/yum.conf", kMain},
+                        {"/etc/yum.repos.d/gamma.repo", "[repo1b]\nname=One b\nbaseurl=file:///srv/1b\nenabled=0\n\n"
+                                                        "[copied]\nname=One b copy\nbaseurl=file:///srv/1b\nenabled=0\n"},
+                        {"/etc/yum.repos.d/notes.txt", kNotes}}));
+    }
+
+    void failedWriteKeepsEditorOpen()
+    {
+        writeRoot();
+        auto editor = makeEditor();
+        const Files before = snapshot(root_->path());
+        editor->view()->setCurrentRow(row("repo"));
+        // A path through a regular file cannot be written, even by the superuser.
+        form_ = [](RepoEditor::ConfigDialog& form) {
+            retype(form, "file", "/etc/yum.repos.d/notes.txt/beta.repo");
+            button(form, "OK")->click();
+        };
+        button(*editor, "Edit")->click();
+        button(*editor, "OK")->click();
+        QCOMPARE(errors_, QStringList{"Orvo Repository Editor Error|Unable to write repository configuration file "
+                                      + path("/etc/yum.repos.d/notes.txt/beta.repo") + "; errno = "
+                                      + QString::number(ENOTDIR) + " (" + qt_error_string(ENOTDIR) + ")."});
+        QVERIFY(editor->isVisible());
+        QCOMPARE(snapshot(root_->path()), before);
+        QCOMPARE(status(*editor)->text(), QStringLiteral("Unapplied Configuration Changes"));
+    }
+
+    void failedReadLocksEditor()
+    {
+        writeRoot();
+        QVERIFY(writeFile(path("/etc/yum.repos.d/broken.repo"), "[broken\nname=x\n"));
+        const Files before = snapshot(root_->path());
+        auto editor = makeEditor();
+        QCOMPARE(errors_.size(), 1);
+        QVERIFY(errors_.first().contains("Malformed section name in line: [broken"));
+        // Writing back what was read in part would delete the files not read.
+        QVERIFY(!editor->view()->isEnabled());
+        QCOMPARE(enabledButtons(*editor), QStringList({"Cancel", "OK"}));
+        button(*editor, "OK")->click();
+        QVERIFY(!editor->isVisible());
+        QCOMPARE(snapshot(root_->path()), before);
+    }
+
+private:
+    QString path(const QString& file) const { return root_->path() + file; }
+
+    void writeRoot(const QByteArray& main = kMain)
+    {
+        QVERIFY(writeFile(path("/etc/yum.conf"), main));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/alpha.repo"), kAlpha));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/beta.repo"), kBeta));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/gamma.repo"), kGamma));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/notes.txt"), kNotes));
+    }
+
+    // A shown editor on a fresh configuration object.
+    std::unique_ptr<RepoEditor::Dialog> makeEditor()
+    {
+        yumConfIO_ = std::make_unique<YumConfIO>(requests_, used_);
+        auto editor = std::make_unique<RepoEditor::Dialog>(nullptr, yumConfIO_.get());
+        editor->show();
+        return editor;
+    }
+
+    static QStringList enabledButtons(RepoEditor::Dialog& editor)
+    {
+        QStringList names;
+        for (const char* text :
+             {"Browse Repository", "Edit", "Add", "Copy", "Remove", "Reset All", "Cancel", "Apply", "OK"}) {
+            if (button(editor, text)->isEnabled())
+                names << text;
+        }
+        return names;
+    }
+
+    static HFrameLabel* status(RepoEditor::Dialog& editor) { return field<HFrameLabel>(editor, "status"); }
+
+    // Identifiers in the order the view shows them.
+    static QStringList shownIds(RepoEditor::Dialog& editor)
+    {
+        QStringList ids;
+        const QAbstractItemModel* shown = editor.view()->model();
+        for (int r = 0; r < shown->rowCount(); ++r)
+            ids << shown->index(r, RepoEditor::Model::IdColumn).data().toString();
+        return ids;
+    }
+
+    // The model row of the first entry with the identifier.
+    int row(const QString& id) const
+    {
+        const QList<Repo::Entry>& repos = yumConfIO_->repos();
+        for (int r = 0; r < repos.size(); ++r) {
+            if (repos.at(r).id == id)
+                return r;
+        }
+        return -1;
+    }
+
+    static QModelIndex proxyIndex(RepoEditor::Dialog& editor, int modelRow, int column)
+    {
+        const auto* proxy = static_cast<const QSortFilterProxyModel*>(editor.view()->model());
+        return proxy->mapFromSource(editor.model()->index(modelRow, column));
+    }
+
+    static QRect cellRect(RepoEditor::Dialog& editor, int modelRow, int column)
+    {
+        return editor.view()->visualRect(proxyIndex(editor, modelRow, column));
+    }
+
+    static void clickCell(RepoEditor::Dialog& editor, int modelRow, int column)
+    {
+        QTest::mouseClick(editor.view()->viewport(), Qt::LeftButton, {}, cellRect(editor, modelRow, column).center());
+    }
+
+    std::unique_ptr<QTemporaryDir> root_;
+    QList<YumRepoEnabled> requests_;
+    QHash<QString, bool> used_;
+    std::unique_ptr<YumConfIO> yumConfIO_;
+    QStringList errors_;
+    QStringList questions_;
+    std::function<void(RepoEditor::ConfigDialog&)> form_;
+};
+
+QTEST_MAIN(TestRepoEditor)
+#include "tst_repoeditor.moc"
