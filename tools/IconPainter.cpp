@@ -1,7 +1,10 @@
 // Draws the program's icons and pixmaps into PNG files at build time, so that the
 // images are the project's own and need no drawing tool on the build machine.
 //
-//   iconpainter OUTPUT_SHARE_DIRECTORY
+//   iconpainter OUTPUT_SHARE_DIRECTORY [HICOLOR_DIRECTORY ICON_NAME]
+//
+// With the second pair, the application icon is also drawn at the sizes of the
+// desktop's hicolor icon theme, as HICOLOR_DIRECTORY/NxN/apps/ICON_NAME.png.
 
 #include <QDir>
 #include <QGuiApplication>
@@ -87,25 +90,41 @@ const QColor kBlue(0x28, 0x6e, 0xd0);
 const QColor kRed(0xd0, 0x20, 0x20);
 const QColor kParcel(0xc8, 0x9a, 0x5a);
 
+// The application icon, drawn on a 64-unit canvas; the painter scales it to any size.
+void drawApplicationIcon(QPainter& p)
+{
+    p.setPen(QPen(kBlue.darker(160), 3));
+    p.setBrush(kBlue);
+    p.drawEllipse(QRectF(3, 3, 58, 58));
+    drawParcel(p, QRectF(16, 22, 32, 26), kParcel);
+    p.save();
+    p.translate(28, 2);
+    p.scale(2, 2);
+    drawCheck(p, Qt::white, 2.2);
+    p.restore();
+}
+
 struct Picture {
     const char* path;
     int size;
     std::function<void(QPainter&)> draw;
+    QString absolutePath; // where path is null
 };
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s OUTPUT_SHARE_DIRECTORY\n", argv[0]);
+    if (argc != 2 && argc != 4) {
+        std::fprintf(stderr, "usage: %s OUTPUT_SHARE_DIRECTORY [HICOLOR_DIRECTORY ICON_NAME]\n",
+                     argv[0]);
         return 2;
     }
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     const QDir out(QString::fromLocal8Bit(argv[1]));
 
-    const QList<Picture> pictures = {
+    QList<Picture> pictures = {
         { "icons/update.png", kIcon, [](QPainter& p) { drawArrowUp(p, kOrange); } },
         { "icons/check.png", kIcon, [](QPainter& p) { drawCheck(p, kGreen, 2.5); } },
         { "icons/install.png", kIcon, [](QPainter& p) { drawPlus(p, kBlue); } },
@@ -170,19 +189,21 @@ int main(int argc, char** argv)
               drawParcel(p, QRectF(8.5, 8.5, 5, 5), kParcel);
               drawParcel(p, QRectF(5.5, 2.5, 5, 5), kParcel);
           } },
-        { "pixmaps/orvo.icon.png", 64,
-          [](QPainter& p) {
-              p.setPen(QPen(kBlue.darker(160), 3));
-              p.setBrush(kBlue);
-              p.drawEllipse(QRectF(3, 3, 58, 58));
-              drawParcel(p, QRectF(16, 22, 32, 26), kParcel);
-              p.save();
-              p.translate(28, 2);
-              p.scale(2, 2);
-              drawCheck(p, Qt::white, 2.2);
-              p.restore();
-          } },
+        { "pixmaps/orvo.icon.png", 64, drawApplicationIcon },
     };
+
+    if (argc == 4) {
+        const QString theme = QString::fromLocal8Bit(argv[2]);
+        const QString name = QString::fromLocal8Bit(argv[3]);
+        for (const int size : { 16, 22, 24, 32, 48, 64, 128, 256 }) {
+            const QString path = QStringLiteral("%1/%2x%2/apps/%3.png").arg(theme).arg(size).arg(name);
+            const auto draw = [size](QPainter& p) {
+                p.scale(size / 64.0, size / 64.0);
+                drawApplicationIcon(p);
+            };
+            pictures.append({ nullptr, size, draw, path });
+        }
+    }
 
     for (const Picture& picture : pictures) {
         QImage image = canvas(picture.size);
@@ -191,7 +212,8 @@ int main(int argc, char** argv)
             painter.setRenderHint(QPainter::Antialiasing);
             picture.draw(painter);
         }
-        const QString path = out.filePath(QString::fromLatin1(picture.path));
+        const QString path = picture.path ? out.filePath(QString::fromLatin1(picture.path))
+                                          : picture.absolutePath;
         if (!QDir().mkpath(QFileInfo(path).path()) || !image.save(path, "PNG")) {
             std::fprintf(stderr, "iconpainter: cannot write %s\n", qPrintable(path));
             return 1;

@@ -3,6 +3,7 @@
 #include "app/Environment.h"
 #include "app/Globals.h"
 #include "app/MainWindow.h"
+#include "app/Privileges.h"
 #include "app/Share.h"
 #include "repo/RepoMessageBoxes.h"
 #include "yumio/YumIODialogsWidgetPresenter.h"
@@ -30,6 +31,8 @@ int main(int argc, char** argv)
     const int status = CommandLine::parse(argc, argv, *window);
     if (status != CommandLine::Continue)
         return status;
+    if (!Privileges::check(nullptr))
+        return 1;
     window->show();
     const int result = QApplication::exec();
     delete app;
