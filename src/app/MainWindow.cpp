@@ -10,6 +10,7 @@
 #include "packagetable/PackageTableView.h"
 #include "progress/HProgressBar.h"
 #include "repo/RepoAuthChecker.h"
+#include "repo/RepoEditorDialog.h"
 #include "repo/YumConfIO.h"
 #include "widgets/Colors.h"
 #include "widgets/HFrameLabel.h"
@@ -267,6 +268,14 @@ void MainWindow::initialize()
         displayLog();
     if (!yumIO_->initialize()) {
         quit();
+        return;
+    }
+    if (openRepoEditorAtStart) {
+        // The main area shows once the editor reports the repositories to use.
+        model_->reset();
+        setReady(true);
+        editRepositories(true);
+        initialized_ = true;
         return;
     }
     bool clearEngine = false;
@@ -585,7 +594,12 @@ void MainWindow::displayLog()
 
 void MainWindow::editRepositories(bool forceReposChanged)
 {
-    Q_UNUSED(forceReposChanged);
+    if (!repoEditor_) {
+        repoEditor_ = new RepoEditor::Dialog(yumIO_, yumConfIO_, this);
+        connect(repoEditor_, &RepoEditor::Dialog::reposChanged, this, &MainWindow::reposChanged);
+    }
+    repoEditor_->setForceReposChanged(forceReposChanged);
+    repoEditor_->exec();
 }
 
 void MainWindow::editRepositories()

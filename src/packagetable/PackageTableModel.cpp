@@ -1,6 +1,7 @@
 #include "packagetable/PackageTableModel.h"
 
 #include "app/Share.h"
+#include "packagetable/PackageTableDescribeDialog.h"
 #include "repo/RepoBrowse.h"
 #include "repo/YumConfIO.h"
 #include "widgets/Colors.h"
@@ -38,8 +39,10 @@ Model::Model(YumIO* yumIO, QObject* parent)
     qRegisterMetaType<Package::Entry*>("Package::Entry*");
 }
 
-// The description dialog is a child of the widget it was opened from.
-Model::~Model() = default;
+Model::~Model()
+{
+    delete describeDialog_;
+}
 
 int Model::rowCount(const QModelIndex& parent) const
 {
@@ -339,7 +342,13 @@ void Model::describe(const QModelIndex& index, QWidget* parent)
 {
     if (!validRow(index))
         return;
-    Q_UNUSED(parent);
+    const Package::Entry* e = entry(index.row());
+    if (!e)
+        return;
+    if (!describeDialog_)
+        describeDialog_ = new Describe::Dialog(parent);
+    describeDialog_->config(yumIO_, *e, yumConfIO_);
+    describeDialog_->exec();
 }
 
 void Model::browse(const QModelIndex& index, QWidget* parent)

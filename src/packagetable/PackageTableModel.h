@@ -6,6 +6,7 @@
 #include <QColor>
 #include <QIcon>
 #include <QModelIndexList>
+#include <QPointer>
 
 class QWidget;
 class YumConfIO;
@@ -80,7 +81,8 @@ private:
 
     YumIO* yumIO_;
     YumConfIO* yumConfIO_ = nullptr;
-    Describe::Dialog* describeDialog_ = nullptr;
+    // A child of the widget it was first opened from; the guard notices when that goes.
+    QPointer<Describe::Dialog> describeDialog_;
     bool enabled_ = true;
     quint64 generation_ = 0;
 
