@@ -102,8 +102,9 @@ bool YumIO::applySteps(PyObject* installs, PyObject* updates, PyObject* removes)
     if (!applyLists(installs, updates, removes))
         return false;
 
-    // The user's packages are the first pass of the solver; the acts of later passes
-    // follow from what the solver reports.
+    // The user's packages count as the solver's first pass.  The acts reached stay at 0
+    // until a pass is done: a pass that ends early would put the total bar beyond where
+    // it stands once a restart widens the acts.
     dsActs_ = dsDoneActs_ = packageCount_;
     dsDownloads_ = missingHeaders_;
     progress_->setupItemActs(9900, Steps(packageCount_) + 10 * Steps(missingHeaders_));
@@ -475,7 +476,9 @@ bool YumIO::noteTransactionPkgs(Package::Action action, PyObject* members)
         const quint64 weight = hasMultiProgress() ? quint64(std::max<qint64>(entry->size, 0))
                                                   : std::max<quint64>(quint64(std::max<qint64>(entry->size, 0)), 10240);
         totalDownloadWeight_ += weight;
-        if (localFileMissing(member.get(), false))
+        PyRef package = PyRef::steal(PyObject_GetAttrString(member.get(), "po"));
+        PyErr_Clear();
+        if (localFileMissing(package ? package.get() : entry->yumObject.get(), false))
             toDownloadWeight_ += weight;
         transactionWeight_ += installWeight(entry->size);
         // rpm completes an update by removing each version it replaces.
