@@ -86,6 +86,8 @@ private Q_SLOTS:
     void applied_data();
     void applied();
     void refusedConfirmation();
+    void unlistedQuestion_data();
+    void unlistedQuestion();
     void groupExpansion_data();
     void groupExpansion();
     void groupConflicts_data();
@@ -347,6 +349,37 @@ void TestTransactions::refusedConfirmation()
     QVERIFY(!logged(Log::Heading).contains("Applying: OK"));
     QCOMPARE(rpmInstalled(), before_);
     QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+}
+
+void TestTransactions::unlistedQuestion_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QString>("heading");
+    QTest::newRow("yes") << 1 << "Confirmation: Yes";
+    QTest::newRow("no") << 0 << "Confirmation: No";
+}
+
+void TestTransactions::unlistedQuestion()
+{
+    QFETCH(int, answer);
+    QFETCH(QString, heading);
+
+    // yum asks about something that is no transaction (a key to import): what it said
+    // since the last listing is the question.
+    presenter_.confirmAnswer = answer;
+    YumIO::PyGILStateWrapper lock(true);
+    PyRef line = PyRef::steal(Py_BuildValue("(ls)", 2L, "Importing GPG key 0x0B86274E"));
+    PyRef logged = PyRef::steal(engine_->log(nullptr, line.get()));
+    PyRef result = PyRef::steal(engine_->userconfirm(nullptr, nullptr));
+    QVERIFY(result && PyLong_Check(result.get()));
+    QCOMPARE(int(PyLong_AsLong(result.get())), answer);
+    const auto asked = presenter_.of("confirm");
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked[0].caption, QString("Query"));
+    QCOMPARE(asked[0].buttons, QStringList({ "Yes", "No" }));
+    QVERIFY(asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
+    QCOMPARE(this->logged(Log::Heading).value(1), heading);
+    QVERIFY(engine_->transactionText().isEmpty());
 }
 
 void TestTransactions::groupExpansion_data()
