@@ -47,11 +47,15 @@ void YumIO::dsTsInfo(const QString& text)
     } else if (text.startsWith(obsoleting)) {
         const QString rest = text.mid(obsoleting.size());
         const int end = rest.indexOf(blank);
+        // Searched from the blank that ends the first name, which " with " begins with.
         const int with = end >= 0 ? rest.indexOf(QLatin1String(" with "), end) : -1;
         if (with >= 0) {
             const QString first = rest.left(end);
+            // yum ends the line with the second name.
             QString second = rest.mid(with + 6);
-            second.truncate(second.indexOf(blank) >= 0 ? second.indexOf(blank) : second.size());
+            const int secondEnd = second.indexOf(blank);
+            if (secondEnd >= 0)
+                second.truncate(secondEnd);
             Package::Entry* firstEntry = dsTsFindPkg(first);
             Package::Entry* secondEntry = dsTsFindPkg(second);
             dsTsNewPkg(first, firstEntry, 1, false);
