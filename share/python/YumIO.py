@@ -1331,9 +1331,10 @@ class YumIO(object):
         if lines:
             yumIOC.dsRestartLoop()
             yumIOC.dsTsCheck()
-        incoming = [self._wrap(p) for p in base.transaction.install_set]
-        yumIOC.reportDownloadSize(incoming)
+        # yum listed the transaction first and then told its download size: the
+        # listing starts the text that the confirmation shows.
         yumIOC.listTransaction(self.tsInfo)
+        yumIOC.reportDownloadSize([self._wrap(p) for p in base.transaction.install_set])
         if not yumIOC.userconfirm():
             yumIOC.log(2, "Exiting on user Command")
             base.reset(goal=True)
@@ -1350,6 +1351,12 @@ class YumIO(object):
             raise _yumError(e)
         finally:
             _LOCK.reassert()
+        # rpm goes on past a package whose scriptlet fails and leaves it out; yum
+        # reported that as a failed transaction.
+        failed = [str(tsi) for tsi in base.transaction
+                  if tsi.state == libdnf.transaction.TransactionItemState_ERROR]
+        if failed:
+            raise Errors.YumBaseError("Transaction failed: %s" % ", ".join(failed))
         yumIOC.postTransactionOutput(self.tsInfo)
         return None
 

@@ -314,6 +314,56 @@ public:
     // A "TSINFO: " message of yum's information logger, without its prefix.
     void dsTsInfo(const QString& text);
 
+    // -- applying a transaction
+    // The entry of a package name: the machine's own architecture class first, then any
+    // other class; null when none.  The second form returns only candidates accept likes.
+    Package::Entry* findPackage(const QString& name);
+    Package::Entry* findPackage(const QString& name, bool (YumIO::*accept)(Package::Entry*));
+    // The entry is to be updated (removed) and rpm has not yet started on every version of
+    // its chain.
+    bool hasNotStartedUpdate(Package::Entry* entry);
+    bool hasNotStartedRemove(Package::Entry* entry);
+    // Expands every group's work action into its members; false when the user cancelled
+    // or a member list could not be read.
+    bool applyGroups();
+    bool applyGrpUpdate(const Package::Entry* group);
+    bool applyGrpInstall(const Package::Entry* group);
+    bool applyGrpRemove(const Package::Entry* group);
+    bool applyGrpConflict(const Package::Entry* group, Package::Entry* pkg);
+    void applyGrpLog(const Package::Entry* group, const Package::Entry* pkg);
+    void applyGrpLogWas(const Package::Entry* group, const Package::Entry* pkg);
+    void applyGrpLogNot(const Package::Entry* group, const Package::Entry* pkg, Package::Action action,
+                        const QString& reason);
+    // Member names of a group; new references, or null after an error was reported.
+    PyObject* requiredPkgs(const Package::Entry* group);
+    PyObject* pkgTree(const Package::Entry* group);
+    PyObject* allPkgs(const Package::Entry* group);
+    // The package entry a solver line names, and what the line adds to the acts.
+    Package::Entry* dsTsFindPkg(const QString& envra);
+    void dsTsNewPkg(const QString& envra, Package::Entry* entry, unsigned int acts, bool checkHeader);
+    // The script's eight lists of a resolved transaction (new reference), or null.
+    PyObject* makeLists();
+    // "name version-release (arch)", with the epoch when it is not 0.
+    static QString pkgtupFormat(const QString& name, const QString& arch, const QString& epoch,
+                                const QString& version, const QString& release);
+    QString getLocalHdr(PyObject* package);
+    QString getLocalPkg(PyObject* package);
+    bool reapChildren();
+    bool sigchldDisable();
+    bool sigchldRestore();
+
+    // What the last transaction counted, for the window and tests.
+    quint32 packageCount() const { return packageCount_; }
+    quint32 missingHeaders() const { return missingHeaders_; }
+    quint32 dsActs() const { return dsActs_; }
+    quint32 dsDownloads() const { return dsDownloads_; }
+    qint64 applyActsReached() const { return applyActs; }
+    quint64 transactionWeight() const { return transactionWeight_; }
+    quint64 totalDownloadWeight() const { return totalDownloadWeight_; }
+    quint64 toDownloadWeight() const { return toDownloadWeight_; }
+    const QString& transactionText() const { return transactionText_; }
+    // -- end of applying a transaction
+
 public Q_SLOTS:
     void blockerRelease();
     // -- end of worker threads
@@ -403,6 +453,47 @@ private:
     // -- worker threads
     YumIOCapturers* capturers_ = nullptr;
     // -- end of worker threads
+
+    // -- applying a transaction
+    bool applySteps(PyObject* installs, PyObject* updates, PyObject* removes);
+    bool applyLists(PyObject* installs, PyObject* updates, PyObject* removes);
+    bool applyCall(PyObject* installs, PyObject* updates, PyObject* removes);
+    bool localFileMissing(PyObject* package, bool header);
+    bool noteTransactionPkgs(Package::Action action, PyObject* members);
+    Package::Entry* memberEntry(PyObject* member, QString& name, QString& arch);
+    bool displayTransactionPkgs(const QString& word, PyObject* members, bool withRepo);
+    bool displayTransactionPkgsObs(PyObject* members);
+    bool memberLine(PyObject* member, QString& line);
+    PyObject* findRelation(PyObject* member, const char* relation);
+    // completing: in, whether a completing update may be meant; out, whether it was found.
+    Package::Entry* removalEntry(const QString& name, bool& completing, const char* unexpected);
+    void startRemoval(Package::Entry* entry, bool completing, const QString& name, qint64 itemTail);
+    void startInstall(Package::Entry* entry, const QString& text, qint64 itemTail);
+    static quint64 installWeight(qint64 size);
+    static quint64 removeWeight(qint64 size);
+    static quint64 completeWeight(qint64 size);
+    void applyGrpNote(const QString& format, const Package::Entry* group, const Package::Entry* pkg,
+                      const QString& last);
+    PyObject* groupList(const Package::Entry* group, bool all);
+
+    QString transactionText_;
+    bool transactionListed_ = false;
+    bool applied_ = false;
+    quint32 packageCount_ = 0;
+    quint32 missingHeaders_ = 0;
+    quint32 dsActs_ = 0;
+    quint32 dsDownloads_ = 0;
+    quint32 dsPassActs_ = 0;
+    quint32 dsDoneActs_ = 0;
+    quint64 transactionWeight_ = 0;
+    quint64 totalDownloadWeight_ = 0;
+    quint64 toDownloadWeight_ = 0;
+    quint32 downloadActs_ = 0;
+    bool tsEventStarted_ = false;
+    qint64 lastTsIndex_ = -1;
+    // The SIGCHLD action in force before sigchldDisable(); owned, null when none is kept.
+    struct sigaction* sigchldPrevious_ = nullptr;
+    // -- end of applying a transaction
 
     // -- download progress
     void collectStart(void* meter, const QString& name, RepoAct act, long value, long total);

@@ -1,20 +1,10 @@
-// The script's callbacks.  Those whose work belongs to collection, transactions and
-// download progress parse their arguments here and are answered there.
+// The script's callbacks for its output and yum's loggers.  Those of collection,
+// transactions and download progress live with the work they serve.
 
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
 #include "yumio/YumIO.h"
-
-namespace {
-
-bool parseObject(PyObject* args)
-{
-    PyObject* a = nullptr;
-    return PyArg_ParseTuple(args, "O", &a);
-}
-
-} // namespace
 
 PyObject* YumIO::noneResult()
 {
@@ -47,6 +37,9 @@ PyObject* YumIO::logCallback(PyObject* args, Log::Kind kind)
     if (!PyArg_ParseTuple(args, "ls", &level, &message))
         return nullptr;
     const QString text = QString::fromUtf8(message);
+    // What yum says before the transaction is listed is what a question of it refers to.
+    if (!transactionListed_)
+        transactionText_ += text + QLatin1Char('\n');
     log(kind, (unsigned int)level, text);
     // yum's solver names each package that joins the transaction on its information logger.
     if (kind == Log::Info && text.startsWith(QLatin1String("TSINFO: ")))
@@ -62,68 +55,4 @@ PyObject* YumIO::log(PyObject*, PyObject* args)
 PyObject* YumIO::errorlog(PyObject*, PyObject* args)
 {
     return logCallback(args, Log::Error);
-}
-
-PyObject* YumIO::dsTsCheck(PyObject*, PyObject*)
-{
-    return noneResult();
-}
-
-PyObject* YumIO::dsRestartLoop(PyObject*, PyObject*)
-{
-    return noneResult();
-}
-
-PyObject* YumIO::userconfirm(PyObject*, PyObject*)
-{
-    // Nothing is confirmed until the transaction listing exists to be shown.
-    Py_RETURN_FALSE;
-}
-
-PyObject* YumIO::reportDownloadSize(PyObject*, PyObject* args)
-{
-    return parseObject(args) ? noneResult() : nullptr;
-}
-
-PyObject* YumIO::listTransaction(PyObject*, PyObject* args)
-{
-    return parseObject(args) ? noneResult() : nullptr;
-}
-
-PyObject* YumIO::tsInitCallback(PyObject*, PyObject* args)
-{
-    long phase = 0;
-    if (!PyArg_ParseTuple(args, "l", &phase))
-        return nullptr;
-    return noneResult();
-}
-
-PyObject* YumIO::tsCallback(PyObject*, PyObject* args)
-{
-    long what = 0;
-    long long amount = 0, total = 0;
-    PyObject *key, *client;
-    if (!PyArg_ParseTuple(args, "lLLOO", &what, &amount, &total, &key, &client))
-        return nullptr;
-    return noneResult();
-}
-
-PyObject* YumIO::tsEvent(PyObject*, PyObject* args)
-{
-    PyObject* member = nullptr;
-    long code = 0, a = 0, b = 0;
-    long long c = 0, d = 0;
-    if (!PyArg_ParseTuple(args, "OlLLll", &member, &code, &c, &d, &a, &b))
-        return nullptr;
-    return noneResult();
-}
-
-PyObject* YumIO::postTransactionOutput(PyObject*, PyObject* args)
-{
-    return parseObject(args) ? noneResult() : nullptr;
-}
-
-PyObject* YumIO::gpgsigcheck(PyObject*, PyObject*)
-{
-    return noneResult();
 }

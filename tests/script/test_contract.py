@@ -197,7 +197,7 @@ def test_groups(shared):
     g = shared.groups
     assert [(n, g[n].user_visible, g[n].installed) for n in sorted(g)] == [
         ("Garden", True, True), ("Grove", True, True), ("Kitchen", True, False), ("Orchard", True, True),
-        ("Pantry", False, False)]
+        ("Pantry", False, False), ("Pie", True, True)]
     orchard = g["Orchard"]
     assert type(orchard.mandatory_packages) is dict and sorted(orchard.mandatory_packages) == ["pear", "quince"]
     assert list(orchard.default_packages) == ["plum"] and list(orchard.optional_packages) == ["fig"]

@@ -9,7 +9,7 @@ import pytest
 
 from conftest import HERE, SCRIPT, copy_root, installed
 
-RUN_ORDER = ["reportDownloadSize", "listTransaction", "userconfirm", "gpgsigcheck",
+RUN_ORDER = ["listTransaction", "reportDownloadSize", "userconfirm", "gpgsigcheck",
              "tsInitCallback", "tsInitCallback", "tsEvent", "postTransactionOutput"]
 
 

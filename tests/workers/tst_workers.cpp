@@ -108,6 +108,16 @@ class YumIO:
         pass
     def collectOtherData(self):
         pass
+    def makelists(self):
+        return ([], [], [], [], [], [], [], [])
+    def apply(self, installs, updates, removes):
+        import yumIOC
+        yumIOC.listTransaction(None)
+        yumIOC.userconfirm()
+    def applyFailCleanup(self):
+        pass
+    def flush(self):
+        pass
 
 def usesSqlite():
     return True

@@ -343,6 +343,7 @@ void TestYumIO::streamCallbacks()
         { 100, "" },
         { 300, "oops" },
         { 5, "TSINFO: Marking foo-1-1.noarch as install" },
+        { 300, "Internal error: TSINFO mentions unknown package: foo-1-1.noarch" },
         { 301, "bad" },
         { 301, "worse" },
         { 100, "dprinted" },

@@ -1,0 +1,778 @@
+// Transactions applied end to end on a copy of the sandbox system: the real companion
+// script, dnf and rpm.  Every case runs in a process of its own on a fresh copy of the root
+// (the program runs them so when started without arguments).
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "AnsweringPresenter.h"
+
+#include "progress/ProgressObject.h"
+#include "progress/ProgressUser.h"
+#include "python/PyRef.h"
+#include "yumio/PackageEntry.h"
+#include "yumio/YumIO.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <csignal>
+
+namespace {
+
+// What the bars were told, in order: 'T' a new total with its tail, 'R' a reset, 'v' a
+// position of the total bar.
+QList<QPair<char, Steps>> barEvents;
+
+QObject* recordingMaker(Progress::Object* object, HProgressBar*, HProgressBar*)
+{
+    auto* minion = new QObject;
+    minion->moveToThread(QCoreApplication::instance()->thread());
+    auto value = [](Steps v) { barEvents.append({ 'v', v }); };
+    QObject::connect(object, &Progress::Object::startTotalSig, minion,
+                     [](const QString&, Steps tail) { barEvents.append({ 'T', tail }); });
+    QObject::connect(object, &Progress::Object::startItemSig, minion, [=](const QString&, Steps v, Steps) { value(v); });
+    QObject::connect(object, &Progress::Object::changeItemActsSig, minion, value);
+    QObject::connect(object, &Progress::Object::setItemValueSig, minion, [=](Steps v, Steps) { value(v); });
+    QObject::connect(object, &Progress::Object::endItemActsSig, minion, value);
+    QObject::connect(object, &Progress::Object::setTotalValueSig, minion, value);
+    QObject::connect(object, &Progress::Object::resetSig, minion, [] { barEvents.append({ 'R', 0 }); });
+    return minion;
+}
+
+// The script object's apply, wrapped so that the test sees the three lists it is given.
+const char* recordApply = R"(
+_orvoApply = YumIO.apply
+def _recordingApply(self, installs, updates, removes):
+    global handed
+    handed = " ".join(sorted(["i:%s" % p for p in installs] + ["u:%s>%s" % (n, o) for n, o in updates]
+                             + ["r:%s" % p for p in removes]))
+    return _orvoApply(self, installs, updates, removes)
+YumIO.apply = _recordingApply
+handed = None
+)";
+
+Package::Action actionOf(const QString& word)
+{
+    return word == "Update" ? Package::Update : word == "Install" ? Package::Install : Package::Remove;
+}
+
+QString conflictText(bool earlier, const QString& group, const QString& groupAction, const QString& current)
+{
+    return QString("Package pear is included in group %1 which was marked for %2,\n"
+                   "so the package would be marked for Update,\n%3.\nHow do you wish to proceed?")
+        .arg(group, groupAction,
+             (earlier ? QString("but you resolved an earlier conflict by marking it for ")
+                      : QString("but it was marked individually for "))
+                 + current);
+}
+
+bool casesRan = false;
+
+} // namespace
+
+class TestTransactions final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+
+    void applied_data();
+    void applied();
+    void refusedConfirmation();
+    void unlistedQuestion_data();
+    void unlistedQuestion();
+    void groupExpansion_data();
+    void groupExpansion();
+    void groupConflicts_data();
+    void groupConflicts();
+    void solverLines_data();
+    void solverLines();
+    void installStart_data();
+    void installStart();
+    void removalsInTurn();
+    void callbackWarnings_data();
+    void callbackWarnings();
+    void eventsOfOneIndex();
+    void failingTransaction_data();
+    void failingTransaction();
+
+private:
+    Package::Entry* entry(const QString& name, bool group = false);
+    void mark(const QStringList& marks);
+    QStringList rpmInstalled();
+    QString handed();
+    QStringList logged(Log::Kind kind, int level = -1);
+    QStringList errorDialogs();
+    void checkMonotonic();
+
+    QTemporaryDir root_;
+    YumIO* engine_ = nullptr;
+    AnsweringPresenter presenter_;
+    QStringList before_;
+};
+
+void TestTransactions::initTestCase()
+{
+    QVERIFY(root_.isValid());
+    const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
+    QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
+    QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
+    qputenv("ORVOROOT", root_.path().toLocal8Bit());
+    std::signal(SIGINT, SIG_DFL);
+    YumIODialogsPresenter::install(&presenter_);
+    Progress::Object::setMinionMaker(&recordingMaker);
+    engine_ = new YumIO;
+    engine_->setup(nullptr, nullptr, nullptr);
+    QVERIFY(engine_->initialize());
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine_->py(recordApply);
+    }
+    QVERIFY(engine_->collect({}));
+    QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+    before_ = rpmInstalled();
+    QVERIFY(before_.contains("pear-1.0-1.x86_64"));
+    presenter_.dialogs.clear();
+    barEvents.clear();
+}
+
+void TestTransactions::cleanupTestCase()
+{
+    if (engine_)
+        engine_->clearEntriesBeforeQuit();
+    delete engine_;
+    Progress::Object::setMinionMaker(nullptr);
+    YumIODialogsPresenter::install(nullptr);
+}
+
+void TestTransactions::init()
+{
+    if (casesRan)
+        QSKIP("each case needs a fresh system: run it in a process of its own");
+    casesRan = true;
+}
+
+Package::Entry* TestTransactions::entry(const QString& name, bool group)
+{
+    for (Package::Entry* e : engine_->catalogue())
+        if (e->name == name && (e->kind == Package::Group) == group)
+            return e;
+    return nullptr;
+}
+
+void TestTransactions::mark(const QStringList& marks)
+{
+    for (const QString& m : marks) {
+        const bool group = m.startsWith('@');
+        const QString name = m.section(':', 0, 0).mid(group ? 1 : 0);
+        Package::Entry* e = entry(name, group);
+        QVERIFY2(e, qPrintable(m));
+        e->action = actionOf(m.section(':', 1));
+    }
+}
+
+QStringList TestTransactions::rpmInstalled()
+{
+    QProcess rpm;
+    rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-qa" });
+    rpm.waitForFinished(-1);
+    QStringList names = QString::fromUtf8(rpm.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    names.sort();
+    return names;
+}
+
+QString TestTransactions::handed()
+{
+    YumIO::PyGILStateWrapper lock(true);
+    PyRef value = PyRef::steal(engine_->pyr("handed"));
+    return value.get() == Py_None ? QString("(nothing)") : engine_->pyStringX(value.get());
+}
+
+QStringList TestTransactions::logged(Log::Kind kind, int level)
+{
+    QStringList texts;
+    Log::EntryList& list = engine_->logList();
+    list.lock();
+    for (const Log::Entry& e : list)
+        if (e.kind == kind && (level < 0 || int(e.level) == level))
+            texts.append(e.text);
+    list.unlock();
+    return texts;
+}
+
+QStringList TestTransactions::errorDialogs()
+{
+    QStringList texts;
+    for (const auto& d : presenter_.dialogs)
+        if (d.caption.startsWith("Orvo Yum"))
+            texts.append(d.text);
+    return texts;
+}
+
+void TestTransactions::checkMonotonic()
+{
+    QVERIFY(!barEvents.isEmpty());
+    Steps tail = 0;
+    Steps last = 0;
+    bool known = false;
+    for (const auto& event : qAsConst(barEvents)) {
+        if (event.first == 'T' || event.first == 'R') {
+            known = event.first == 'T';
+            tail = event.second;
+            last = 0;
+            continue;
+        }
+        QVERIFY2(event.second >= last, qPrintable(QString("%1 after %2").arg(event.second).arg(last)));
+        QVERIFY2(!known || event.second <= tail, qPrintable(QString("%1 beyond %2").arg(event.second).arg(tail)));
+        last = event.second;
+    }
+}
+
+void TestTransactions::applied_data()
+{
+    QTest::addColumn<QStringList>("marks");
+    QTest::addColumn<bool>("result");
+    QTest::addColumn<QString>("handed");
+    QTest::addColumn<int>("packages");
+    QTest::addColumn<QStringList>("added");
+    QTest::addColumn<QStringList>("removed");
+    // The confirmation text, %1 the download size of the packages named in "sized"; empty:
+    // not compared.
+    QTest::addColumn<QString>("listing");
+    QTest::addColumn<QStringList>("sized");
+    QTest::addColumn<QString>("output");
+
+    QTest::newRow("install with dependency")
+        << QStringList { "melon:Install" } << true << "i:melon-1.0-1.x86_64" << 1
+        << QStringList { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" } << QStringList()
+        << "Transaction to be performed:\n"
+           "\tInstall: melon 1.0-1 (x86_64) [orvo-base]\n"
+           "Performing the following to resolve dependencies:\n"
+           "\tInstall: melon-libs 1.0-1 (x86_64) [orvo-base]\n"
+           "Total download size: %1\n"
+        << QStringList { "melon", "melon-libs" } << QString();
+    QTest::newRow("update with dependency")
+        << QStringList { "pear:Update" } << true << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64" << 2
+        << QStringList { "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" } << QStringList { "pear-1.0-1.x86_64" }
+        << "Transaction to be performed:\n"
+           "\tUpdate: pear 1.1-1 (x86_64) [orvo-updates]\n"
+           "Performing the following to resolve dependencies:\n"
+           "\tInstall: pear-data 1.1-1 (noarch) [orvo-updates]\n"
+           "Total download size: %1\n"
+        << QStringList { "pear", "pear-data" } << QString();
+    QTest::newRow("update of two installed versions")
+        << QStringList { "kettle:Update" } << true
+        << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64" << 3
+        << QStringList { "kettle-3.0-1.x86_64" } << QStringList() << QString() << QStringList() << QString();
+    QTest::newRow("remove")
+        << QStringList { "lime:Remove" } << true << "r:lime-1.0-1.noarch" << 1 << QStringList()
+        << QStringList { "lime-1.0-1.noarch" }
+        << "Transaction to be performed:\n\tRemove: lime 1.0-1 (noarch)\nTotal download size: %1\n"
+        << QStringList() << QString();
+    QTest::newRow("remove of an out-of-date entry")
+        << QStringList { "kettle:Remove" } << true << "r:kettle-1.0-1.x86_64 r:kettle-2.0-1.x86_64" << 2
+        << QStringList() << QStringList { "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64" } << QString()
+        << QStringList() << QString();
+    QTest::newRow("obsoleting install")
+        << QStringList { "cherry-ng:Install" } << true << "i:cherry-ng-2.0-1.noarch" << 1
+        << QStringList { "cherry-ng-2.0-1.noarch" } << QStringList { "cherry-1.0-1.noarch" }
+        << "Transaction to be performed:\n"
+           "\tInstall: cherry-ng 2.0-1 (noarch) [orvo-updates]\n"
+           "Other Transactions:\n"
+           "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n"
+           "Total download size: %1\n"
+        << QStringList { "cherry-ng" } << QString();
+    QTest::newRow("scriptlet output")
+        << QStringList { "salt:Install" } << true << "i:salt-1.0-1.noarch" << 1
+        << QStringList { "salt-1.0-1.noarch" } << QStringList() << QString() << QStringList()
+        << "salt: the shaker is filled";
+    QTest::newRow("nothing marked") << QStringList() << false << "" << 0 << QStringList() << QStringList()
+                                    << QString() << QStringList() << QString();
+}
+
+void TestTransactions::applied()
+{
+    QFETCH(QStringList, marks);
+    QFETCH(bool, result);
+    QFETCH(QString, handed);
+    QFETCH(int, packages);
+    QFETCH(QStringList, added);
+    QFETCH(QStringList, removed);
+    QFETCH(QString, listing);
+    QFETCH(QStringList, sized);
+    QFETCH(QString, output);
+
+    mark(marks);
+    qint64 size = 0;
+    for (const QString& name : sized)
+        size += entry(name)->size;
+    QCOMPARE(engine_->apply(), result);
+    QCOMPARE(this->handed(), handed);
+    QCOMPARE(int(engine_->packageCount()), packages);
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+
+    QStringList expected = before_;
+    for (const QString& name : removed)
+        expected.removeAll(name);
+    expected += added;
+    expected.sort();
+    QCOMPARE(rpmInstalled(), expected);
+
+    const auto confirmations = presenter_.of("confirm");
+    QCOMPARE(confirmations.size(), result ? 1 : 0);
+    if (result) {
+        QCOMPARE(confirmations[0].caption, QString("Apply"));
+        QCOMPARE(confirmations[0].buttons, QStringList({ "OK", "Cancel" }));
+        if (!listing.isEmpty())
+            QCOMPARE(confirmations[0].text, listing.arg(YumIO::bytesFormat((unsigned long long)size)));
+        QVERIFY(logged(Log::Heading).contains("Applying: OK"));
+    }
+    if (!output.isEmpty())
+        QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
+    checkMonotonic();
+}
+
+void TestTransactions::refusedConfirmation()
+{
+    mark({ "melon:Install", "lime:Remove" });
+    presenter_.confirmAnswer = 0;
+    QVERIFY(!engine_->apply());
+    QCOMPARE(presenter_.of("confirm").size(), 1);
+    QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
+    QVERIFY(!logged(Log::Heading).contains("Applying: OK"));
+    QCOMPARE(rpmInstalled(), before_);
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+}
+
+void TestTransactions::unlistedQuestion_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QString>("heading");
+    QTest::newRow("yes") << 1 << "Confirmation: Yes";
+    QTest::newRow("no") << 0 << "Confirmation: No";
+}
+
+void TestTransactions::unlistedQuestion()
+{
+    QFETCH(int, answer);
+    QFETCH(QString, heading);
+
+    // yum asks about something that is no transaction (a key to import): what it said
+    // since the last listing is the question.
+    presenter_.confirmAnswer = answer;
+    YumIO::PyGILStateWrapper lock(true);
+    PyRef line = PyRef::steal(Py_BuildValue("(ls)", 2L, "Importing GPG key 0x0B86274E"));
+    PyRef logged = PyRef::steal(engine_->log(nullptr, line.get()));
+    PyRef result = PyRef::steal(engine_->userconfirm(nullptr, nullptr));
+    QVERIFY(result && PyLong_Check(result.get()));
+    QCOMPARE(int(PyLong_AsLong(result.get())), answer);
+    const auto asked = presenter_.of("confirm");
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked[0].caption, QString("Query"));
+    QCOMPARE(asked[0].buttons, QStringList({ "Yes", "No" }));
+    QVERIFY(asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
+    QCOMPARE(this->logged(Log::Heading).value(1), heading);
+    QVERIFY(engine_->transactionText().isEmpty());
+}
+
+void TestTransactions::groupExpansion_data()
+{
+    QTest::addColumn<QStringList>("marks");
+    QTest::addColumn<QStringList>("notes");
+    QTest::addColumn<QString>("handed");
+
+    // fig is optional: distribution groups do not even list it for an update.
+    QTest::newRow("update leaves the optional member")
+        << QStringList { "@Orchard:Update" }
+        << QStringList { "For group Orchard, marking package pear for Update",
+                         "For group Orchard, marking package quince for Update" }
+        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
+    QTest::newRow("install marks the members to install")
+        << QStringList { "@Kitchen:Install" }
+        << QStringList { "For group Kitchen, marking package melon for Install",
+                         "For group Kitchen, marking package lemon for Install" }
+        << "i:lemon-1.0-1.noarch i:melon-1.0-1.x86_64";
+    QTest::newRow("member marked before")
+        << QStringList { "pear:Update", "@Orchard:Install" }
+        << QStringList { "For group Orchard, package pear already was marked for Update",
+                         "For group Orchard, marking package quince for Update" }
+        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
+    QTest::newRow("remove marks a removed member again")
+        << QStringList { "tomato:Remove", "@Garden:Remove" }
+        << QStringList { "For group Garden, marking package tomato for Remove",
+                         "For group Garden, marking package lime for Remove" }
+        << "r:lime-1.0-1.noarch r:tomato-1.0-1.noarch";
+}
+
+void TestTransactions::groupExpansion()
+{
+    QFETCH(QStringList, marks);
+    QFETCH(QStringList, notes);
+    QFETCH(QString, handed);
+
+    mark(marks);
+    presenter_.confirmAnswer = 0;
+    QVERIFY(!engine_->apply());
+    QStringList logged = this->logged(Log::Info, 4);
+    logged.sort();
+    notes.sort();
+    QCOMPARE(logged, notes);
+    QCOMPARE(this->handed(), handed);
+    QCOMPARE(presenter_.of("critical", "Apply").size(), 0);
+    QCOMPARE(entry("fig")->workAction, Package::None);
+}
+
+void TestTransactions::groupConflicts_data()
+{
+    QTest::addColumn<QString>("pear");
+    QTest::addColumn<QString>("orchard");
+    QTest::addColumn<QString>("pie");
+    QTest::addColumn<QList<int>>("answers");
+    QTest::addColumn<QString>("handed");
+
+    QTest::newRow("cancelled") << QString() << "Update" << "Remove" << QList<int> { 2 } << "(nothing)";
+    QTest::newRow("earlier conflict") << "Remove" << "Update" << "Install" << QList<int> { 1, 2 } << "(nothing)";
+    QTest::newRow("group's action taken")
+        << QString() << "Update" << "Remove" << QList<int> { 0 }
+        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
+}
+
+void TestTransactions::groupConflicts()
+{
+    QFETCH(QString, pear);
+    QFETCH(QString, orchard);
+    QFETCH(QString, pie);
+    QFETCH(QList<int>, answers);
+    QFETCH(QString, handed);
+
+    mark({ "@Orchard:" + orchard, "@Pie:" + pie });
+    if (!pear.isEmpty())
+        mark({ "pear:" + pear });
+    // Groups expand in the catalogue's order.
+    const auto& rows = engine_->catalogue();
+    const bool orchardFirst = rows.indexOf(entry("Orchard", true)) < rows.indexOf(entry("Pie", true));
+    const QString first = orchardFirst ? "Orchard" : "Pie";
+    const QString second = orchardFirst ? "Pie" : "Orchard";
+    const QString firstAction = orchardFirst ? orchard : pie;
+    const QString secondAction = orchardFirst ? pie : orchard;
+    // pear is out of date: a group would always update it.
+    QStringList expected;
+    if (pear.isEmpty()) {
+        expected << conflictText(false, second, secondAction, firstAction);
+    } else {
+        expected << conflictText(false, first, firstAction, pear) << conflictText(true, second, secondAction, pear);
+    }
+
+    presenter_.questionAnswers = answers;
+    presenter_.confirmAnswer = 0;
+    QVERIFY(!engine_->apply());
+    const auto conflicts = presenter_.of("critical", "Apply");
+    QStringList texts;
+    for (const auto& c : conflicts) {
+        texts << c.text;
+        QCOMPARE(c.buttons.value(0), QString("Update"));
+        QCOMPARE(c.buttons.value(2), QString("Cancel"));
+        QCOMPARE(c.defaultButton, 2);
+        QCOMPARE(c.escapeButton, 2);
+    }
+    QCOMPARE(texts, expected);
+    QCOMPARE(this->handed(), handed);
+    // A cancelled conflict hands nothing to yum, so nothing is confirmed.
+    QCOMPARE(presenter_.of("confirm").size(), answers.last() == 2 ? 0 : 1);
+    if (answers.first() != 2) {
+        const QString kept = answers.first() == 0 ? "Update" : pear.isEmpty() ? firstAction : pear;
+        QVERIFY(logged(Log::Info, 4).contains("Manually resolving conflict: marking package pear for " + kept));
+    }
+    QCOMPARE(rpmInstalled(), before_);
+}
+
+void TestTransactions::solverLines_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("uncached");
+    QTest::addColumn<int>("acts");
+    QTest::addColumn<int>("downloads");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("marking an install") << "Marking melon-libs-1.0-1.x86_64 as install" << "" << 1 << 0 << "";
+    QTest::newRow("marking an update")
+        << "Marking pear-1.1-1.x86_64 as update for pear-1.0-1.x86_64" << "" << 2 << 0 << "";
+    QTest::newRow("updating") << "Updating kettle-3.0-1.x86_64 to resolve dep." << "" << 2 << 0 << "";
+    QTest::newRow("obsoleting")
+        << "Obsoleting quince-1.1-1.noarch with cherry-ng-2.0-1.noarch" << "" << 2 << 0 << "";
+    QTest::newRow("header not cached") << "Marking grape-1.0-1.x86_64 as install" << "grape" << 1 << 1 << "";
+    QTest::newRow("obsoleting without with")
+        << "Obsoleting cherry-1.0-1.noarch" << "" << 0 << 0
+        << "Internal error: unexpected TSINFO: Obsoleting cherry-1.0-1.noarch";
+    QTest::newRow("erase") << "lime-1.0-1.noarch marked as erase" << "" << 0 << 0 << "";
+    QTest::newRow("installed package")
+        << "Marking lime-1.0-1.noarch as install" << "" << 0 << 0
+        << "Internal error: TSINFO mentions intent to install or upgrade package that already seems up-to-date: lime";
+    QTest::newRow("unknown package") << "Marking nosuch-1.0-1.x86_64 as install" << "" << 0 << 0
+                                     << "Internal error: TSINFO mentions unknown package: nosuch-1.0-1.x86_64";
+    QTest::newRow("bare name") << "Marking melon as install" << "" << 1 << 0
+                               << "Internal error: TSINFO mentions package melon which does not appear to be a "
+                                  "valid envra; interpreting as package name";
+}
+
+void TestTransactions::solverLines()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, uncached);
+    QFETCH(int, acts);
+    QFETCH(int, downloads);
+    QFETCH(QString, error);
+
+    YumIO::PyGILStateWrapper lock(true);
+    if (!uncached.isEmpty())
+        engine_->py(qPrintable(QString("_orvoHdr = _AvailablePackage.localHdr\n"
+                                       "_AvailablePackage.localHdr = lambda self: "
+                                       "'/nonexistent/header' if self.name == '%1' else _orvoHdr(self)\n")
+                                   .arg(uncached)));
+    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+    const quint32 actsBefore = engine_->dsActs();
+    const quint32 downloadsBefore = engine_->dsDownloads();
+    engine_->dsTsInfo(line);
+    QCOMPARE(int(engine_->dsActs() - actsBefore), acts);
+    QCOMPARE(int(engine_->dsDownloads() - downloadsBefore), downloads);
+    QCOMPARE(errorDialogs(), error.isEmpty() ? QStringList() : QStringList { error });
+}
+
+void TestTransactions::installStart_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("arch");
+    QTest::addColumn<int>("workAction");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("install") << "melon" << "x86_64" << int(Package::Install) << "Installing melon";
+    QTest::newRow("update") << "pear" << "x86_64" << int(Package::Update) << "Updating pear";
+    QTest::newRow("noarch update of x86_64") << "quince" << "noarch" << int(Package::Update) << "Updating quince";
+    QTest::newRow("unknown") << "nosuch" << "x86_64" << int(Package::Install) << "";
+}
+
+void TestTransactions::installStart()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, arch);
+    QFETCH(int, workAction);
+    QFETCH(QString, text);
+
+    Package::Entry* target = entry(name);
+    if (target)
+        target->workAction = Package::Action(workAction);
+    YumIO::PyGILStateWrapper lock(true);
+    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+    PyRef args = PyRef::steal(Py_BuildValue("(lLL({s:s,s:s})O)", 3L, 40LL, 100LL, "name", qPrintable(name), "arch",
+                                            qPrintable(arch), Py_None));
+    PyRef result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
+    QCOMPARE(result.get(), Py_None);
+    if (text.isEmpty()) {
+        QCOMPARE(errorDialogs(),
+                 QStringList { "Internal error: Unable to find package for install/update of nosuch.x86_64" });
+        QCOMPARE(engine_->applyActsReached(), qint64(0));
+        return;
+    }
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+    QCOMPARE(logged(Log::Info, 1), QStringList { text });
+    // Both bits of what = 3: the step starts, then the item moves.
+    QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
+    QVERIFY(target->started);
+    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(10240, 3 * target->size));
+}
+
+void TestTransactions::removalsInTurn()
+{
+    // kettle's row is its update; the two installed versions hang in its chain.
+    Package::Entry* kettle = entry("kettle");
+    QVERIFY(kettle && kettle->state == Package::AvailableForUpdate && kettle->next && kettle->next->next);
+    Package::Entry* first = kettle->next;
+    Package::Entry* second = first->next;
+    kettle->workAction = Package::Remove;
+
+    YumIO::PyGILStateWrapper lock(true);
+    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+    auto remove = [&] {
+        PyRef args = PyRef::steal(Py_BuildValue("(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
+        PyRef result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
+        QCOMPARE(result.get(), Py_None);
+    };
+    remove();
+    QCOMPARE(QList<bool>({ kettle->started, first->started, second->started }), QList<bool>({ false, true, false }));
+    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(first->size, 10240));
+    remove();
+    QCOMPARE(QList<bool>({ kettle->started, first->started, second->started }), QList<bool>({ false, true, true }));
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+    remove();
+    QVERIFY(kettle->started);
+    QCOMPARE(errorDialogs(), QStringList { "Internal error: YumIO::tsCallback UNINST of kettle too many times" });
+}
+
+void TestTransactions::callbackWarnings_data()
+{
+    QTest::addColumn<long>("what");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<long>("event");
+    QTest::addColumn<QStringList>("warnings");
+
+    QTest::newRow("removal of an unknown package")
+        << 256L << "nosuch" << 0L << QStringList { "Internal error: YumIO::tsCallback UNINST of nosuch not expected" };
+    QTest::newRow("removal not marked")
+        << 256L << "tomato" << 0L << QStringList { "Internal error: YumIO::tsCallback UNINST of tomato not expected" };
+    QTest::newRow("bits not understood")
+        << 1024L << "tomato" << 0L << QStringList { "Internal error: YumIO::tsCallback what=1024 not understood; ignoring" };
+    QTest::newRow("file opened") << 4L << "tomato" << 0L << QStringList();
+    QTest::newRow("event not understood")
+        << 0L << "tomato" << 99L << QStringList { "Internal error: YumIO::tsEvent action=99 not understood; ignoring" };
+    QTest::newRow("erase event of an unknown package")
+        << 0L << "nosuch" << 40L
+        << QStringList { "Internal error: YumIO::tsCallback REMOVE/COMPLETE of nosuch not expected" };
+}
+
+void TestTransactions::callbackWarnings()
+{
+    QFETCH(long, what);
+    QFETCH(QString, key);
+    QFETCH(long, event);
+    QFETCH(QStringList, warnings);
+
+    YumIO::PyGILStateWrapper lock(true);
+    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+    PyRef result;
+    if (event) {
+        PyRef args = PyRef::steal(Py_BuildValue("(slLLll)", qPrintable(key), event, 0LL, 10LL, 1L, 1L));
+        result = PyRef::steal(engine_->tsEvent(nullptr, args.get()));
+    } else {
+        PyRef args = PyRef::steal(Py_BuildValue("(lLLsO)", what, 0LL, 10LL, qPrintable(key), Py_None));
+        result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
+    }
+    QCOMPARE(result.get(), Py_None);
+    QCOMPARE(errorDialogs(), warnings);
+    QCOMPARE(presenter_.of("warning").size(), warnings.size());
+}
+
+void TestTransactions::eventsOfOneIndex()
+{
+    Package::Entry* melon = entry("melon");
+    Package::Entry* libs = entry("melon-libs");
+    melon->workAction = libs->workAction = Package::Install;
+
+    YumIO::PyGILStateWrapper lock(true);
+    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+    auto event = [&](Package::Entry* e, long long done, long index) {
+        PyRef args = PyRef::steal(Py_BuildValue("(OlLLll)", e->yumObject.get(), 20L, done, 100LL, index, 2L));
+        PyRef result = PyRef::steal(engine_->tsEvent(nullptr, args.get()));
+        QCOMPARE(result.get(), Py_None);
+        QCOMPARE(engine_->progressSlot()->itemValue(), Steps(done));
+    };
+    event(melon, 0, 1);
+    event(melon, 50, 1);
+    event(melon, 100, 1);
+    QCOMPARE(logged(Log::Info, 1), QStringList { "Installing melon" });
+    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(10240, 3 * melon->size));
+    event(libs, 30, 2);
+    QCOMPARE(logged(Log::Info, 1), QStringList({ "Installing melon", "Installing melon-libs" }));
+    QCOMPARE(engine_->applyActsReached(),
+             std::max<qint64>(10240, 3 * melon->size) + std::max<qint64>(10240, 3 * libs->size));
+    QVERIFY(melon->started && libs->started);
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+}
+
+void TestTransactions::failingTransaction_data()
+{
+    QTest::addColumn<QStringList>("marks");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<QString>("failure");
+
+    QTest::newRow("failing scriptlet") << QStringList { "bramble:Install" } << "bramble: thorns in the way"
+                                       << "Transaction failed: bramble-1.0-1.noarch";
+    QTest::newRow("file conflict") << QStringList { "salt:Install", "pepper:Install" } << QString()
+                                   << "file /usr/share/condiments/shaker conflicts between attempted installs";
+}
+
+void TestTransactions::failingTransaction()
+{
+    QFETCH(QStringList, marks);
+    QFETCH(QString, output);
+    QFETCH(QString, failure);
+
+    mark(marks);
+    QVERIFY(!engine_->apply());
+    const auto errors = presenter_.of("scrollable", "Orvo Yum Error");
+    QCOMPARE(errors.size(), 1);
+    QVERIFY2(errors[0].text.contains(failure) && errors[0].text.endsWith("Unable to apply changes"),
+             qPrintable(errors[0].text));
+    QVERIFY(logged(Log::Error).contains("Unable to apply changes"));
+    if (!output.isEmpty())
+        QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
+    QCOMPARE(rpmInstalled(), before_);
+    checkMonotonic();
+
+    // The program goes on: the catalogue is collected again and is what rpm says.
+    presenter_.dialogs.clear();
+    QVERIFY(engine_->clear());
+    QVERIFY(engine_->collect({}));
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+    QStringList installed;
+    for (const Package::Entry* row : engine_->catalogue())
+        for (const Package::Entry* e = row; e && row->kind != Package::Group; e = e->next)
+            if (e->state == Package::Installed)
+                installed << e->name + "-" + e->verRel + "." + e->arch;
+    installed.sort();
+    QCOMPARE(installed, before_);
+}
+
+namespace {
+
+// Runs every case (every row of a data-driven one) in a child process of its own.
+int runEachCaseAlone(const QString& program)
+{
+    QProcess list;
+    list.start(program, { "-datatags" });
+    list.waitForFinished(-1);
+    QStringList cases;
+    for (const QString& line : QString::fromUtf8(list.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts)) {
+        const QString function = line.section(' ', 1, 1);
+        const QString tag = line.section(' ', 2);
+        if (function.isEmpty() || function == "initTestCase" || function == "cleanupTestCase")
+            continue;
+        cases << (tag.isEmpty() ? function : function + ':' + tag);
+    }
+    if (cases.isEmpty()) {
+        std::fprintf(stderr, "no test cases listed\n");
+        return 1;
+    }
+    int failed = 0;
+    for (const QString& name : qAsConst(cases)) {
+        QProcess child;
+        child.setProcessChannelMode(QProcess::ForwardedChannels);
+        child.start(program, { name });
+        child.waitForFinished(-1);
+        if (child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0) {
+            std::fprintf(stderr, "FAILED: %s\n", qPrintable(name));
+            ++failed;
+        }
+    }
+    std::printf("%d of %d cases failed\n", failed, int(cases.size()));
+    return failed ? 1 : 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 1)
+        return runEachCaseAlone(QCoreApplication::applicationFilePath());
+    TestTransactions test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_transactions.moc"
