@@ -43,6 +43,7 @@ for _dir in reversed(_scriptDirs()):
 
 import errno  # noqa: E402
 import fcntl  # noqa: E402
+import gc  # noqa: E402
 import glob  # noqa: E402
 import logging  # noqa: E402
 import shutil  # noqa: E402
@@ -912,6 +913,42 @@ class _TransactionInfo(object):
                 self.depinstalled, self.depupdated, self.depremoved, self.reinstalled)
 
 
+class _NoCycleCollection(object):
+    """Holds off the cycle collector while tens of thousands of objects that form no
+    cycles are made: otherwise it walks the whole of dnf's heap again and again."""
+
+    def __enter__(self):
+        self._was = gc.isenabled()
+        gc.disable()
+
+    def __exit__(self, *exc):
+        if self._was:
+            gc.enable()
+        return False
+
+
+def _collectRow(po):
+    """A package's row read straight from dnf's package, as printVer and returnSimple
+    would give its fields."""
+    p = po._pkg
+    epoch = p.epoch
+    if epoch:
+        verRel = "%s:%s-%s" % (epoch, p.version, p.release)
+    else:
+        verRel = "%s-%s" % (p.version, p.release)
+    return (po, p.name, p.arch, verRel, po.repoid, p.group, po.size, p.summary, p.buildtime)
+
+
+def _genericRow(po):
+    def simple(tag):
+        try:
+            return po.returnSimple(tag)
+        except KeyError:
+            return None
+    return (po, po.name, po.arch, po.printVer(), simple("repoid"), simple("group"), po.size,
+            simple("summary"), simple("buildtime"))
+
+
 class _Collected(object):
     def __init__(self, installed, available):
         self.installed = installed
@@ -1079,15 +1116,32 @@ class YumIO(object):
         return self._base.sack.query()
 
     def collectUpdates(self):
-        q = self._query()
-        return [self._wrap(p) for p in q.upgrades().latest()]
+        with _NoCycleCollection():
+            q = self._query()
+            return [self._wrap(p) for p in q.upgrades().latest()]
 
     def collectAll(self):
-        q = self._query()
-        inst = q.installed()
-        instTups = set((p.name, p.arch, p.evr) for p in inst)
-        avail = [p for p in q.available().latest() if (p.name, p.arch, p.evr) not in instTups]
-        return _Collected([self._wrap(p) for p in inst], [self._wrap(p) for p in avail])
+        with _NoCycleCollection():
+            q = self._query()
+            inst = q.installed()
+            instTups = set((p.name, p.arch, p.evr) for p in inst)
+            avail = [p for p in q.available().latest() if (p.name, p.arch, p.evr) not in instTups]
+            return _Collected([self._wrap(p) for p in inst], [self._wrap(p) for p in avail])
+
+    def collectRows(self, packages):
+        """What the engine reads of each package, one tuple a package: (package, name,
+        arch, printVer(), repoid, group, size, summary, buildtime), the texts as
+        returnSimple gives them (None where it has none).  A package whose fields
+        cannot be read comes back as itself, for the engine to read and report."""
+        rows = []
+        append = rows.append
+        with _NoCycleCollection():
+            for po in packages:
+                try:
+                    append(_collectRow(po) if isinstance(po, _Package) else _genericRow(po))
+                except Exception:
+                    append(po)
+        return rows
 
     def isBetterThan(self, a, b):
         # The architecture nearer the machine's own wins over a newer version:

@@ -396,6 +396,10 @@ private:
     QHash<EntryKey, Package::Entry*> keyHash_;
     QHash<QString, Package::Entry*> nameHash_;
     QSet<QString> biArchs_;
+    // Only while collecting: architecture classes, shared texts, formatted times.
+    QHash<QString, QString> biArchCache_;
+    QSet<QString> collectTexts_;
+    QHash<qint64, QString> timeTexts_;
     QStringList enabledRepos_;
     QString baseArch_;
     bool clearing_ = false;
@@ -407,6 +411,17 @@ private:
     void useRepos(const QHash<QString, bool>& requests);
     void collectRepos();
     bool collectSet(PyObject* packages, Package::State state);
+    bool collectEach(PyObject* items, Package::State state);
+    void collectOne(PyObject* package, Package::State state);
+    void collectRow(PyObject* row, Package::State state);
+    Package::Entry** placeFor(const QString& name, const QString& arch, const QString& biArch, Package::State state,
+                              bool& head);
+    void prefer(const QString& name, Package::Entry* entry);
+    QString simpleText(PyObject* value);
+    QString biArchOf(const QString& arch);
+    QString collectText(const QString& text);
+    QString collectTimeText(qint64 time);
+    void clearCollectCaches();
     bool collectField(PyObject* result, const char* name, Package::State state);
     Package::Entry*& findUpdateablePackage(const QString& name, const QString& arch, const QString& biArch);
     Package::Entry* collectPkg(Package::State state, PyObject* package);

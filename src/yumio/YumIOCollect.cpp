@@ -20,7 +20,10 @@ bool YumIO::collectReal(const QHash<QString, bool>& requests)
     setEnablePythonSIGINTHandler(true);
     fileListsLoaded_ = false;
     otherDataLoaded_ = false;
-    if (!collectSteps(requests)) {
+    clearCollectCaches();
+    const bool collected = collectSteps(requests);
+    clearCollectCaches();
+    if (!collected) {
         progress_->reset();
         return false;
     }
@@ -230,95 +233,6 @@ bool YumIO::collectField(PyObject* result, const char* name, Package::State stat
         return false;
     }
     return collectSet(field.get(), state);
-}
-
-bool YumIO::collectSet(PyObject* packages, Package::State state)
-{
-    PyRef iterator = PyRef::steal(PyObject_GetIter(packages));
-    if (!iterator) {
-        if (PyErr_Occurred())
-            handleException();
-        return false;
-    }
-    while (PyRef package = PyRef::steal(PyIter_Next(iterator.get()))) {
-        const QString name = pyStringXDec(PyObject_GetAttrString(package.get(), "name"));
-        const QString arch = pyStringXDec(PyObject_GetAttrString(package.get(), "arch"));
-        PyErr_Clear();
-        const QString biArch = getBiArch(arch);
-        biArchs_.insert(biArch);
-
-        Package::Entry*& slot = findUpdateablePackage(name, arch, biArch);
-        if (!slot) {
-            Package::Entry* entry = collectPkg(state, package.get());
-            slot = entry;
-            Package::Entry*& preferred = nameHash_[name];
-            if (preferred) {
-                PyRef better = PyRef::steal(pyMethodCall(yumIO_.get(), "isBetterThan", "(O,O)",
-                                                         preferred->yumObject.get(), entry->yumObject.get()));
-                if (better.get() == Py_True) {
-                    entry->duplicate = true;
-                } else {
-                    preferred->duplicate = true;
-                    preferred = entry;
-                }
-            } else {
-                preferred = entry;
-            }
-        } else if (state == Package::Installed) {
-            // Every installed version is kept, at the end of the slot's chain.
-            Package::Entry* last = slot;
-            while (last->next)
-                last = last->next;
-            last->next = collectPkg(state, package.get());
-        }
-        // Otherwise an update or an installed version already holds the slot.
-    }
-    if (PyErr_Occurred()) {
-        handleException();
-        return false;
-    }
-    return true;
-}
-
-Package::Entry*& YumIO::findUpdateablePackage(const QString& name, const QString& arch, const QString& biArch)
-{
-    const EntryKey key(false, name, biArch);
-    auto it = keyHash_.find(key);
-    if (it != keyHash_.end())
-        return it.value();
-    if (arch != QLatin1String("noarch")) {
-        // An update may change a package to noarch, or back.
-        auto noarch = keyHash_.find(EntryKey(false, name, getBiArch(QStringLiteral("noarch"))));
-        if (noarch != keyHash_.end())
-            return noarch.value();
-    }
-    return keyHash_[key];
-}
-
-Package::Entry* YumIO::collectPkg(Package::State state, PyObject* package)
-{
-    auto* entry = new Package::Entry;
-    entry->action = Package::None;
-    entry->state = state;
-    entry->kind = getPkgKind(package);
-    entry->name = pyStringXDec(PyObject_GetAttrString(package, "name"));
-    entry->verRel = pyStringXDec(pyMethodCall(package, "printVer", "()"));
-    entry->repo = simpleString(package, "repoid");
-    entry->arch = pyStringXDec(PyObject_GetAttrString(package, "arch"));
-    PyErr_Clear();
-    entry->biArch = getBiArch(entry->arch);
-    entry->size = sizeOf(package);
-    entry->sizeText = bytesFormat((unsigned long long)entry->size);
-    entry->summary = simpleString(package, "summary");
-    entry->buildTime = buildTimeOf(package);
-    entry->buildTimeText = QString::fromLocal8Bit(timeFormat(long(entry->buildTime)));
-    entry->yumObject = PyRef::borrow(package);
-    return entry;
-}
-
-Package::Kind YumIO::getPkgKind(PyObject* package)
-{
-    return simpleString(package, "group") == QLatin1String("Suite") ? Package::Suite : Package::Ordinary;
 }
 
 bool YumIO::collectGroups(PyObject* groupInfo)

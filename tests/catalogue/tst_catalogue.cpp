@@ -72,6 +72,9 @@ private Q_SLOTS:
     void extraDataFromVanishedMetadata();
 
     void collectAgainIsTheSame();
+    void bulkAndPerPackageAgree();
+    void malformedPackageSkipped_data();
+    void malformedPackageSkipped();
     void sessionEnable();
     void unknownIdIgnored();
     void noneEnabled();
@@ -380,6 +383,64 @@ void TestCatalogue::collectAgainIsTheSame()
     QVERIFY(!engine_->fileListsLoaded());
     QVERIFY(engine_->collectFileLists());
     QCOMPARE(spy.count(), 1);
+}
+
+void TestCatalogue::bulkAndPerPackageAgree()
+{
+    // Without the script's bulk rows the engine reads each attribute itself.
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine_->py("_bulkRows = YumIO.collectRows\ndel YumIO.collectRows\n");
+    }
+    const bool collected = recollect({});
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine_->py("YumIO.collectRows = _bulkRows\n");
+    }
+    QVERIFY(collected);
+    QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+    QCOMPARE(dump(*engine_), first_);
+}
+
+void TestCatalogue::malformedPackageSkipped_data()
+{
+    QTest::addColumn<bool>("bulk");
+    QTest::newRow("bulk") << true;
+    QTest::newRow("per package") << false;
+}
+
+void TestCatalogue::malformedPackageSkipped()
+{
+    QFETCH(bool, bulk);
+    // An available package whose name cannot be read.
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine_->py("class _Nameless(object):\n"
+                    "    arch = 'x86_64'\n"
+                    "    @property\n"
+                    "    def name(self):\n"
+                    "        raise ValueError('no name here')\n"
+                    "_collectAll = YumIO.collectAll\n"
+                    "_bulkRows = YumIO.collectRows\n"
+                    "def _withNameless(self):\n"
+                    "    every = _collectAll(self)\n"
+                    "    every.available.append(_Nameless())\n"
+                    "    return every\n"
+                    "YumIO.collectAll = _withNameless\n");
+        if (!bulk)
+            engine_->py("del YumIO.collectRows\n");
+    }
+    const bool collected = recollect({});
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine_->py("YumIO.collectAll = _collectAll\nYumIO.collectRows = _bulkRows\n");
+    }
+    QVERIFY(collected);
+    QCOMPARE(presenter_.dialogs.size(), 1);
+    QVERIFY2(presenter_.dialogs[0].text.startsWith("Internal error: python exception occurred from C code."),
+             qPrintable(presenter_.dialogs[0].text));
+    presenter_.dialogs.clear();
+    QCOMPARE(dump(*engine_), first_);
 }
 
 void TestCatalogue::sessionEnable()

@@ -256,3 +256,27 @@ def test_interrupt_in_download_callback_stays_an_interrupt(script, new_session, 
         s.io.setupRepos()
     later = script["_yumError"](script["dnf"].exceptions.RepoError("Cannot find a valid baseurl"))
     assert type(later) is script["Errors"].RepoError
+
+
+def test_collect_rows_match_single_reads(shared):
+    """Bulk rows carry what the engine would read one attribute at a time."""
+    def simple(po, tag):
+        try:
+            return po.returnSimple(tag)
+        except KeyError:
+            return None
+
+    class Nameless(object):
+        arch = "x86_64"
+
+        @property
+        def name(self):
+            raise ValueError("no name")
+
+    pkgs = list(shared.updates.values()) + list(shared.installed.values()) + list(shared.available.values())
+    broken = Nameless()
+    rows = shared.io.collectRows(pkgs + [broken])
+    assert rows[-1] is broken
+    for po, row in zip(pkgs, rows):
+        assert row == (po, po.name, po.arch, po.printVer(), simple(po, "repoid"), simple(po, "group"), po.size,
+                       simple(po, "summary"), simple(po, "buildtime"))
