@@ -44,6 +44,15 @@ Model::~Model()
     delete describeDialog_;
 }
 
+// Sorting asks for two indices per comparison: no detour through the virtual counts.
+QModelIndex Model::index(int row, int column, const QModelIndex& parent) const
+{
+    if (parent.isValid() || !yumIO_ || row < 0 || column < 0 || column >= ColumnCount
+        || row >= yumIO_->count())
+        return QModelIndex();
+    return createIndex(row, column);
+}
+
 int Model::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() || !yumIO_ ? 0 : yumIO_->count();

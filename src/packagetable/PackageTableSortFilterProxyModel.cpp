@@ -141,6 +141,7 @@ void SortFilterProxyModel::setFilterRegExp(const QString& text)
     // base operation brings; until then the old answers spare the base a row-by-row
     // update of a mapping about to be dropped.
     holdAnswers_ = expression.pattern() != filterRegularExpression().pattern();
+    emptyExpression_ = pattern.isEmpty();
     HSortFilterProxyModel::setFilterRegExp(expression);
     if (holdAnswers_) {
         clearCache();
@@ -219,7 +220,7 @@ bool SortFilterProxyModel::acceptRow(Package::Entry* entry, int row, const QMode
     // Suites stay listed: only groups follow the setting.
     if (!groups_ && entry->kind == Package::Group)
         return false;
-    if (filterRegularExpression().pattern().isEmpty())
+    if (emptyExpression_)
         return true;
     if (mode_ == Filter)
         return filterModeAccepts(*entry, row);
@@ -344,10 +345,11 @@ const std::vector<int>* SortFilterProxyModel::sortKeys(int column) const
 {
     if (!model_)
         return nullptr;
-    const int rows = model_->rowCount();
     std::vector<int>& keys = sortKeys_[column];
-    if (sortKeysGeneration_ == model_->catalogueGeneration() && keys.size() == size_t(rows))
+    // Rows change only with the catalogue, whose every rebuild is a new generation.
+    if (sortKeysGeneration_ == model_->catalogueGeneration() && !keys.empty())
         return &keys;
+    const int rows = model_->rowCount();
     if (sortKeysGeneration_ != model_->catalogueGeneration()
         || sortKeys_[Model::NameColumn].size() != size_t(rows)) {
         for (std::vector<int>& built : sortKeys_)

@@ -95,6 +95,7 @@ private:
     mutable quint64 filterTextsGeneration_ = 0;
     mutable std::vector<int> sortKeys_[9];
     mutable quint64 sortKeysGeneration_ = 0;
+    bool emptyExpression_ = true;
 };
 
 } // namespace PackageTable

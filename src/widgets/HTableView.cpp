@@ -3,7 +3,10 @@
 #include "widgets/ScreenLimit.h"
 
 #include <QAbstractItemModel>
+#include <QHash>
 #include <QHeaderView>
+#include <QIcon>
+#include <QItemDelegate>
 #include <QItemSelectionModel>
 #include <QScrollBar>
 #include <QStyle>
@@ -82,9 +85,35 @@ int HTableView::sizeHintForColumn(int column) const
     initViewItemOption(&option);
     int hint = 0;
     const int rows = source->rowCount();
+    // Cells that show the same thing have the same size: on a table of tens of thousands
+    // of rows, most of a column repeats, and laying a cell out costs far more than
+    // reading what it shows.
+    QHash<QString, int> known;
     for (int row = 0; row < rows; ++row) {
         const QModelIndex index = source->index(row, column);
-        hint = qMax(hint, itemDelegateForIndex(index)->sizeHint(option, index).width());
+        const QAbstractItemDelegate* delegate = itemDelegateForIndex(index);
+        QString key;
+        if (qobject_cast<const QItemDelegate*>(delegate)) {
+            const QVariant decoration = index.data(Qt::DecorationRole);
+            qint64 decorationKey = 0;
+            if (decoration.canConvert<QIcon>())
+                decorationKey = decoration.value<QIcon>().cacheKey();
+            key = index.data(Qt::DisplayRole).toString() + QChar(0)
+                + QString::number(decoration.userType()) + QChar(0)
+                + QString::number(decorationKey) + QChar(0)
+                + index.data(Qt::FontRole).toString() + QChar(0)
+                + index.data(Qt::CheckStateRole).toString() + QChar(0)
+                + index.data(Qt::SizeHintRole).toString();
+            const auto found = known.constFind(key);
+            if (found != known.constEnd()) {
+                hint = qMax(hint, *found);
+                continue;
+            }
+        }
+        const int width = delegate->sizeHint(option, index).width();
+        if (!key.isNull())
+            known.insert(key, width);
+        hint = qMax(hint, width);
     }
     return showGrid() ? hint + 1 : hint;
 }

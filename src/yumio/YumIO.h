@@ -115,7 +115,7 @@ public:
                            QString& release, QString& arch);
 
     // -- the catalogue
-    int count() const;
+    int count() const { return clearing_ ? 0 : int(entries_.size()); }
     Package::Entry** begin();
     Package::Entry** end();
     Package::Entry* operator[](int index);

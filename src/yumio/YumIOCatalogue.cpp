@@ -25,11 +25,6 @@ size_t qHash(const YumIO::EntryKey& key, size_t seed)
     return size_t(quint32(2u * name + 4u * biArch + (key.group ? 1u : 0u)));
 }
 
-int YumIO::count() const
-{
-    return clearing_ ? 0 : int(entries_.size());
-}
-
 Package::Entry** YumIO::begin()
 {
     Package::EntryList& list = clearing_ ? standby_ : entries_;

@@ -118,5 +118,8 @@ int main(int argc, char** argv)
                 [&] { view.sortByColumn(sort.column); });
     }
     measure("paint of the listed rows", view, proxy, [] {}, [] {});
+    runs = qMin(runs, 3);
+    measure("resize columns to every row", view, proxy, [] {},
+            [&] { view.resizeColumnsToContents(); });
     return 0;
 }
