@@ -31,6 +31,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <functional>
+
 #include <sys/utsname.h>
 
 MainWindow::MainWindow(QWidget* parent)
@@ -474,37 +476,31 @@ void MainWindow::collectedExtraData()
         modeCombo_->setToolTip(tip);
 }
 
-void MainWindow::stateFilterChanged(int stateFilter)
+void MainWindow::changeFilter(const std::function<void()>& change)
 {
+    // Searching reads every field of every package: that takes a while.
     const bool search = searching();
     if (search)
         setReady(false);
-    proxy_->setStateFilter(PackageTable::StateFilter(stateFilter));
+    change();
     if (search && initialized_)
         setReady(true);
     warnUnlistedActions();
+}
+
+void MainWindow::stateFilterChanged(int stateFilter)
+{
+    changeFilter([&] { proxy_->setStateFilter(PackageTable::StateFilter(stateFilter)); });
 }
 
 void MainWindow::dupsFilterChanged(int checked)
 {
-    const bool search = searching();
-    if (search)
-        setReady(false);
-    proxy_->setDupsFilter(checked != Qt::Unchecked);
-    if (search && initialized_)
-        setReady(true);
-    warnUnlistedActions();
+    changeFilter([&] { proxy_->setDupsFilter(checked != Qt::Unchecked); });
 }
 
 void MainWindow::groupsFilterChanged(int checked)
 {
-    const bool search = searching();
-    if (search)
-        setReady(false);
-    proxy_->setGroupsFilter(checked != Qt::Unchecked);
-    if (search && initialized_)
-        setReady(true);
-    warnUnlistedActions();
+    changeFilter([&] { proxy_->setGroupsFilter(checked != Qt::Unchecked); });
 }
 
 void MainWindow::setSelected()

@@ -8,6 +8,8 @@
 #include <QList>
 #include <QMainWindow>
 
+#include <functional>
+
 class HFrameLabel;
 class HMenu;
 class HProgressBar;
@@ -127,6 +129,7 @@ private:
     bool checkCredentials(bool& clearEngine);
     void collectAgain();
     void clean(bool (YumIO::*operation)(), bool collect);
+    void changeFilter(const std::function<void()>& change);
 
     QIcon updateIcon_;
     QIcon emptyIcon_;
