@@ -108,7 +108,7 @@ struct Picture {
     const char* path;
     int size;
     std::function<void(QPainter&)> draw;
-    QString absolutePath; // where path is null
+    QString absolutePath = QString(); // where path is null
 };
 
 } // namespace
