@@ -429,23 +429,29 @@ bool SortFilterProxyModel::lessThan(const QModelIndex& left, const QModelIndex& 
     // sorting 70,000 rows through variants and scattered strings takes seconds.  The
     // order is the one the variants and texts give.
     if (model_ && left.model() == model_ && right.model() == model_) {
-        const std::vector<int>& names = *sortKeys(Model::NameColumn);
-        const int l = left.row();
-        const int r = right.row();
+        // Checked here rather than in sortKeys(): this runs a million times a sort.
+        const bool keyed = column != Model::ActionColumn && column != Model::NameColumn;
+        if (sortKeysGeneration_ != model_->catalogueGeneration()
+            || sortKeys_[Model::NameColumn].empty() || (keyed && sortKeys_[column].empty())) {
+            sortKeys(Model::NameColumn);
+            if (keyed)
+                sortKeys(column);
+        }
+        const size_t l = size_t(left.row());
+        const size_t r = size_t(right.row());
         if (column == Model::ActionColumn) {
             // Actions change between sorts; they are read as they stand.
-            const int a = int(model_->entry(l)->action);
-            const int b = int(model_->entry(r)->action);
+            const int a = int(model_->entry(left.row())->action);
+            const int b = int(model_->entry(right.row())->action);
             if (a != b)
                 return a < b;
-        } else if (column != Model::NameColumn) {
-            const std::vector<int>& keys = *sortKeys(column);
-            const int a = keys[size_t(l)];
-            const int b = keys[size_t(r)];
-            if (a != b)
-                return a < b;
+        } else if (keyed) {
+            const int* keys = sortKeys_[column].data();
+            if (keys[l] != keys[r])
+                return keys[l] < keys[r];
         }
-        return names[size_t(l)] < names[size_t(r)];
+        const int* names = sortKeys_[Model::NameColumn].data();
+        return names[l] < names[r];
     }
     if (!numeric)
         return HSortFilterProxyModel::lessThan(left, right);
