@@ -11,6 +11,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSpinBox>
+#include <QTextDocument>
 #include <QVBoxLayout>
 
 namespace Log {
@@ -34,6 +35,9 @@ Window::Window(EntryList& log, QWidget* mainWindow)
     text_->setLineWrapMode(QTextEdit::NoWrap);
     text_->setWordWrapMode(QTextOption::NoWrap);
     text_->setTabChangesFocus(true);
+    // Rich text collapses blanks and tabs, even written as character references: the
+    // package manager's columns need them kept.
+    text_->document()->setDefaultStyleSheet(QStringLiteral("font { white-space: pre }"));
     layout->addWidget(text_);
 
     auto* row = new QHBoxLayout;

@@ -21,12 +21,8 @@ long resultCode(PyObject* result)
 
 long YumIO::cleanCall(const char* method)
 {
+    // A call that raised has been reported, and its error cleared, by the call itself.
     PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), method, "()"));
-    if (!result) {
-        // The call raised: say so, rather than leave the error pending for the next call.
-        pythonException(tr("Unable to clean the cache"));
-        return -1;
-    }
     return resultCode(result.get());
 }
 

@@ -6,6 +6,7 @@
 #include <Python.h>
 
 #include "AnsweringPresenter.h"
+#include "EachCaseAlone.h"
 
 #include "progress/ProgressObject.h"
 #include "progress/ProgressUser.h"
@@ -728,43 +729,6 @@ void TestTransactions::failingTransaction()
     installed.sort();
     QCOMPARE(installed, before_);
 }
-
-namespace {
-
-// Runs every case (every row of a data-driven one) in a child process of its own.
-int runEachCaseAlone(const QString& program)
-{
-    QProcess list;
-    list.start(program, { "-datatags" });
-    list.waitForFinished(-1);
-    QStringList cases;
-    for (const QString& line : QString::fromUtf8(list.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts)) {
-        const QString function = line.section(' ', 1, 1);
-        const QString tag = line.section(' ', 2);
-        if (function.isEmpty() || function == "initTestCase" || function == "cleanupTestCase")
-            continue;
-        cases << (tag.isEmpty() ? function : function + ':' + tag);
-    }
-    if (cases.isEmpty()) {
-        std::fprintf(stderr, "no test cases listed\n");
-        return 1;
-    }
-    int failed = 0;
-    for (const QString& name : qAsConst(cases)) {
-        QProcess child;
-        child.setProcessChannelMode(QProcess::ForwardedChannels);
-        child.start(program, { name });
-        child.waitForFinished(-1);
-        if (child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0) {
-            std::fprintf(stderr, "FAILED: %s\n", qPrintable(name));
-            ++failed;
-        }
-    }
-    std::printf("%d of %d cases failed\n", failed, int(cases.size()));
-    return failed ? 1 : 0;
-}
-
-} // namespace
 
 int main(int argc, char** argv)
 {

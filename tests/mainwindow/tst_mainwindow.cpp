@@ -1,0 +1,459 @@
+// The main window on the sandbox system, with the real companion script and dnf, and the
+// engine's cache cleaning on a stand-in script.  Every case runs in a process of its own
+// (the program runs them so when started without arguments): an interpreter cannot be
+// started twice in one process.
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "EachCaseAlone.h"
+#include "RecordingPresenter.h"
+#include "StandInShare.h"
+
+#include "app/MainWindow.h"
+#include "packagetable/PackageTableDescribeDialog.h"
+#include "packagetable/PackageTableDescribeInstanceArea.h"
+#include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSortFilterProxyModel.h"
+#include "packagetable/PackageTableView.h"
+#include "python/Python.h"
+#include "python/PyRef.h"
+#include "repo/RepoEditorDialog.h"
+#include "repo/RepoEditorModel.h"
+#include "repo/YumConfIO.h"
+#include "widgets/HFrameLabel.h"
+#include "widgets/ModalAnswer.h"
+#include "yumio/PackageEntry.h"
+#include "yumio/YumIO.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QProcess>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <QtTest>
+
+#include <csignal>
+#include <memory>
+#include <unistd.h>
+
+using PackageTable::Model;
+
+namespace {
+
+const char* const kMustLoad = "(Must load extra data.)";
+
+QPushButton* button(QWidget* parent, const QString& text)
+{
+    for (QPushButton* found : parent->findChildren<QPushButton*>())
+        if (found->text() == text)
+            return found;
+    qFatal("no button %s", qPrintable(text));
+}
+
+// The names the table lists, in its order.
+QStringList listed(const MainWindow& window)
+{
+    QStringList names;
+    for (int row = 0; row < window.proxy()->rowCount(); ++row)
+        names << window.proxy()->index(row, Model::NameColumn).data().toString();
+    return names;
+}
+
+int proxyRowOf(const MainWindow& window, const QString& name)
+{
+    return listed(window).indexOf(name);
+}
+
+// Cleaning methods that record their calls in "calls" and answer with codes[name]; None
+// there makes the method raise.
+const char* const kCleaners = R"PY(
+calls = []
+codes = {}
+
+
+def _cleaner(name):
+    def clean():
+        calls.append(name)
+        code = codes.get(name, 0)
+        if code is None:
+            raise ValueError("cannot clean " + name)
+        return (code, ["cleaned"])
+    return clean
+)PY";
+
+const char* const kCleanerMethods = "for _n in ('cleanHeaders', 'cleanPackages', 'cleanMetadata', 'cleanPickles', "
+                                    "'cleanSqlite'): setattr(self, _n, _cleaner(_n))";
+
+} // namespace
+
+class TestMainWindow final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void startup();
+    void brokenStart();
+    void filterSearch_data();
+    void filterSearch();
+    void actions_data();
+    void actions();
+    void quitReleasesReferences();
+    void describeCurrentRow();
+    void sessionUseOffInEditor();
+    void cleaning_data();
+    void cleaning();
+
+private:
+    // Starts the window on a fresh copy of the sandbox system and waits for its first
+    // collection.
+    void start();
+    QStringList errorDialogs() const;
+
+    QTemporaryDir root_;
+    RecordingPresenter presenter_;
+    std::unique_ptr<MainWindow> window_;
+};
+
+void TestMainWindow::init()
+{
+    std::signal(SIGINT, SIG_DFL);
+    YumIODialogsPresenter::install(&presenter_);
+}
+
+void TestMainWindow::cleanup()
+{
+    window_.reset();
+    ModalAnswer::clear();
+    YumIODialogsPresenter::install(nullptr);
+}
+
+void TestMainWindow::start()
+{
+    QVERIFY(root_.isValid());
+    const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
+    QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
+    QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
+    qputenv("ORVOROOT", root_.path().toLocal8Bit());
+    window_ = std::make_unique<MainWindow>();
+    QVERIFY(window_->mainArea()->isHidden());
+    window_->show();
+    QTRY_VERIFY_WITH_TIMEOUT(window_->initialized(), 240000);
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+}
+
+QStringList TestMainWindow::errorDialogs() const
+{
+    QStringList texts;
+    for (const auto& dialog : presenter_.dialogs)
+        texts << dialog.caption + "|" + dialog.text;
+    return texts;
+}
+
+// The first showing collects and lists the updatable packages; the window is ready.
+void TestMainWindow::startup()
+{
+    start();
+    QVERIFY(window_->mainArea()->isVisible());
+    QVERIFY(window_->mainArea()->isEnabled());
+    QStringList names = listed(*window_);
+    names.sort();
+    QCOMPARE(names, QStringList({ "apricot", "kettle", "pear", "quince" }));
+    QVERIFY(!window_->applyButton()->isEnabled());
+    QCOMPARE(window_->unlistedLabel()->text(), QString());
+    // dnf keeps an sqlite cache and no pickled one.
+    QVERIFY(!window_->cleanPickledAction()->isEnabled());
+    QVERIFY(window_->cleanSqliteAction()->isEnabled());
+    QVERIFY(window_->modeCombo()->toolTip().endsWith(kMustLoad));
+}
+
+// An engine that cannot start: the window quits without showing the table.
+void TestMainWindow::brokenStart()
+{
+    QTemporaryDir share;
+    StandInShare::Options options;
+    options.constructorBody = "raise SystemExit(2)";
+    QVERIFY(StandInShare::write(share.path(), options));
+    qputenv("ORVOSHARE", share.path().toLocal8Bit());
+    qputenv("ORVOROOT", root_.path().toLocal8Bit());
+
+    MainWindow window;
+    window.show();
+    QTRY_VERIFY_WITH_TIMEOUT(!window.yumIO(), 60000);
+    QVERIFY(!window.initialized());
+    QVERIFY(!window.isVisible());
+    QVERIFY(window.mainArea()->isHidden());
+    QCOMPARE(window.model()->rowCount(), 0);
+    QCOMPARE(errorDialogs(), QStringList({ "Orvo Yum Error|Unable to initialize" }));
+    QVERIFY(!Python::initialized);
+}
+
+void TestMainWindow::filterSearch_data()
+{
+    QTest::addColumn<QString>("expression");
+    QTest::addColumn<bool>("loads");
+    QTest::addColumn<QStringList>("names");
+
+    QTest::newRow("everything") << ".*" << false << QStringList({ "apricot", "kettle", "pear", "quince" });
+    QTest::newRow("empty") << "" << false << QStringList({ "apricot", "kettle", "pear", "quince" });
+    // Only pear's file list holds a README among the updatable packages.
+    QTest::newRow("file name") << "pear/README" << true << QStringList({ "pear" });
+}
+
+// Search mode loads the extra data only for an expression that selects something, and
+// only once.
+void TestMainWindow::filterSearch()
+{
+    QFETCH(QString, expression);
+    QFETCH(bool, loads);
+    QFETCH(QStringList, names);
+
+    start();
+    QSignalSpy loaded(window_->yumIO(), &YumIO::collectedExtraData);
+    window_->setRegexp(expression.toLocal8Bit().constData());
+    window_->setMode(PackageTable::Search);
+    QVERIFY(window_->mainArea()->isEnabled());
+    QCOMPARE(window_->yumIO()->fileListsLoaded(), loads);
+    QCOMPARE(window_->yumIO()->otherDataLoaded(), loads);
+    QCOMPARE(loaded.count(), loads ? 2 : 0);
+    QCOMPARE(window_->modeCombo()->toolTip().endsWith(kMustLoad), !loads);
+
+    button(window_->mainArea(), "Search")->click();
+    QCOMPARE(loaded.count(), loads ? 2 : 0);
+    QStringList shown = listed(*window_);
+    shown.sort();
+    QCOMPARE(shown, names);
+    QVERIFY(errorDialogs().isEmpty());
+}
+
+void TestMainWindow::actions_data()
+{
+    QTest::addColumn<QString>("mark");
+    QTest::addColumn<QString>("regexp");
+    QTest::addColumn<int>("stateFilter");
+
+    QTest::newRow("selected, filtered by name") << "selected" << "kettle" << int(PackageTable::Updatable);
+    QTest::newRow("selected, filtered by state") << "selected" << ".*" << int(PackageTable::Installable);
+    QTest::newRow("listed, filtered by name") << "listed" << "kettle" << int(PackageTable::Updatable);
+}
+
+// "&Apply Actions" follows the marks; a mark on a row filtered out is reported as
+// unlisted until the marks are cleared.
+void TestMainWindow::actions()
+{
+    QFETCH(QString, mark);
+    QFETCH(QString, regexp);
+    QFETCH(int, stateFilter);
+
+    start();
+    if (mark == "selected") {
+        window_->setRegexp("pear");
+        window_->filtersearch();
+        QCOMPARE(listed(*window_), QStringList({ "pear" }));
+        window_->view()->selectRow(0);
+        button(window_->mainArea(), "Set &Install/Update of Selected")->click();
+    } else {
+        button(window_->mainArea(), "Set &Update of Listed")->click();
+    }
+    QVERIFY(window_->applyButton()->isEnabled());
+    QCOMPARE(window_->unlistedLabel()->text(), QString());
+
+    window_->setRegexp(regexp.toLocal8Bit().constData());
+    window_->setStateFilter(PackageTable::StateFilter(stateFilter));
+    window_->filtersearch();
+    QVERIFY(proxyRowOf(*window_, "pear") < 0);
+    QCOMPARE(window_->unlistedLabel()->text(), QString("Unlisted Actions"));
+    QVERIFY(window_->unlistedLabel()->toolTip().startsWith("Some packages have actions specified"));
+    QVERIFY(window_->applyButton()->isEnabled());
+
+    button(window_->mainArea(), "&Clear Actions")->click();
+    QCOMPARE(window_->unlistedLabel()->text(), QString());
+    QCOMPARE(window_->unlistedLabel()->toolTip(), QString());
+    QVERIFY(!window_->applyButton()->isEnabled());
+}
+
+// A session that collected, loaded extra data, filtered and described leaves no
+// interpreter reference behind when it quits.
+void TestMainWindow::quitReleasesReferences()
+{
+    start();
+    window_->setRegexp("pear");
+    window_->setMode(PackageTable::Search);
+    QVERIFY(window_->yumIO()->fileListsLoaded());
+    window_->view()->selectRow(0);
+    ModalAnswer::install([](QDialog&) { return int(QDialog::Accepted); });
+    window_->describeButton()->click();
+    QVERIFY(Package::Entry::liveCount() > 0);
+
+    // What quitting prints goes to a file of its own.
+    QTemporaryFile err;
+    QVERIFY(err.open());
+    std::fflush(stderr);
+    const int saved = dup(STDERR_FILENO);
+    dup2(err.handle(), STDERR_FILENO);
+    window_->quit();
+    std::fflush(stderr);
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+
+    QFile written(err.fileName());
+    QVERIFY(written.open(QIODevice::ReadOnly));
+    const QString printed = QString::fromLocal8Bit(written.readAll());
+    QVERIFY2(!printed.contains("extant python obj"), qPrintable(printed));
+    QVERIFY(!Package::Entry::extantReported());
+    QCOMPARE(Package::Entry::liveCount(), 0);
+    QVERIFY(!Python::initialized);
+    QVERIFY(!window_->isVisible());
+}
+
+// "&Describe" opens the description of the current row.
+void TestMainWindow::describeCurrentRow()
+{
+    start();
+    QVERIFY(!window_->describeButton()->isEnabled());
+    window_->view()->setCurrentIndex(window_->proxy()->index(proxyRowOf(*window_, "kettle"), Model::NameColumn));
+    QVERIFY(window_->describeButton()->isEnabled());
+
+    QStringList shown;
+    ModalAnswer::install([&shown](QDialog& dialog) {
+        if (auto* describe = qobject_cast<PackageTable::Describe::Dialog*>(&dialog)) {
+            for (const auto* area : describe->areas())
+                shown << area->header() + " " + area->value("Version");
+        }
+        return int(QDialog::Accepted);
+    });
+    window_->describeButton()->click();
+    QCOMPARE(shown.value(0), QString("Available for update 3.0-1"));
+    QCOMPARE(shown.size(), 3);
+    QVERIFY(errorDialogs().isEmpty());
+}
+
+// Turning a repository's session use off in the editor collects the catalogue again
+// without that repository.
+void TestMainWindow::sessionUseOffInEditor()
+{
+    start();
+    const auto packagesOf = [this](const QString& repo) {
+        QStringList names;
+        for (const Package::Entry* entry : window_->yumIO()->catalogue())
+            if (entry->repo == repo)
+                names << entry->name;
+        return names;
+    };
+    QVERIFY(packagesOf("orvo-updates").contains("pear-data"));
+
+    bool edited = false;
+    ModalAnswer::install([&edited](QDialog& dialog) {
+        auto* editor = qobject_cast<RepoEditor::Dialog*>(&dialog);
+        if (!editor)
+            return int(QDialog::Rejected);
+        RepoEditor::Model* model = editor->model();
+        for (int row = 0; row < model->rowCount(); ++row) {
+            if (model->index(row, RepoEditor::Model::IdColumn).data().toString() == "orvo-updates") {
+                model->toggleUse(model->index(row, RepoEditor::Model::UseColumn));
+                edited = true;
+            }
+        }
+        return int(QDialog::Accepted);
+    });
+    window_->editRepositories();
+    QVERIFY(edited);
+    QCOMPARE(window_->yumConfIO()->sessionUse().value("orvo-updates", true), false);
+    QCOMPARE(packagesOf("orvo-updates"), QStringList());
+    QVERIFY(!packagesOf("orvo-base").isEmpty());
+    QCOMPARE(listed(*window_), QStringList());
+    QVERIFY(window_->mainArea()->isEnabled());
+    QVERIFY(errorDialogs().isEmpty());
+}
+
+void TestMainWindow::cleaning_data()
+{
+    QTest::addColumn<QString>("yumVersion");
+    QTest::addColumn<QString>("operation");
+    // Python: the codes the parts answer with (None raises).
+    QTest::addColumn<QString>("codes");
+    QTest::addColumn<QString>("calls");
+    QTest::addColumn<bool>("result");
+    QTest::addColumn<QString>("heading");
+
+    const QString three = "cleanHeaders cleanPackages cleanMetadata";
+    QTest::newRow("sqlite cache only") << "3.4.3" << "all" << "{}" << three + " cleanSqlite" << true << "Cleaning All";
+    QTest::newRow("pickled cache only") << "2.3.1" << "all" << "{}" << three + " cleanPickles" << true << "Cleaning All";
+    QTest::newRow("both caches") << "2.5.0" << "all" << "{}" << three + " cleanPickles cleanSqlite" << true
+                                 << "Cleaning All";
+    QTest::newRow("first part fails") << "3.4.3" << "all" << "{'cleanHeaders': 1}" << three + " cleanSqlite" << false
+                                      << "Cleaning All";
+    QTest::newRow("last part fails") << "3.4.3" << "all" << "{'cleanSqlite': 2}" << three + " cleanSqlite" << false
+                                     << "Cleaning All";
+    QTest::newRow("a part raises") << "3.4.3" << "all" << "{'cleanPackages': None}" << three + " cleanSqlite" << false
+                                   << "Cleaning All";
+    QTest::newRow("xml metadata") << "3.4.3" << "xml" << "{}" << "cleanMetadata" << true << "Cleaning Xml Metadata";
+    QTest::newRow("xml metadata raises") << "3.4.3" << "xml" << "{'cleanMetadata': None}" << "cleanMetadata" << false
+                                         << "Cleaning Xml Metadata";
+    QTest::newRow("pickled cache fails") << "2.3.1" << "pickled" << "{'cleanPickles': 3}" << "cleanPickles" << false
+                                         << "Cleaning Pickled Cache";
+}
+
+void TestMainWindow::cleaning()
+{
+    QFETCH(QString, yumVersion);
+    QFETCH(QString, operation);
+    QFETCH(QString, codes);
+    QFETCH(QString, calls);
+    QFETCH(bool, result);
+    QFETCH(QString, heading);
+
+    QTemporaryDir share;
+    StandInShare::Options options;
+    options.yumVersion = yumVersion;
+    options.topLevel = kCleaners;
+    options.constructorBody = kCleanerMethods;
+    QVERIFY(StandInShare::write(share.path(), options));
+    qputenv("ORVOSHARE", share.path().toLocal8Bit());
+
+    YumIO engine;
+    engine.setup(nullptr, nullptr, nullptr);
+    QVERIFY(engine.initialize());
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        engine.py(qPrintable("codes.update(" + codes + ")"));
+    }
+    const bool cleaned = operation == "all" ? engine.cleanAll()
+                         : operation == "xml" ? engine.cleanXmlMetadata()
+                                              : engine.cleanPickledCache();
+    QCOMPARE(cleaned, result);
+    {
+        YumIO::PyGILStateWrapper lock(true);
+        PyRef called = PyRef::steal(engine.pyr("' '.join(calls)"));
+        QCOMPARE(engine.pyStringX(called.get()), calls);
+        // A part that raised left no error pending.
+        QVERIFY(!PyErr_Occurred());
+    }
+    QStringList headings;
+    Log::EntryList& log = engine.logList();
+    log.lock();
+    for (const Log::Entry& entry : log)
+        if (entry.kind == Log::Heading)
+            headings << entry.text;
+    log.unlock();
+    QCOMPARE(headings, QStringList({ heading }));
+    // A part that raised is reported once, by the call itself.
+    QCOMPARE(presenter_.dialogs.size(), codes.contains("None") ? 1 : 0);
+}
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    if (argc == 1)
+        return runEachCaseAlone(QCoreApplication::applicationFilePath());
+    TestMainWindow test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_mainwindow.moc"
