@@ -69,10 +69,18 @@ void HTableView::sortByColumn(int column)
 void HTableView::resizeColumnsToContents()
 {
     QTableView::resizeColumnsToContents();
+    // A stretched last column is as wide as the room left to it, not as its contents:
+    // the window grows by what it lacks.
+    int lacking = 0;
+    const int last = model() ? model()->columnCount() - 1 : -1;
+    if (last >= 0 && horizontalHeader()->stretchLastSection()) {
+        const int needed = qMax(sizeHintForColumn(last), horizontalHeader()->sectionSizeHint(last));
+        lacking = qMax(0, needed - columnWidth(last));
+    }
     for (QWidget* widget = this; widget; widget = widget->parentWidget())
         widget->updateGeometry();
     QWidget* top = window();
-    const QSize wanted = ScreenLimit::bound(top, top->sizeHint());
+    const QSize wanted = ScreenLimit::bound(top, top->sizeHint() + QSize(lacking, 0));
     top->resize(wanted.expandedTo(top->size()));
 }
 
@@ -83,6 +91,9 @@ int HTableView::sizeHintForColumn(int column) const
         return -1;
     QStyleOptionViewItem option;
     initViewItemOption(&option);
+    // Cells are drawn on one line (HItemDelegate); measured with wrapping, a cell whose
+    // decoration sits above its text is only as wide as its longest word.
+    option.features &= ~QStyleOptionViewItem::WrapText;
     int hint = 0;
     const int rows = source->rowCount();
     // Cells that show the same thing have the same size: on a table of tens of thousands

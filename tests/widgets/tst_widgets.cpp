@@ -3,7 +3,9 @@
 #include "widgets/Fonts.h"
 #include "widgets/HDialog.h"
 #include "widgets/HFrameLabel.h"
+#include "widgets/HItemDelegate.h"
 #include "widgets/HScrollArea.h"
+#include "widgets/HTableView.h"
 #include "widgets/HTextEdit.h"
 #include "widgets/PasswdLineEdit.h"
 #include "widgets/PasswdTextEdit.h"
@@ -15,14 +17,17 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QFontInfo>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
+#include <QStandardItemModel>
 #include <QStyle>
 #include <QTextBlock>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QtTest>
 
 #include <functional>
@@ -54,6 +59,8 @@ private Q_SLOTS:
     void textEditEditing();
     void inputMethodReachesRealText();
     void rightClickOpensNothing();
+    void tableColumnsFitText_data();
+    void tableColumnsFitText();
 };
 
 namespace {
@@ -586,6 +593,42 @@ void TestWidgets::rightClickOpensNothing()
     }
     QCOMPARE(line.realText(), larderUrl);
     QCOMPARE(text.realPlainText(), larderUrl);
+}
+
+void TestWidgets::tableColumnsFitText_data()
+{
+    QTest::addColumn<int>("decoration");
+    QTest::addColumn<bool>("stretchLast");
+    QTest::newRow("text beside the icon") << int(QStyleOptionViewItem::Left) << false;
+    QTest::newRow("text under the icon") << int(QStyleOptionViewItem::Top) << false;
+    QTest::newRow("stretched last column") << int(QStyleOptionViewItem::Top) << true;
+}
+
+// Resizing to contents shows every cell whole on one line, growing the window as needed.
+void TestWidgets::tableColumnsFitText()
+{
+    QFETCH(int, decoration);
+    QFETCH(bool, stretchLast);
+    const QStringList texts = {QStringLiteral("orvo-updates-testing"),
+        QStringLiteral("Orvo Sandbox Updates $releasever - $basearch, a long description")};
+    QStandardItemModel model(1, 2);
+    for (int column = 0; column < 2; ++column)
+        model.setItem(0, column, new QStandardItem(texts[column]));
+    QWidget window;
+    auto* view = new HTableView(QStyleOptionViewItem::Position(decoration), 3, 3, &window);
+    view->setItemDelegate(new HItemDelegate(view));
+    view->setModel(&model);
+    view->horizontalHeader()->setStretchLastSection(stretchLast);
+    auto* layout = new QVBoxLayout(&window);
+    layout->addWidget(view);
+    window.resize(120, 120);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    view->resizeColumnsToContents();
+    for (int column = 0; column < 2; ++column)
+        QVERIFY2(view->columnWidth(column) > view->fontMetrics().horizontalAdvance(texts[column]),
+                 qPrintable(texts[column]));
+    QVERIFY(view->viewport()->width() >= view->columnViewportPosition(1) + view->columnWidth(1));
 }
 
 QTEST_MAIN(TestWidgets)
