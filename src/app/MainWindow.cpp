@@ -308,6 +308,9 @@ void MainWindow::collectAgain()
     yumIO_->clear();
     yumIO_->collect(repoUse);
     model_->reset();
+    // A new catalogue carries no marks: the buttons and the warning say so at once.
+    warnUnlistedActions();
+    stateChanged(-1);
 }
 
 void MainWindow::refresh()

@@ -8,6 +8,7 @@
 
 #include <QEvent>
 #include <QHeaderView>
+#include <QStyle>
 
 #include <climits>
 
@@ -26,6 +27,11 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     setAlternatingRowColors(true);
     setContextMenuPolicy(Qt::CustomContextMenu);
     verticalHeader()->hide();
+    // Rows as high as a line of text or a small icon, whichever is higher: a catalogue
+    // of thousands of rows is read a screenful at a time.
+    const int iconSize = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
+    verticalHeader()->setDefaultSectionSize(qMax(fontMetrics().height(), iconSize) + 6);
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     auto* header = new QHeaderView(Qt::Horizontal, this);
     header->setSectionsClickable(true);
     header->setSectionsMovable(true);
