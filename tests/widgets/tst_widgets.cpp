@@ -35,34 +35,6 @@
 
 using PaletteMaker = std::function<QPalette(const QPalette&)>;
 
-class TestWidgets : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void palettes_data();
-    void palettes();
-    void fonts();
-    void dialogIgnoresReturn();
-    void frameLabel();
-    void textEditSizeHint_data();
-    void textEditSizeHint();
-    void scrollAreaSizeHint_data();
-    void scrollAreaSizeHint();
-    void appendCompact();
-    void editingFinished();
-    void longTextDialogs_data();
-    void longTextDialogs();
-    void passwordMasks_data();
-    void passwordMasks();
-    void lineEditEditing();
-    void textEditEditing();
-    void inputMethodReachesRealText();
-    void rightClickOpensNothing();
-    void tableColumnsFitText_data();
-    void tableColumnsFitText();
-};
-
 namespace {
 
 const QString larderUrl = QStringLiteral("http://host/larder?user=alice&pass=s3cret&path=repo/");
@@ -73,14 +45,11 @@ const QString rhelShown = QStringLiteral("https://host/rhel/u=bob/p=**/os/x86_64
 // '*' in the expected texts stands for the style's password character.
 QString masked(QString text, const QWidget* widget)
 {
-    return text.replace(QLatin1Char('*'), QChar(widget->style()->styleHint(
-                                              QStyle::SH_LineEdit_PasswordCharacter, nullptr, widget)));
+    const QStyle* style = widget->style();
+    return text.replace('*', QChar(style->styleHint(QStyle::SH_LineEdit_PasswordCharacter, nullptr, widget)));
 }
 
-QSize screenLimit()
-{
-    return QGuiApplication::primaryScreen()->geometry().size() * 9 / 10;
-}
+QSize screenLimit() { return QGuiApplication::primaryScreen()->geometry().size() * 9 / 10; }
 
 struct Sized final : QWidget
 {
@@ -111,525 +80,478 @@ bool rightClickOpensPopup(QWidget* target)
 
 } // namespace
 
-void TestWidgets::palettes_data()
+class TestWidgets final : public QObject
 {
-    QTest::addColumn<PaletteMaker>("make");
-    QTest::addColumn<int>("role");
-    QTest::addColumn<QString>("background");
-    QTest::addColumn<QColor>("text"); // window text, if the maker sets it
+    Q_OBJECT
 
-    const int window = QPalette::Window;
-    const QColor black(Qt::black), white(Qt::white);
-    // Grey values 150, 215 and 191: all light enough for black text.
-    QTest::newRow("error") << PaletteMaker(Colors::makeError) << window << "#ff6060" << black;
-    QTest::newRow("warning") << PaletteMaker(Colors::makeWarning) << window << "yellow" << black;
-    QTest::newRow("ok") << PaletteMaker(Colors::makeOK) << window << "lightgreen" << black;
-    const auto named = [](const QString& name) {
-        return PaletteMaker([name](const QPalette& p) { return Colors::makeWindow(p, name); });
-    };
-    QTest::newRow("navy") << named("navy") << window << "navy" << white;
-    QTest::newRow("grey 123") << named("#7b7b7b") << window << "#7b7b7b" << white;
-    QTest::newRow("grey 124") << named("#7c7c7c") << window << "#7c7c7c" << black;
-    // Disabled fields keep their usual base.
-    QTest::newRow("required") << PaletteMaker(Colors::makeRequired) << int(QPalette::Base)
-                              << "#fffacd" << QColor();
-}
-
-void TestWidgets::palettes()
-{
-    QFETCH(PaletteMaker, make);
-    QFETCH(int, role);
-    QFETCH(QString, background);
-    QFETCH(QColor, text);
-
-    QPalette original;
-    original.setColor(QPalette::WindowText, Qt::darkGreen);
-    original.setColor(QPalette::Base, Qt::white);
-    const QPalette made = make(original);
-    const auto colorRole = QPalette::ColorRole(role);
-    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
-        const bool kept = colorRole == QPalette::Base && group == QPalette::Disabled;
-        QCOMPARE(made.color(group, colorRole), kept ? QColor(Qt::white) : QColor(background));
-        QCOMPARE(made.color(group, QPalette::WindowText), text.isValid() ? text : QColor(Qt::darkGreen));
+private Q_SLOTS:
+    void palettes_data()
+    {
+        QTest::addColumn<PaletteMaker>("make");
+        QTest::addColumn<int>("role");
+        QTest::addColumn<QString>("background");
+        QTest::addColumn<QColor>("text"); // window text, if the maker sets it
+        const int window = QPalette::Window;
+        const QColor black(Qt::black), white(Qt::white);
+        const auto named = [](const QString& name) {
+            return PaletteMaker([name](const QPalette& p) { return Colors::makeWindow(p, name); });
+        };
+        // Grey values 150, 215 and 191: all light enough for black text.
+        QTest::newRow("error") << PaletteMaker(Colors::makeError) << window << "#ff6060" << black;
+        QTest::newRow("warning") << PaletteMaker(Colors::makeWarning) << window << "yellow" << black;
+        QTest::newRow("ok") << PaletteMaker(Colors::makeOK) << window << "lightgreen" << black;
+        QTest::newRow("grey 123") << named("#7b7b7b") << window << "#7b7b7b" << white;
+        QTest::newRow("grey 124") << named("#7c7c7c") << window << "#7c7c7c" << black;
+        // Disabled fields keep their usual base.
+        QTest::newRow("required") << PaletteMaker(Colors::makeRequired) << int(QPalette::Base) << "#fffacd" << QColor();
     }
-    const auto other = colorRole == QPalette::Base ? QPalette::Window : QPalette::Base;
-    QCOMPARE(made.color(other), original.color(other));
-}
 
-void TestWidgets::fonts()
-{
-    QFont points;
-    points.setPointSize(11);
-    points.setFixedPitch(true);
-    const QFont header = Fonts::makeHeader(points);
-    QCOMPARE(header.pointSize(), 16);
-    QVERIFY(header.bold() && !header.fixedPitch());
-    QCOMPARE(header.styleHint(), QFont::SansSerif);
-    QFont pixels;
-    pixels.setPixelSize(13);
-    QCOMPARE(Fonts::makeHeader(pixels).pixelSize(), 19);
+    void palettes()
+    {
+        QFETCH(PaletteMaker, make);
+        QFETCH(int, role);
+        QFETCH(QString, background);
+        QFETCH(QColor, text);
+        QPalette original;
+        original.setColor(QPalette::WindowText, Qt::darkGreen);
+        original.setColor(QPalette::Base, Qt::white);
+        const QPalette made = make(original);
+        const auto colorRole = QPalette::ColorRole(role);
+        for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+            const bool kept = colorRole == QPalette::Base && group == QPalette::Disabled;
+            QCOMPARE(made.color(group, colorRole), kept ? QColor(Qt::white) : QColor(background));
+            QCOMPARE(made.color(group, QPalette::WindowText), text.isValid() ? text : QColor(Qt::darkGreen));
+        }
+        const auto other = colorRole == QPalette::Base ? QPalette::Window : QPalette::Base;
+        QCOMPARE(made.color(other), original.color(other));
+    }
 
-    // The first family installed under its own name is kept, else the last one.
-    const QFont fixed = Fonts::makeFixed(QFont());
-    QVERIFY(fixed.fixedPitch());
-    const QStringList families{"Bitstream Vera Sans Mono", "DejaVu Sans Mono", "Monospace",
-                               "Courier"};
-    const qsizetype kept = families.indexOf(fixed.family());
-    QVERIFY(kept >= 0);
-    if (kept < families.size() - 1)
-        QCOMPARE(QFontInfo(fixed).family(), fixed.family());
-    for (qsizetype i = 0; i < kept; ++i)
-        QVERIFY2(QFontInfo(QFont(families.at(i))).family() != families.at(i), qPrintable(families.at(i)));
-}
+    void fonts()
+    {
+        QFont points;
+        points.setPointSize(11);
+        points.setFixedPitch(true);
+        const QFont header = Fonts::makeHeader(points);
+        QVERIFY(header.pointSize() == 16 && header.bold() && !header.fixedPitch());
+        QCOMPARE(header.styleHint(), QFont::SansSerif);
+        QFont pixels;
+        pixels.setPixelSize(13);
+        QCOMPARE(Fonts::makeHeader(pixels).pixelSize(), 19);
+        // The first family installed under its own name is kept, else the last one.
+        const QFont fixed = Fonts::makeFixed(QFont());
+        const QStringList families{"Bitstream Vera Sans Mono", "DejaVu Sans Mono", "Monospace", "Courier"};
+        const qsizetype kept = families.indexOf(fixed.family());
+        QVERIFY(fixed.fixedPitch() && kept >= 0);
+        if (kept < families.size() - 1)
+            QCOMPARE(QFontInfo(fixed).family(), fixed.family());
+        for (qsizetype i = 0; i < kept; ++i)
+            QVERIFY2(QFontInfo(QFont(families.at(i))).family() != families.at(i), qPrintable(families.at(i)));
+    }
 
-// A plain dialog shows that the keys would otherwise answer it.
-void TestWidgets::dialogIgnoresReturn()
-{
-    for (const bool refined : {false, true}) {
-        std::unique_ptr<QDialog> dialog(refined ? new HDialog : new QDialog);
-        auto* edit = new QLineEdit(dialog.get());
-        auto* ok = new QPushButton(QStringLiteral("OK"), dialog.get());
-        ok->setDefault(true);
-        connect(ok, &QPushButton::clicked, dialog.get(), &QDialog::accept);
+    // A plain dialog shows that the keys would otherwise answer it.
+    void dialogIgnoresReturn()
+    {
+        for (const bool refined : {false, true}) {
+            std::unique_ptr<QDialog> dialog(refined ? new HDialog : new QDialog);
+            auto* edit = new QLineEdit(dialog.get());
+            auto* ok = new QPushButton(QStringLiteral("OK"), dialog.get());
+            ok->setDefault(true);
+            connect(ok, &QPushButton::clicked, dialog.get(), &QDialog::accept);
+            dialog->show();
+            QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+            edit->setFocus();
+            QTest::keyClick(edit, Qt::Key_Return);
+            QTest::keyClick(edit, Qt::Key_Enter);
+            QCOMPARE(dialog->isVisible(), refined);
+            QCOMPARE(dialog->result(), refined ? 0 : int(QDialog::Accepted));
+            QTest::keyClick(edit, Qt::Key_Escape);
+            QVERIFY(!dialog->isVisible());
+        }
+    }
+
+    void frameLabel()
+    {
+        HFrameLabel label;
+        const QColor normal = label.palette().color(QPalette::Window), warning("yellow");
+        QVERIFY(normal != warning && label.autoFillBackground());
+        // Remembered while there is nothing to say.
+        label.setPalette(Colors::makeWarning(label.palette()));
+        for (const char* text : {"3 unlisted actions", "again"}) {
+            QCOMPARE(label.frameShape(), QFrame::NoFrame);
+            QCOMPARE(label.palette().color(QPalette::Window), normal);
+            label.setText(text);
+            QCOMPARE(label.frameShape(), QFrame::StyledPanel);
+            QCOMPARE(label.frameShadow(), QFrame::Plain);
+            QCOMPARE(label.palette().color(QPalette::Window), warning);
+            label.setText(QString());
+        }
+        // A new palette shows at once while there is text.
+        label.setText(QStringLiteral("again"));
+        label.setPalette(Colors::makeError(label.palette()));
+        QCOMPARE(label.palette().color(QPalette::Window), QColor("#ff6060"));
+        QCOMPARE(HFrameLabel(QStringLiteral("text")).frameShape(), QFrame::StyledPanel);
+    }
+
+    void textEditSizeHint_data()
+    {
+        QTest::addColumn<int>("columns");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("log window") << 100 << 24;
+        QTest::newRow("beyond the screen") << 2000 << 500;
+        QTest::newRow("width left to the base") << -1 << 4;
+        QTest::newRow("height left to the base") << 20 << -1;
+    }
+
+    void textEditSizeHint()
+    {
+        QFETCH(int, columns);
+        QFETCH(int, rows);
+        HTextEdit edit(columns, rows);
+        const QFontMetrics metrics = edit.fontMetrics();
+        const int frame = 2 * edit.frameWidth();
+        const QSize base = QTextEdit().sizeHint(), hint = edit.sizeHint();
+        QCOMPARE(hint, QSize(columns < 0 ? base.width() : frame + columns * metrics.horizontalAdvance('n'),
+                             rows < 0 ? base.height() : frame + rows * metrics.lineSpacing())
+                           .boundedTo(screenLimit()));
+        // Measured in the font in use when asked.
+        QFont big = edit.font();
+        big.setPointSize(big.pointSize() * 2);
+        edit.setFont(big);
+        if (columns > 0 && hint.width() < screenLimit().width() / 2)
+            QVERIFY(edit.sizeHint().width() > hint.width());
+    }
+
+    void scrollAreaSizeHint_data()
+    {
+        QTest::addColumn<QSize>("content");
+        QTest::addColumn<QSize>("maximum");    // in pixels, or invalid
+        QTest::addColumn<QSize>("characters"); // columns and rows, or invalid
+        QTest::newRow("fits") << QSize(200, 100) << QSize() << QSize();
+        QTest::newRow("beyond the screen") << QSize(5000, 4000) << QSize() << QSize();
+        QTest::newRow("beyond the maximum") << QSize(500, 300) << QSize(300, 200) << QSize();
+        QTest::newRow("beyond the characters") << QSize(2000, 2000) << QSize() << QSize(20, 5);
+        QTest::newRow("unlimited columns") << QSize(600, 2000) << QSize() << QSize(-1, 5);
+    }
+
+    void scrollAreaSizeHint()
+    {
+        QFETCH(QSize, content);
+        QFETCH(QSize, maximum);
+        QFETCH(QSize, characters);
+        std::unique_ptr<HScrollArea> area(
+            maximum.isValid()         ? new HScrollArea(maximum)
+            : characters.height() > 0 ? new HScrollArea(characters.width(), characters.height())
+                                      : new HScrollArea);
+        QCOMPARE(area->sizeHint(), QScrollArea().sizeHint());
+        area->setWidget(new Sized(content));
+        QStyle* style = area->style();
+        const int frame = 2 * area->frameWidth()
+            + (style->styleHint(QStyle::SH_ScrollView_FrameOnlyAroundContents, nullptr, area.get())
+                   ? 2 * style->pixelMetric(QStyle::PM_DefaultFrameWidth) : 0);
+        QSize expected = content + QSize(frame + area->verticalScrollBar()->sizeHint().width(),
+                                         frame + area->horizontalScrollBar()->sizeHint().height());
+        if (maximum.isValid())
+            expected = expected.boundedTo(maximum);
+        const QFontMetrics metrics = area->fontMetrics();
+        if (characters.width() > 0)
+            expected.setWidth(qMin(expected.width(), characters.width() * metrics.horizontalAdvance('n')));
+        if (characters.height() > 0)
+            expected.setHeight(qMin(expected.height(), characters.height() * metrics.height()));
+        QCOMPARE(area->sizeHint(), expected.boundedTo(screenLimit()));
+    }
+
+    void appendCompact()
+    {
+        HTextEdit edit;
+        // A heading brings its own margins; the compact form takes them away.
+        edit.append(QStringLiteral("<h2>Spaced</h2>"));
+        QVERIFY(edit.document()->lastBlock().blockFormat().topMargin() > 0);
+        edit.clear();
+        const QStringList lines{"<h2><font color=\"blue\">Applying: OK</font></h2>",
+                                "<font color=\"green\">Installing&#x0020;foo</font>", "last"};
+        for (const QString& line : lines)
+            edit.appendCompact(line);
+        QCOMPARE(edit.document()->blockCount(), lines.size());
+        for (QTextBlock block = edit.document()->begin(); block.isValid(); block = block.next()) {
+            QCOMPARE(block.blockFormat().topMargin(), 0.0);
+            QCOMPARE(block.blockFormat().bottomMargin(), 0.0);
+        }
+        QCOMPARE(edit.document()->begin().text(), QStringLiteral("Applying: OK"));
+    }
+
+    void editingFinished()
+    {
+        HTextEdit edit;
+        QSignalSpy finished(&edit, &HTextEdit::editingFinished);
+        const auto focusOut = [&](Qt::FocusReason reason) {
+            QFocusEvent event(QEvent::FocusOut, reason);
+            QCoreApplication::sendEvent(&edit, &event);
+            return finished.count();
+        };
+        QCOMPARE(focusOut(Qt::TabFocusReason), 1);
+        QCOMPARE(focusOut(Qt::ActiveWindowFocusReason), 2);
+        QCOMPARE(focusOut(Qt::PopupFocusReason), 2);
+        // The editor's own pop-ups (its context menu hangs from the viewport) end nothing;
+        // someone else's does.
+        for (QWidget* parent : {static_cast<QWidget*>(&edit), edit.viewport(), (QWidget*)nullptr}) {
+            std::unique_ptr<QMenu> popup(new QMenu(parent));
+            popup->addAction(QStringLiteral("Item"));
+            popup->popup(QPoint(5, 5));
+            QCOMPARE(focusOut(Qt::OtherFocusReason), parent ? 2 : 3);
+        }
+    }
+
+    void longTextDialogs_data()
+    {
+        QTest::addColumn<int>("kind"); // text, error, confirm
+        QTest::addColumn<QString>("press");
+        QTest::addColumn<int>("result");
+        QTest::newRow("text") << 0 << "Close" << int(QDialog::Accepted);
+        QTest::newRow("error") << 1 << "Close" << int(QDialog::Accepted);
+        QTest::newRow("confirm, accept") << 2 << "OK" << int(QDialog::Accepted);
+        QTest::newRow("confirm, reject") << 2 << "Cancel" << int(QDialog::Rejected);
+    }
+
+    void longTextDialogs()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, press);
+        const QString text = QStringLiteral("Install  foo  <b>1.0-1</b> &amp;\n").repeated(300) + QString(300, 'x');
+        TextDialog* textDialog = kind == 0 ? new TextDialog : nullptr;
+        std::unique_ptr<QDialog> dialog(textDialog ? textDialog
+                                        : kind == 1 ? static_cast<QDialog*>(new ScrollableErrorDialog(text))
+                                        : new ScrollableConfirmDialog(text, "OK", "Cancel"));
+        if (textDialog) {
+            textDialog->setText(text);
+            QVERIFY(textDialog->editor()->isReadOnly());
+            QCOMPARE(textDialog->editor()->lineWrapMode(), QTextEdit::NoWrap);
+        }
+        QCOMPARE(textDialog ? textDialog->editor()->toPlainText()
+                            : qobject_cast<QLabel*>(dialog->findChild<HScrollArea*>()->widget())->text(), text);
+        QCOMPARE(dialog->sizeHint().boundedTo(screenLimit()), dialog->sizeHint());
         dialog->show();
-        QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
-        edit->setFocus();
-        QTest::keyClick(edit, Qt::Key_Return);
-        QTest::keyClick(edit, Qt::Key_Enter);
-        QCOMPARE(dialog->isVisible(), refined);
-        QCOMPARE(dialog->result(), refined ? 0 : int(QDialog::Accepted));
-        QTest::keyClick(edit, Qt::Key_Escape);
+        dialog->setResult(-1);
+        for (QPushButton* button : dialog->findChildren<QPushButton*>()) {
+            if (button->text() == press)
+                button->click();
+        }
+        QTEST(dialog->result(), "result");
         QVERIFY(!dialog->isVisible());
     }
-}
 
-void TestWidgets::frameLabel()
-{
-    HFrameLabel label;
-    const QColor normal = label.palette().color(QPalette::Window);
-    const QColor warning("yellow");
-    QVERIFY(normal != warning);
-    QVERIFY(label.autoFillBackground());
-    // Remembered while there is nothing to say.
-    label.setPalette(Colors::makeWarning(label.palette()));
-    QCOMPARE(label.frameShape(), QFrame::NoFrame);
-    QCOMPARE(label.palette().color(QPalette::Window), normal);
-    for (int round = 0; round < 2; ++round) {
-        label.setText(QStringLiteral("3 unlisted actions"));
-        QCOMPARE(label.frameShape(), QFrame::StyledPanel);
-        QCOMPARE(label.frameShadow(), QFrame::Plain);
-        QCOMPARE(label.palette().color(QPalette::Window), warning);
-        label.setText(QString());
-        QCOMPARE(label.frameShape(), QFrame::NoFrame);
-        QCOMPARE(label.palette().color(QPalette::Window), normal);
+    void passwordMasks_data()
+    {
+        QTest::addColumn<QString>("real");
+        QTest::addColumn<QString>("lineShown");
+        QTest::addColumn<QString>("textShown");
+        const QString plain = QStringLiteral("http://mirror.example.com/fedora/$releasever/");
+        QTest::newRow("no credentials") << plain << plain << plain;
+        QTest::newRow("larder") << larderUrl << larderShown << larderShown;
+        QTest::newRow("rhel") << rhelUrl << rhelShown << rhelShown;
+        const QString blank = QStringLiteral("http://h/larder?user=&pass=&path=r/");
+        QTest::newRow("blank credentials") << blank << blank << blank;
+        const QString encoded = QStringLiteral("http://h/larder?u=a%40b&p=*****&path=r");
+        QTest::newRow("encoded password")
+            << QStringLiteral("http://h/larder?u=a%40b&p=x%3ay&path=r") << encoded << encoded;
+        // The line edit masks the first shape only, the text edit every one.
+        QTest::newRow("two shapes") << larderUrl + ' ' + rhelUrl
+                                    << larderShown + ' ' + rhelUrl
+                                    << larderShown + ' ' + rhelShown;
+        QTest::newRow("two shapes, path shape first") << rhelUrl + ' ' + larderUrl
+                                                      << rhelShown + ' ' + larderUrl
+                                                      << rhelShown + ' ' + larderShown;
     }
-    // A new palette shows at once while there is text.
-    label.setText(QStringLiteral("again"));
-    label.setPalette(Colors::makeError(label.palette()));
-    QCOMPARE(label.palette().color(QPalette::Window), QColor("#ff6060"));
-    QCOMPARE(HFrameLabel(QStringLiteral("text")).frameShape(), QFrame::StyledPanel);
-}
 
-void TestWidgets::textEditSizeHint_data()
-{
-    QTest::addColumn<int>("columns");
-    QTest::addColumn<int>("rows");
-
-    QTest::newRow("log window") << 100 << 24;
-    QTest::newRow("beyond the screen") << 2000 << 500;
-    QTest::newRow("width left to the base") << -1 << 4;
-    QTest::newRow("height left to the base") << 20 << -1;
-}
-
-void TestWidgets::textEditSizeHint()
-{
-    QFETCH(int, columns);
-    QFETCH(int, rows);
-
-    HTextEdit edit(columns, rows);
-    const QFontMetrics metrics = edit.fontMetrics();
-    const int frame = 2 * edit.frameWidth();
-    const QSize base = QTextEdit().sizeHint();
-    const QSize hint = edit.sizeHint();
-    QCOMPARE(hint, QSize(columns < 0 ? base.width()
-                                     : frame + columns * metrics.horizontalAdvance(QLatin1Char('n')),
-                         rows < 0 ? base.height() : frame + rows * metrics.lineSpacing())
-                       .boundedTo(screenLimit()));
-
-    // Measured in the font in use when asked.
-    QFont big = edit.font();
-    big.setPointSize(big.pointSize() * 2);
-    edit.setFont(big);
-    if (columns > 0 && hint.width() < screenLimit().width() / 2)
-        QVERIFY(edit.sizeHint().width() > hint.width());
-}
-
-void TestWidgets::scrollAreaSizeHint_data()
-{
-    QTest::addColumn<QSize>("content");
-    QTest::addColumn<QSize>("maximum");    // in pixels, or invalid
-    QTest::addColumn<QSize>("characters"); // columns and rows, or invalid
-
-    QTest::newRow("fits") << QSize(200, 100) << QSize() << QSize();
-    QTest::newRow("beyond the screen") << QSize(5000, 4000) << QSize() << QSize();
-    QTest::newRow("beyond the maximum") << QSize(500, 300) << QSize(300, 200) << QSize();
-    QTest::newRow("beyond the characters") << QSize(2000, 2000) << QSize() << QSize(20, 5);
-    QTest::newRow("unlimited columns") << QSize(600, 2000) << QSize() << QSize(-1, 5);
-}
-
-void TestWidgets::scrollAreaSizeHint()
-{
-    QFETCH(QSize, content);
-    QFETCH(QSize, maximum);
-    QFETCH(QSize, characters);
-
-    std::unique_ptr<HScrollArea> area(
-        maximum.isValid()         ? new HScrollArea(maximum)
-        : characters.height() > 0 ? new HScrollArea(characters.width(), characters.height())
-                                  : new HScrollArea);
-    QCOMPARE(area->sizeHint(), QScrollArea().sizeHint());
-
-    area->setWidget(new Sized(content));
-    QStyle* style = area->style();
-    const int frame = 2 * area->frameWidth()
-        + (style->styleHint(QStyle::SH_ScrollView_FrameOnlyAroundContents, nullptr, area.get())
-               ? 2 * style->pixelMetric(QStyle::PM_DefaultFrameWidth) : 0);
-    QSize expected = content + QSize(frame + area->verticalScrollBar()->sizeHint().width(),
-                                     frame + area->horizontalScrollBar()->sizeHint().height());
-    if (maximum.isValid())
-        expected = expected.boundedTo(maximum);
-    const QFontMetrics metrics = area->fontMetrics();
-    if (characters.width() > 0)
-        expected.setWidth(qMin(expected.width(), characters.width() * metrics.horizontalAdvance('n')));
-    if (characters.height() > 0)
-        expected.setHeight(qMin(expected.height(), characters.height() * metrics.height()));
-    QCOMPARE(area->sizeHint(), expected.boundedTo(screenLimit()));
-}
-
-void TestWidgets::appendCompact()
-{
-    HTextEdit edit;
-    // A heading brings its own margins; the compact form takes them away.
-    edit.append(QStringLiteral("<h2>Spaced</h2>"));
-    QVERIFY(edit.document()->lastBlock().blockFormat().topMargin() > 0);
-    edit.clear();
-    const QStringList lines{"<h2><font color=\"blue\">Applying: OK</font></h2>",
-                            "<font color=\"green\">Installing&#x0020;foo</font>", "last"};
-    for (const QString& line : lines)
-        edit.appendCompact(line);
-    QCOMPARE(edit.document()->blockCount(), lines.size());
-    for (QTextBlock block = edit.document()->begin(); block.isValid(); block = block.next()) {
-        QCOMPARE(block.blockFormat().topMargin(), 0.0);
-        QCOMPARE(block.blockFormat().bottomMargin(), 0.0);
-    }
-    QCOMPARE(edit.document()->begin().text(), QStringLiteral("Applying: OK"));
-}
-
-void TestWidgets::editingFinished()
-{
-    HTextEdit edit;
-    QSignalSpy finished(&edit, &HTextEdit::editingFinished);
-    const auto focusOut = [&](Qt::FocusReason reason) {
-        QFocusEvent event(QEvent::FocusOut, reason);
-        QCoreApplication::sendEvent(&edit, &event);
-        return finished.count();
-    };
-    QCOMPARE(focusOut(Qt::TabFocusReason), 1);
-    QCOMPARE(focusOut(Qt::ActiveWindowFocusReason), 2);
-    QCOMPARE(focusOut(Qt::PopupFocusReason), 2);
-
-    // The editor's own pop-ups (its context menu hangs from the viewport) end nothing;
-    // someone else's does.
-    for (QWidget* parent : {static_cast<QWidget*>(&edit), edit.viewport(), (QWidget*)nullptr}) {
-        std::unique_ptr<QMenu> popup(new QMenu(parent));
-        popup->addAction(QStringLiteral("Item"));
-        popup->popup(QPoint(5, 5));
-        QCOMPARE(focusOut(Qt::OtherFocusReason), parent ? 2 : 3);
-    }
-}
-
-void TestWidgets::longTextDialogs_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QString>("press");
-    QTest::addColumn<int>("result");
-
-    QTest::newRow("text") << 0 << "Close" << int(QDialog::Accepted);
-    QTest::newRow("error") << 1 << "Close" << int(QDialog::Accepted);
-    QTest::newRow("confirm, accept") << 2 << "OK" << int(QDialog::Accepted);
-    QTest::newRow("confirm, reject") << 2 << "Cancel" << int(QDialog::Rejected);
-}
-
-void TestWidgets::longTextDialogs()
-{
-    QFETCH(int, kind);
-    QFETCH(QString, press);
-    QFETCH(int, result);
-
-    const QString text = QStringLiteral("Install  foo  <b>1.0-1</b> &amp;\n").repeated(300)
-                         + QString(300, QLatin1Char('x'));
-    TextDialog* textDialog = kind == 0 ? new TextDialog : nullptr;
-    std::unique_ptr<QDialog> dialog(textDialog ? textDialog
-                                    : kind == 1 ? static_cast<QDialog*>(new ScrollableErrorDialog(text))
-                                    : new ScrollableConfirmDialog(text, "OK", "Cancel"));
-    if (textDialog) {
-        textDialog->setText(text);
-        QVERIFY(textDialog->editor()->isReadOnly());
-        QCOMPARE(textDialog->editor()->lineWrapMode(), QTextEdit::NoWrap);
-    }
-    const auto* area = dialog->findChild<HScrollArea*>();
-    QCOMPARE(textDialog ? textDialog->editor()->toPlainText()
-                        : qobject_cast<QLabel*>(area->widget())->text(), text);
-    const QSize hint = dialog->sizeHint();
-    QVERIFY(hint.width() <= screenLimit().width() && hint.height() <= screenLimit().height());
-
-    dialog->show();
-    dialog->setResult(-1);
-    for (QPushButton* button : dialog->findChildren<QPushButton*>()) {
-        if (button->text() == press)
-            button->click();
-    }
-    QCOMPARE(dialog->result(), result);
-    QVERIFY(!dialog->isVisible());
-}
-
-void TestWidgets::passwordMasks_data()
-{
-    QTest::addColumn<QString>("real");
-    QTest::addColumn<QString>("lineShown");
-    QTest::addColumn<QString>("textShown");
-
-    const QString plain = QStringLiteral("http://mirror.example.com/fedora/$releasever/");
-    QTest::newRow("no credentials") << plain << plain << plain;
-    QTest::newRow("larder") << larderUrl << larderShown << larderShown;
-    QTest::newRow("rhel") << rhelUrl << rhelShown << rhelShown;
-    const QString blank = QStringLiteral("http://h/larder?user=&pass=&path=r/");
-    QTest::newRow("blank credentials") << blank << blank << blank;
-    const QString encoded = QStringLiteral("http://h/larder?u=a%40b&p=*****&path=r");
-    QTest::newRow("encoded password")
-        << QStringLiteral("http://h/larder?u=a%40b&p=x%3ay&path=r") << encoded << encoded;
-    // The line edit masks the first shape only, the text edit every one.
-    QTest::newRow("two shapes") << larderUrl + QLatin1Char(' ') + rhelUrl
-                                << larderShown + QLatin1Char(' ') + rhelUrl
-                                << larderShown + QLatin1Char(' ') + rhelShown;
-    QTest::newRow("two shapes, path shape first") << rhelUrl + QLatin1Char(' ') + larderUrl
-                                                  << rhelShown + QLatin1Char(' ') + larderUrl
-                                                  << rhelShown + QLatin1Char(' ') + larderShown;
-    QTest::newRow("empty") << QString() << QString() << QString();
-}
-
-void TestWidgets::passwordMasks()
-{
-    QFETCH(QString, real);
-    QFETCH(QString, lineShown);
-    QFETCH(QString, textShown);
-
-    PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
-    QSignalSpy lineChanged(&line, &PasswdLineEdit::realTextChanged);
-    line.setRealText(real);
-    QCOMPARE(line.realText(), real);
-    QCOMPARE(line.text(), masked(lineShown, &line));
-    QCOMPARE(line.text().size(), real.size());
-    if (!real.isEmpty())
+    void passwordMasks()
+    {
+        QFETCH(QString, real);
+        QFETCH(QString, lineShown);
+        QFETCH(QString, textShown);
+        PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
+        QSignalSpy lineChanged(&line, &PasswdLineEdit::realTextChanged);
+        line.setRealText(real);
+        QCOMPARE(line.realText(), real);
+        QCOMPARE(line.text(), masked(lineShown, &line));
         QCOMPARE(lineChanged, (QList<QVariantList>{{real}}));
+        // Every line of the text edit is masked.
+        PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
+        QSignalSpy textChanged(&text, &PasswdTextEdit::realTextChanged);
+        const QString lines = real + '\n' + real + '\n';
+        text.setRealPlainText(lines);
+        QCOMPARE(text.realPlainText(), lines);
+        QCOMPARE(text.toPlainText(), masked(textShown + '\n' + textShown + '\n', &text));
+        QCOMPARE(textChanged.count(), 1);
+    }
 
-    // Every line of the text edit is masked.
-    PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
-    QSignalSpy textChanged(&text, &PasswdTextEdit::realTextChanged);
-    const QString lines = real + QLatin1Char('\n') + real + QLatin1Char('\n');
-    text.setRealPlainText(lines);
-    QCOMPARE(text.realPlainText(), lines);
-    QCOMPARE(text.toPlainText(), masked(textShown + QLatin1Char('\n') + textShown + QLatin1Char('\n'), &text));
-    QCOMPARE(text.toPlainText().size(), lines.size());
-    QCOMPARE(textChanged.count(), 1);
-}
-
-// Keys and clicks on the shown text act on the real text at the same place.
-void TestWidgets::lineEditEditing()
-{
-    PasswdLineEdit edit(Repo::Larder::oneUrlRegExp());
-    edit.resize(600, edit.sizeHint().height());
-    edit.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&edit));
-    QSignalSpy changed(&edit, &PasswdLineEdit::realTextChanged);
-
-    QTest::keyClicks(&edit, larderUrl);
-    QCOMPARE(edit.realText(), larderUrl);
-    QCOMPARE(edit.text(), masked(larderShown, &edit));
-    QCOMPARE(changed.count(), larderUrl.size());
-    QCOMPARE(edit.cursorPosition(), larderUrl.size());
-
-    // The password stays masked only while the text has the shape.
-    for (int i = 0; i < 5; ++i)
+    // Keys and clicks on the shown text act on the real text at the same place.
+    void lineEditEditing()
+    {
+        PasswdLineEdit edit(Repo::Larder::oneUrlRegExp());
+        edit.resize(600, edit.sizeHint().height());
+        edit.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&edit));
+        QSignalSpy changed(&edit, &PasswdLineEdit::realTextChanged);
+        QTest::keyClicks(&edit, larderUrl);
+        QCOMPARE(edit.realText(), larderUrl);
+        QCOMPARE(edit.text(), masked(larderShown, &edit));
+        QCOMPARE(changed.count(), larderUrl.size());
+        QCOMPARE(edit.cursorPosition(), larderUrl.size());
+        // The password stays masked only while the text has the shape.
+        for (int i = 0; i < 5; ++i)
+            QTest::keyClick(&edit, Qt::Key_Backspace);
+        QCOMPARE(edit.realText(), QStringLiteral("http://host/larder?user=alice&pass=s3cret&path="));
+        QCOMPARE(edit.text(), masked(QStringLiteral("http://host/larder?user=alice&pass=******&path="), &edit));
         QTest::keyClick(&edit, Qt::Key_Backspace);
-    QCOMPARE(edit.realText(), QStringLiteral("http://host/larder?user=alice&pass=s3cret&path="));
-    QCOMPARE(edit.text(), masked(QStringLiteral("http://host/larder?user=alice&pass=******&path="), &edit));
-    QTest::keyClick(&edit, Qt::Key_Backspace);
-    QCOMPARE(edit.text(), edit.realText());
-
-    QTest::keyClicks(&edit, QStringLiteral("="));
-    for (int i = 0; i < 9; ++i)
-        QTest::keyClick(&edit, Qt::Key_Left);
-    QTest::keyClick(&edit, Qt::Key_Delete);
-    QTest::keyClicks(&edit, QStringLiteral("XY"));
-    QCOMPARE(edit.realText(), QStringLiteral("http://host/larder?user=alice&pass=s3cXYet&path="));
-    QCOMPARE(edit.cursorPosition(), edit.realText().indexOf(QLatin1String("et&path")));
-    QCOMPARE(edit.text(), masked(QStringLiteral("http://host/larder?user=alice&pass=*******&path="), &edit));
-
-    QTest::keyClick(&edit, Qt::Key_Home);
-    for (int i = 0; i < 4; ++i)
-        QTest::keyClick(&edit, Qt::Key_Right, Qt::ShiftModifier);
-    QTest::keyClicks(&edit, QStringLiteral("ftp"));
-    QCOMPARE(edit.realText(), QStringLiteral("ftp://host/larder?user=alice&pass=s3cXYet&path="));
-    QCOMPARE(edit.text().size(), edit.realText().size());
-
-    // Copying gives what is shown, never the password; cutting removes the real text.
-    QGuiApplication::clipboard()->clear();
-    QTest::keyClick(&edit, Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClick(&edit, Qt::Key_C, Qt::ControlModifier);
-    QCOMPARE(QGuiApplication::clipboard()->text(), edit.text());
-    QTest::keyClick(&edit, Qt::Key_X, Qt::ControlModifier);
-    QVERIFY(!QGuiApplication::clipboard()->text().contains(QLatin1String("s3cXYet")));
-    QCOMPARE(edit.realText(), QString());
-
-    // Narrow and scrolled to its end, the field still edits where it is clicked.
-    const QString longUrl = QStringLiteral("http://host/") + QString(200, QLatin1Char('a'))
-                            + QStringLiteral("/larder?u=n&p=pw&path=x");
-    edit.resize(120, edit.height());
-    edit.setRealText(longUrl);
-    QTest::qWait(20); // painted, so scrolled to the cursor
-    QTest::mouseClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(60, edit.height() / 2));
-    const int clicked = edit.cursorPosition();
-    QVERIFY(clicked > 150);
-    QTest::keyClicks(&edit, QStringLiteral("Z"));
-    QCOMPARE(edit.realText(), QString(longUrl).insert(clicked, QLatin1Char('Z')));
-}
-
-void TestWidgets::textEditEditing()
-{
-    PasswdTextEdit edit(Repo::Larder::urlsRegExp(), 5, 60);
-    edit.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&edit));
-    QSignalSpy changed(&edit, &PasswdTextEdit::realTextChanged);
-
-    QTest::keyClicks(&edit, rhelUrl);
-    QTest::keyClick(&edit, Qt::Key_Return);
-    QTest::keyClicks(&edit, larderUrl);
-    QCOMPARE(edit.realPlainText(), rhelUrl + QLatin1Char('\n') + larderUrl);
-    QCOMPARE(edit.toPlainText(), masked(rhelShown + QLatin1Char('\n') + larderShown, &edit));
-    QCOMPARE(changed.count(), rhelUrl.size() + 1 + larderUrl.size());
-    QCOMPARE(edit.textCursor().position(), edit.toPlainText().size());
-
-    // Into the first line's password, from the keyboard.
-    QTest::keyClick(&edit, Qt::Key_Up);
-    QTest::keyClick(&edit, Qt::Key_Home);
-    const int password = rhelUrl.indexOf(QLatin1String("p=pw")) + 2;
-    for (int i = 0; i < password + 1; ++i)
-        QTest::keyClick(&edit, Qt::Key_Right);
-    QTest::keyClick(&edit, Qt::Key_Backspace);
-    QTest::keyClicks(&edit, QStringLiteral("longer"));
-    const QString first = QString(rhelUrl).replace(QLatin1String("p=pw"), QLatin1String("p=longerw"));
-    QCOMPARE(edit.realPlainText(), first + QLatin1Char('\n') + larderUrl);
-    const QString firstShown = QString(rhelShown).replace(QLatin1String("p=**"), QLatin1String("p=*******"));
-    QCOMPARE(edit.toPlainText(), masked(firstShown + QLatin1Char('\n') + larderShown, &edit));
-    QCOMPARE(edit.textCursor().position(), password + 6);
-
-    // A click puts the cursor where it is shown.
-    QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(1, 3));
-    QCOMPARE(edit.textCursor().position(), 0);
-    QTest::keyClick(&edit, Qt::Key_Delete);
-    QCOMPARE(edit.realPlainText(), first.mid(1) + QLatin1Char('\n') + larderUrl);
-    QCOMPARE(edit.toPlainText().size(), edit.realPlainText().size());
-}
-
-// Text composed in an input method is committed without key presses; the clipboard
-// gets what is shown.
-void TestWidgets::inputMethodReachesRealText()
-{
-    PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
-    PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
-    const std::tuple<QWidget*, std::function<QString()>, std::function<QString()>> fields[] = {
-        {&line, [&] { return line.realText(); }, [&] { return line.text(); }},
-        {&text, [&] { return text.realPlainText(); }, [&] { return text.toPlainText(); }}};
-    for (const auto& [field, real, shown] : fields) {
-        field->show();
-        QVERIFY(QTest::qWaitForWindowExposed(field));
-        QTest::keyClicks(field, QStringLiteral("http://host/larder?user=alice&pass="));
-        QInputMethodEvent composing(QStringLiteral("s3c"), {});
-        QCoreApplication::sendEvent(field, &composing);
-        QInputMethodEvent committed;
-        committed.setCommitString(QStringLiteral("s3cr"));
-        QCoreApplication::sendEvent(field, &committed);
-        QTest::keyClicks(field, QStringLiteral("et&path=repo/"));
-        QCOMPARE(real(), larderUrl);
-        QCOMPARE(shown(), masked(larderShown, field));
-
-        // Neither copying nor cutting puts the password on the clipboard.
-        QGuiApplication::clipboard()->clear();
-        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
-        QCOMPARE(QGuiApplication::clipboard()->text(), shown());
-        QTest::keyClick(field, Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(QGuiApplication::clipboard()->text(), masked(larderShown, field));
-        QCOMPARE(real(), QString());
+        QCOMPARE(edit.text(), edit.realText());
+        QTest::keyClicks(&edit, QStringLiteral("="));
+        for (int i = 0; i < 9; ++i)
+            QTest::keyClick(&edit, Qt::Key_Left);
+        QTest::keyClick(&edit, Qt::Key_Delete);
+        QTest::keyClicks(&edit, QStringLiteral("XY"));
+        QCOMPARE(edit.realText(), QStringLiteral("http://host/larder?user=alice&pass=s3cXYet&path="));
+        QCOMPARE(edit.cursorPosition(), edit.realText().indexOf(QLatin1String("et&path")));
+        QCOMPARE(edit.text(), masked(QStringLiteral("http://host/larder?user=alice&pass=*******&path="), &edit));
+        QTest::keyClick(&edit, Qt::Key_Home);
+        for (int i = 0; i < 4; ++i)
+            QTest::keyClick(&edit, Qt::Key_Right, Qt::ShiftModifier);
+        QTest::keyClicks(&edit, QStringLiteral("ftp"));
+        QCOMPARE(edit.realText(), QStringLiteral("ftp://host/larder?user=alice&pass=s3cXYet&path="));
+        QCOMPARE(edit.text().size(), edit.realText().size());
+        // Narrow and scrolled to its end, the field still edits where it is clicked.
+        const QString longUrl = QStringLiteral("http://host/") + QString(200, QLatin1Char('a'))
+                                + QStringLiteral("/larder?u=n&p=pw&path=x");
+        edit.resize(120, edit.height());
+        edit.setRealText(longUrl);
+        QTest::qWait(20); // painted, so scrolled to the cursor
+        QTest::mouseClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(60, edit.height() / 2));
+        const int clicked = edit.cursorPosition();
+        QVERIFY(clicked > 150);
+        QTest::keyClicks(&edit, QStringLiteral("Z"));
+        QCOMPARE(edit.realText(), QString(longUrl).insert(clicked, QLatin1Char('Z')));
     }
-}
 
-// The plain fields show that the check finds a menu where there is one.
-void TestWidgets::rightClickOpensNothing()
-{
-    QLineEdit plainLine;
-    QTextEdit plainText;
-    PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
-    PasswdTextEdit text(Repo::Larder::urlsRegExp());
-    line.setRealText(larderUrl);
-    text.setRealPlainText(larderUrl);
-    const std::tuple<QWidget*, QWidget*, bool> fields[] = {{&plainLine, &plainLine, true},
-        {&plainText, plainText.viewport(), true}, {&line, &line, false}, {&text, text.viewport(), false}};
-    for (const auto& [field, target, opens] : fields) {
-        field->show();
-        QVERIFY(QTest::qWaitForWindowExposed(field));
-        QCOMPARE(rightClickOpensPopup(target), opens);
+    void textEditEditing()
+    {
+        PasswdTextEdit edit(Repo::Larder::urlsRegExp(), 5, 60);
+        edit.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&edit));
+        QSignalSpy changed(&edit, &PasswdTextEdit::realTextChanged);
+        QTest::keyClicks(&edit, rhelUrl);
+        QTest::keyClick(&edit, Qt::Key_Return);
+        QTest::keyClicks(&edit, larderUrl);
+        QCOMPARE(edit.realPlainText(), rhelUrl + '\n' + larderUrl);
+        QCOMPARE(edit.toPlainText(), masked(rhelShown + '\n' + larderShown, &edit));
+        QCOMPARE(changed.count(), rhelUrl.size() + 1 + larderUrl.size());
+        QCOMPARE(edit.textCursor().position(), edit.toPlainText().size());
+        // Into the first line's password, from the keyboard.
+        QTest::keyClick(&edit, Qt::Key_Up);
+        QTest::keyClick(&edit, Qt::Key_Home);
+        const int password = rhelUrl.indexOf(QLatin1String("p=pw")) + 2;
+        for (int i = 0; i < password + 1; ++i)
+            QTest::keyClick(&edit, Qt::Key_Right);
+        QTest::keyClick(&edit, Qt::Key_Backspace);
+        QTest::keyClicks(&edit, QStringLiteral("longer"));
+        const QString first = QString(rhelUrl).replace(QLatin1String("p=pw"), QLatin1String("p=longerw"));
+        QCOMPARE(edit.realPlainText(), first + '\n' + larderUrl);
+        const QString firstShown = QString(rhelShown).replace(QLatin1String("p=**"), QLatin1String("p=*******"));
+        QCOMPARE(edit.toPlainText(), masked(firstShown + '\n' + larderShown, &edit));
+        QCOMPARE(edit.textCursor().position(), password + 6);
+        // A click puts the cursor where it is shown.
+        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(1, 3));
+        QCOMPARE(edit.textCursor().position(), 0);
+        QTest::keyClick(&edit, Qt::Key_Delete);
+        QCOMPARE(edit.realPlainText(), first.mid(1) + '\n' + larderUrl);
+        QCOMPARE(edit.toPlainText().size(), edit.realPlainText().size());
     }
-    QCOMPARE(line.realText(), larderUrl);
-    QCOMPARE(text.realPlainText(), larderUrl);
-}
 
-void TestWidgets::tableColumnsFitText_data()
-{
-    QTest::addColumn<int>("decoration");
-    QTest::addColumn<bool>("stretchLast");
-    QTest::newRow("text beside the icon") << int(QStyleOptionViewItem::Left) << false;
-    QTest::newRow("text under the icon") << int(QStyleOptionViewItem::Top) << false;
-    QTest::newRow("stretched last column") << int(QStyleOptionViewItem::Top) << true;
-}
+    // Text composed in an input method is committed without key presses; the clipboard
+    // gets what is shown.
+    void inputMethodReachesRealText()
+    {
+        PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
+        PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
+        const std::tuple<QWidget*, std::function<QString()>, std::function<QString()>> fields[] = {
+            {&line, [&] { return line.realText(); }, [&] { return line.text(); }},
+            {&text, [&] { return text.realPlainText(); }, [&] { return text.toPlainText(); }}};
+        for (const auto& [field, real, shown] : fields) {
+            field->show();
+            QVERIFY(QTest::qWaitForWindowExposed(field));
+            QTest::keyClicks(field, QStringLiteral("http://host/larder?user=alice&pass="));
+            QInputMethodEvent composing(QStringLiteral("s3c"), {});
+            QCoreApplication::sendEvent(field, &composing);
+            QInputMethodEvent committed;
+            committed.setCommitString(QStringLiteral("s3cr"));
+            QCoreApplication::sendEvent(field, &committed);
+            QTest::keyClicks(field, QStringLiteral("et&path=repo/"));
+            QCOMPARE(real(), larderUrl);
+            QCOMPARE(shown(), masked(larderShown, field));
+            // Neither copying nor cutting puts the password on the clipboard.
+            QGuiApplication::clipboard()->clear();
+            QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+            QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
+            QCOMPARE(QGuiApplication::clipboard()->text(), shown());
+            QTest::keyClick(field, Qt::Key_X, Qt::ControlModifier);
+            QCOMPARE(QGuiApplication::clipboard()->text(), masked(larderShown, field));
+            QCOMPARE(real(), QString());
+        }
+    }
 
-// Resizing to contents shows every cell whole on one line, growing the window as needed.
-void TestWidgets::tableColumnsFitText()
-{
-    QFETCH(int, decoration);
-    QFETCH(bool, stretchLast);
-    const QStringList texts = {QStringLiteral("orvo-updates-testing"),
-        QStringLiteral("Orvo Sandbox Updates $releasever - $basearch, a long description")};
-    QStandardItemModel model(1, 2);
-    for (int column = 0; column < 2; ++column)
-        model.setItem(0, column, new QStandardItem(texts[column]));
-    QWidget window;
-    auto* view = new HTableView(QStyleOptionViewItem::Position(decoration), 3, 3, &window);
-    view->setItemDelegate(new HItemDelegate(view));
-    view->setModel(&model);
-    view->horizontalHeader()->setStretchLastSection(stretchLast);
-    auto* layout = new QVBoxLayout(&window);
-    layout->addWidget(view);
-    window.resize(120, 120);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    view->resizeColumnsToContents();
-    for (int column = 0; column < 2; ++column)
-        QVERIFY2(view->columnWidth(column) > view->fontMetrics().horizontalAdvance(texts[column]),
-                 qPrintable(texts[column]));
-    QVERIFY(view->viewport()->width() >= view->columnViewportPosition(1) + view->columnWidth(1));
-}
+    // The plain fields show that the check finds a menu where there is one.
+    void rightClickOpensNothing()
+    {
+        QLineEdit plainLine;
+        QTextEdit plainText;
+        PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
+        PasswdTextEdit text(Repo::Larder::urlsRegExp());
+        line.setRealText(larderUrl);
+        text.setRealPlainText(larderUrl);
+        const std::tuple<QWidget*, QWidget*, bool> fields[] = {{&plainLine, &plainLine, true},
+            {&plainText, plainText.viewport(), true}, {&line, &line, false}, {&text, text.viewport(), false}};
+        for (const auto& [field, target, opens] : fields) {
+            field->show();
+            QVERIFY(QTest::qWaitForWindowExposed(field));
+            QCOMPARE(rightClickOpensPopup(target), opens);
+        }
+        QCOMPARE(line.realText(), larderUrl);
+        QCOMPARE(text.realPlainText(), larderUrl);
+    }
+
+    void tableColumnsFitText_data()
+    {
+        QTest::addColumn<int>("decoration");
+        QTest::addColumn<bool>("stretchLast");
+        QTest::newRow("text beside the icon") << int(QStyleOptionViewItem::Left) << false;
+        QTest::newRow("text under the icon") << int(QStyleOptionViewItem::Top) << false;
+        QTest::newRow("stretched last column") << int(QStyleOptionViewItem::Top) << true;
+    }
+
+    // Resizing to contents shows every cell whole on one line, growing the window as needed.
+    void tableColumnsFitText()
+    {
+        QFETCH(int, decoration);
+        QFETCH(bool, stretchLast);
+        const QStringList texts = {QStringLiteral("orvo-updates-testing"),
+            QStringLiteral("Orvo Sandbox Updates $releasever - $basearch, a long description")};
+        QStandardItemModel model(1, 2);
+        for (int column = 0; column < 2; ++column)
+            model.setItem(0, column, new QStandardItem(texts[column]));
+        QWidget window;
+        auto* view = new HTableView(QStyleOptionViewItem::Position(decoration), 3, 3, &window);
+        view->setItemDelegate(new HItemDelegate(view));
+        view->setModel(&model);
+        view->horizontalHeader()->setStretchLastSection(stretchLast);
+        auto* layout = new QVBoxLayout(&window);
+        layout->addWidget(view);
+        window.resize(120, 120);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        view->resizeColumnsToContents();
+        for (int column = 0; column < 2; ++column)
+            QVERIFY2(view->columnWidth(column) > view->fontMetrics().horizontalAdvance(texts[column]),
+                     qPrintable(texts[column]));
+        QVERIFY(view->viewport()->width() >= view->columnViewportPosition(1) + view->columnWidth(1));
+    }
+};
 
 QTEST_MAIN(TestWidgets)
 #include "tst_widgets.moc"
