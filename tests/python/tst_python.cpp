@@ -157,7 +157,6 @@ private Q_SLOTS:
         QFETCH(bool, quiet);
         QFETCH(QByteArray, sameAs);
         QFETCH(QString, missing);
-
         // The modifiable form, which splits the name in place and must put it back.
         QByteArray buffer = name;
         PyObject* found = python->pyLookup(buffer.data(), quiet);
@@ -207,10 +206,9 @@ private Q_SLOTS:
         QCOMPARE(textOf(python->pyCall("orvotest.echo", "(s)", "abc")), QStringLiteral("('abc',)"));
         QCOMPARE(textOf(python->pyCall("orvotest.echo", "(O,O)", five.get(), inner)),
                  QStringLiteral("(5, {'leaf': 42})"));
-        QByteArray name("orvotest.echo");
-        QByteArray format("(i,s)");
-        QCOMPARE(textOf(python->pyCall(name.data(), format.data(), 3, "x")),
-                 QStringLiteral("(3, 'x')"));
+        // The overload for modifiable texts.
+        QByteArray name("orvotest.echo"), format("(i,s)");
+        QCOMPARE(textOf(python->pyCall(name.data(), format.data(), 3, "x")), QStringLiteral("(3, 'x')"));
 
         PyObject* holder = python->pyLookup("orvotest.holder", false);
         QCOMPARE(textOf(python->pyMethodCall(holder, "join", "()")), QStringLiteral("''"));
@@ -243,7 +241,6 @@ private Q_SLOTS:
         QFETCH(QByteArray, function);
         QFETCH(QByteArray, method);
         QFETCH(QStringList, errors);
-
         PyObject* holder = method.isEmpty() ? nullptr : python->pyLookup("orvotest.holder", false);
         const char* called = holder ? method.constData() : "join";
         PyRef result = PyRef::steal(!function.isEmpty()
