@@ -56,11 +56,6 @@ YumIO.apply = _recordingApply
 handed = None
 )";
 
-Package::Action actionOf(const QString& word)
-{
-    return word == "Update" ? Package::Update : word == "Install" ? Package::Install : Package::Remove;
-}
-
 QString conflictText(bool earlier, const QString& group, const QString& groupAction, const QString& current)
 {
     return QString("Package pear is included in group %1 which was marked for %2,\n"
@@ -71,6 +66,12 @@ QString conflictText(bool earlier, const QString& group, const QString& groupAct
                  + current);
 }
 
+// What installing or updating a package adds to the acts reached.
+qint64 installActs(const Package::Entry* e)
+{
+    return std::max<qint64>(10240, 3 * e->size);
+}
+
 bool casesRan = false;
 
 } // namespace
@@ -79,656 +80,602 @@ class TestTransactions final : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-
-    void applied_data();
-    void applied();
-    void refusedConfirmation();
-    void unlistedQuestion_data();
-    void unlistedQuestion();
-    void groupExpansion_data();
-    void groupExpansion();
-    void groupConflicts_data();
-    void groupConflicts();
-    void solverLines_data();
-    void solverLines();
-    void installStart_data();
-    void installStart();
-    void removalsInTurn();
-    void callbackWarnings_data();
-    void callbackWarnings();
-    void eventsOfOneIndex();
-    void failingTransaction_data();
-    void failingTransaction();
-
-private:
-    Package::Entry* entry(const QString& name, bool group = false);
-    void mark(const QStringList& marks);
-    QStringList rpmInstalled();
-    QString handed();
-    QStringList logged(Log::Kind kind, int level = -1);
-    QStringList errorDialogs();
-    void checkMonotonic();
-
     QTemporaryDir root_;
     YumIO* engine_ = nullptr;
     AnsweringPresenter presenter_;
     QStringList before_;
-};
 
-void TestTransactions::initTestCase()
-{
-    QVERIFY(root_.isValid());
-    const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-    QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-    QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
-    qputenv("ORVOROOT", root_.path().toLocal8Bit());
-    std::signal(SIGINT, SIG_DFL);
-    YumIODialogsPresenter::install(&presenter_);
-    Progress::Object::setMinionMaker(&recordingMaker);
-    engine_ = new YumIO;
-    engine_->setup(nullptr, nullptr, nullptr);
-    QVERIFY(engine_->initialize());
+    Package::Entry* entry(const QString& name, bool group = false)
+    {
+        for (Package::Entry* e : engine_->catalogue())
+            if (e->name == name && (e->kind == Package::Group) == group)
+                return e;
+        return nullptr;
+    }
+
+    // Marks as "name:Action", "@group:Action" for a group.
+    void mark(const QStringList& marks)
+    {
+        for (const QString& m : marks) {
+            const bool group = m.startsWith('@');
+            Package::Entry* e = entry(m.section(':', 0, 0).mid(group ? 1 : 0), group);
+            QVERIFY2(e, qPrintable(m));
+            const QString action = m.section(':', 1);
+            e->action = action == "Update" ? Package::Update : action == "Install" ? Package::Install : Package::Remove;
+        }
+    }
+
+    QStringList rpmInstalled()
+    {
+        QProcess rpm;
+        rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-qa" });
+        rpm.waitForFinished(-1);
+        QStringList names = QString::fromUtf8(rpm.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        names.sort();
+        return names;
+    }
+
+    QString handed()
     {
         YumIO::PyGILStateWrapper lock(true);
-        engine_->py(recordApply);
+        PyRef value = PyRef::steal(engine_->pyr("handed"));
+        return value.get() == Py_None ? QString("(nothing)") : engine_->pyStringX(value.get());
     }
-    QVERIFY(engine_->collect({}));
-    QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
-    before_ = rpmInstalled();
-    QVERIFY(before_.contains("pear-1.0-1.x86_64"));
-    presenter_.dialogs.clear();
-    barEvents.clear();
-}
 
-void TestTransactions::cleanupTestCase()
-{
-    if (engine_)
-        engine_->clearEntriesBeforeQuit();
-    delete engine_;
-    Progress::Object::setMinionMaker(nullptr);
-    YumIODialogsPresenter::install(nullptr);
-}
-
-void TestTransactions::init()
-{
-    if (casesRan)
-        QSKIP("each case needs a fresh system: run it in a process of its own");
-    casesRan = true;
-}
-
-Package::Entry* TestTransactions::entry(const QString& name, bool group)
-{
-    for (Package::Entry* e : engine_->catalogue())
-        if (e->name == name && (e->kind == Package::Group) == group)
-            return e;
-    return nullptr;
-}
-
-void TestTransactions::mark(const QStringList& marks)
-{
-    for (const QString& m : marks) {
-        const bool group = m.startsWith('@');
-        const QString name = m.section(':', 0, 0).mid(group ? 1 : 0);
-        Package::Entry* e = entry(name, group);
-        QVERIFY2(e, qPrintable(m));
-        e->action = actionOf(m.section(':', 1));
+    QStringList logged(Log::Kind kind, int level = -1)
+    {
+        QStringList texts;
+        Log::EntryList& list = engine_->logList();
+        list.lock();
+        for (const Log::Entry& e : list)
+            if (e.kind == kind && (level < 0 || int(e.level) == level))
+                texts.append(e.text);
+        list.unlock();
+        return texts;
     }
-}
 
-QStringList TestTransactions::rpmInstalled()
-{
-    QProcess rpm;
-    rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-qa" });
-    rpm.waitForFinished(-1);
-    QStringList names = QString::fromUtf8(rpm.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-    names.sort();
-    return names;
-}
+    QStringList errorDialogs()
+    {
+        QStringList texts;
+        for (const auto& d : presenter_.dialogs)
+            if (d.caption.startsWith("Orvo Yum"))
+                texts.append(d.text);
+        return texts;
+    }
 
-QString TestTransactions::handed()
-{
-    YumIO::PyGILStateWrapper lock(true);
-    PyRef value = PyRef::steal(engine_->pyr("handed"));
-    return value.get() == Py_None ? QString("(nothing)") : engine_->pyStringX(value.get());
-}
+    // Calls one of the engine's rpm callbacks with the arguments Py_BuildValue makes; true
+    // when it returned None.
+    template <typename... Args>
+    bool call(PyObject* (YumIO::*callback)(PyObject*, PyObject*), const char* format, Args... args)
+    {
+        PyRef built = PyRef::steal(Py_BuildValue(format, args...));
+        PyRef result = PyRef::steal((engine_->*callback)(nullptr, built.get()));
+        return result.get() == Py_None;
+    }
 
-QStringList TestTransactions::logged(Log::Kind kind, int level)
-{
-    QStringList texts;
-    Log::EntryList& list = engine_->logList();
-    list.lock();
-    for (const Log::Entry& e : list)
-        if (e.kind == kind && (level < 0 || int(e.level) == level))
-            texts.append(e.text);
-    list.unlock();
-    return texts;
-}
-
-QStringList TestTransactions::errorDialogs()
-{
-    QStringList texts;
-    for (const auto& d : presenter_.dialogs)
-        if (d.caption.startsWith("Orvo Yum"))
-            texts.append(d.text);
-    return texts;
-}
-
-void TestTransactions::checkMonotonic()
-{
-    QVERIFY(!barEvents.isEmpty());
-    Steps tail = 0;
-    Steps last = 0;
-    bool known = false;
-    for (const auto& event : qAsConst(barEvents)) {
-        if (event.first == 'T' || event.first == 'R') {
-            known = event.first == 'T';
-            tail = event.second;
-            last = 0;
-            continue;
+    void checkMonotonic()
+    {
+        QVERIFY(!barEvents.isEmpty());
+        Steps tail = 0;
+        Steps last = 0;
+        bool known = false;
+        for (const auto& event : qAsConst(barEvents)) {
+            if (event.first == 'T' || event.first == 'R') {
+                known = event.first == 'T';
+                tail = event.second;
+                last = 0;
+                continue;
+            }
+            QVERIFY2(event.second >= last, qPrintable(QString("%1 after %2").arg(event.second).arg(last)));
+            QVERIFY2(!known || event.second <= tail, qPrintable(QString("%1 beyond %2").arg(event.second).arg(tail)));
+            last = event.second;
         }
-        QVERIFY2(event.second >= last, qPrintable(QString("%1 after %2").arg(event.second).arg(last)));
-        QVERIFY2(!known || event.second <= tail, qPrintable(QString("%1 beyond %2").arg(event.second).arg(tail)));
-        last = event.second;
-    }
-}
-
-void TestTransactions::applied_data()
-{
-    QTest::addColumn<QStringList>("marks");
-    QTest::addColumn<bool>("result");
-    QTest::addColumn<QString>("handed");
-    QTest::addColumn<int>("packages");
-    QTest::addColumn<QStringList>("added");
-    QTest::addColumn<QStringList>("removed");
-    // The confirmation text, %1 the download size of the packages named in "sized"; empty:
-    // not compared.
-    QTest::addColumn<QString>("listing");
-    QTest::addColumn<QStringList>("sized");
-    QTest::addColumn<QString>("output");
-
-    QTest::newRow("install with dependency")
-        << QStringList { "melon:Install" } << true << "i:melon-1.0-1.x86_64" << 1
-        << QStringList { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" } << QStringList()
-        << "Transaction to be performed:\n"
-           "\tInstall: melon 1.0-1 (x86_64) [orvo-base]\n"
-           "Performing the following to resolve dependencies:\n"
-           "\tInstall: melon-libs 1.0-1 (x86_64) [orvo-base]\n"
-           "Total download size: %1\n"
-        << QStringList { "melon", "melon-libs" } << QString();
-    QTest::newRow("update with dependency")
-        << QStringList { "pear:Update" } << true << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64" << 2
-        << QStringList { "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" } << QStringList { "pear-1.0-1.x86_64" }
-        << "Transaction to be performed:\n"
-           "\tUpdate: pear 1.1-1 (x86_64) [orvo-updates]\n"
-           "Performing the following to resolve dependencies:\n"
-           "\tInstall: pear-data 1.1-1 (noarch) [orvo-updates]\n"
-           "Total download size: %1\n"
-        << QStringList { "pear", "pear-data" } << QString();
-    QTest::newRow("update of two installed versions")
-        << QStringList { "kettle:Update" } << true
-        << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64" << 3
-        << QStringList { "kettle-3.0-1.x86_64" } << QStringList() << QString() << QStringList() << QString();
-    QTest::newRow("remove")
-        << QStringList { "lime:Remove" } << true << "r:lime-1.0-1.noarch" << 1 << QStringList()
-        << QStringList { "lime-1.0-1.noarch" }
-        << "Transaction to be performed:\n\tRemove: lime 1.0-1 (noarch)\nTotal download size: %1\n"
-        << QStringList() << QString();
-    QTest::newRow("remove of an out-of-date entry")
-        << QStringList { "kettle:Remove" } << true << "r:kettle-1.0-1.x86_64 r:kettle-2.0-1.x86_64" << 2
-        << QStringList() << QStringList { "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64" } << QString()
-        << QStringList() << QString();
-    QTest::newRow("obsoleting install")
-        << QStringList { "cherry-ng:Install" } << true << "i:cherry-ng-2.0-1.noarch" << 1
-        << QStringList { "cherry-ng-2.0-1.noarch" } << QStringList { "cherry-1.0-1.noarch" }
-        << "Transaction to be performed:\n"
-           "\tInstall: cherry-ng 2.0-1 (noarch) [orvo-updates]\n"
-           "Other Transactions:\n"
-           "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n"
-           "Total download size: %1\n"
-        << QStringList { "cherry-ng" } << QString();
-    QTest::newRow("scriptlet output")
-        << QStringList { "salt:Install" } << true << "i:salt-1.0-1.noarch" << 1
-        << QStringList { "salt-1.0-1.noarch" } << QStringList() << QString() << QStringList()
-        << "salt: the shaker is filled";
-    QTest::newRow("nothing marked") << QStringList() << false << "" << 0 << QStringList() << QStringList()
-                                    << QString() << QStringList() << QString();
-}
-
-void TestTransactions::applied()
-{
-    QFETCH(QStringList, marks);
-    QFETCH(bool, result);
-    QFETCH(QString, handed);
-    QFETCH(int, packages);
-    QFETCH(QStringList, added);
-    QFETCH(QStringList, removed);
-    QFETCH(QString, listing);
-    QFETCH(QStringList, sized);
-    QFETCH(QString, output);
-
-    mark(marks);
-    qint64 size = 0;
-    for (const QString& name : sized)
-        size += entry(name)->size;
-    QCOMPARE(engine_->apply(), result);
-    QCOMPARE(this->handed(), handed);
-    QCOMPARE(int(engine_->packageCount()), packages);
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-
-    QStringList expected = before_;
-    for (const QString& name : removed)
-        expected.removeAll(name);
-    expected += added;
-    expected.sort();
-    QCOMPARE(rpmInstalled(), expected);
-
-    const auto confirmations = presenter_.of("confirm");
-    QCOMPARE(confirmations.size(), result ? 1 : 0);
-    if (result) {
-        QCOMPARE(confirmations[0].caption, QString("Apply"));
-        QCOMPARE(confirmations[0].buttons, QStringList({ "OK", "Cancel" }));
-        if (!listing.isEmpty())
-            QCOMPARE(confirmations[0].text, listing.arg(YumIO::bytesFormat((unsigned long long)size)));
-        QVERIFY(logged(Log::Heading).contains("Applying: OK"));
-    }
-    if (!output.isEmpty())
-        QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
-    checkMonotonic();
-}
-
-void TestTransactions::refusedConfirmation()
-{
-    mark({ "melon:Install", "lime:Remove" });
-    presenter_.confirmAnswer = 0;
-    QVERIFY(!engine_->apply());
-    QCOMPARE(presenter_.of("confirm").size(), 1);
-    QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
-    QVERIFY(!logged(Log::Heading).contains("Applying: OK"));
-    QCOMPARE(rpmInstalled(), before_);
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-}
-
-void TestTransactions::unlistedQuestion_data()
-{
-    QTest::addColumn<int>("answer");
-    QTest::addColumn<QString>("heading");
-    QTest::newRow("yes") << 1 << "Confirmation: Yes";
-    QTest::newRow("no") << 0 << "Confirmation: No";
-}
-
-void TestTransactions::unlistedQuestion()
-{
-    QFETCH(int, answer);
-    QFETCH(QString, heading);
-
-    // yum asks about something that is no transaction (a key to import): what it said
-    // since the last listing is the question.
-    presenter_.confirmAnswer = answer;
-    YumIO::PyGILStateWrapper lock(true);
-    PyRef line = PyRef::steal(Py_BuildValue("(ls)", 2L, "Importing GPG key 0x0B86274E"));
-    PyRef logged = PyRef::steal(engine_->log(nullptr, line.get()));
-    PyRef result = PyRef::steal(engine_->userconfirm(nullptr, nullptr));
-    QVERIFY(result && PyLong_Check(result.get()));
-    QCOMPARE(int(PyLong_AsLong(result.get())), answer);
-    const auto asked = presenter_.of("confirm");
-    QCOMPARE(asked.size(), 1);
-    QCOMPARE(asked[0].caption, QString("Query"));
-    QCOMPARE(asked[0].buttons, QStringList({ "Yes", "No" }));
-    QVERIFY(asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
-    QCOMPARE(this->logged(Log::Heading).value(1), heading);
-    QVERIFY(engine_->transactionText().isEmpty());
-}
-
-void TestTransactions::groupExpansion_data()
-{
-    QTest::addColumn<QStringList>("marks");
-    QTest::addColumn<QStringList>("notes");
-    QTest::addColumn<QString>("handed");
-
-    // fig is optional: distribution groups do not even list it for an update.
-    QTest::newRow("update leaves the optional member")
-        << QStringList { "@Orchard:Update" }
-        << QStringList { "For group Orchard, marking package pear for Update",
-                         "For group Orchard, marking package quince for Update" }
-        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
-    QTest::newRow("install marks the members to install")
-        << QStringList { "@Kitchen:Install" }
-        << QStringList { "For group Kitchen, marking package melon for Install",
-                         "For group Kitchen, marking package lemon for Install" }
-        << "i:lemon-1.0-1.noarch i:melon-1.0-1.x86_64";
-    QTest::newRow("member marked before")
-        << QStringList { "pear:Update", "@Orchard:Install" }
-        << QStringList { "For group Orchard, package pear already was marked for Update",
-                         "For group Orchard, marking package quince for Update" }
-        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
-    QTest::newRow("remove marks a removed member again")
-        << QStringList { "tomato:Remove", "@Garden:Remove" }
-        << QStringList { "For group Garden, marking package tomato for Remove",
-                         "For group Garden, marking package lime for Remove" }
-        << "r:lime-1.0-1.noarch r:tomato-1.0-1.noarch";
-}
-
-void TestTransactions::groupExpansion()
-{
-    QFETCH(QStringList, marks);
-    QFETCH(QStringList, notes);
-    QFETCH(QString, handed);
-
-    mark(marks);
-    presenter_.confirmAnswer = 0;
-    QVERIFY(!engine_->apply());
-    QStringList logged = this->logged(Log::Info, 4);
-    logged.sort();
-    notes.sort();
-    QCOMPARE(logged, notes);
-    QCOMPARE(this->handed(), handed);
-    QCOMPARE(presenter_.of("critical", "Apply").size(), 0);
-    QCOMPARE(entry("fig")->workAction, Package::None);
-}
-
-void TestTransactions::groupConflicts_data()
-{
-    QTest::addColumn<QString>("pear");
-    QTest::addColumn<QString>("orchard");
-    QTest::addColumn<QString>("pie");
-    QTest::addColumn<QList<int>>("answers");
-    QTest::addColumn<QString>("handed");
-
-    QTest::newRow("cancelled") << QString() << "Update" << "Remove" << QList<int> { 2 } << "(nothing)";
-    QTest::newRow("earlier conflict") << "Remove" << "Update" << "Install" << QList<int> { 1, 2 } << "(nothing)";
-    QTest::newRow("group's action taken")
-        << QString() << "Update" << "Remove" << QList<int> { 0 }
-        << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
-}
-
-void TestTransactions::groupConflicts()
-{
-    QFETCH(QString, pear);
-    QFETCH(QString, orchard);
-    QFETCH(QString, pie);
-    QFETCH(QList<int>, answers);
-    QFETCH(QString, handed);
-
-    mark({ "@Orchard:" + orchard, "@Pie:" + pie });
-    if (!pear.isEmpty())
-        mark({ "pear:" + pear });
-    // Groups expand in the catalogue's order.
-    const auto& rows = engine_->catalogue();
-    const bool orchardFirst = rows.indexOf(entry("Orchard", true)) < rows.indexOf(entry("Pie", true));
-    const QString first = orchardFirst ? "Orchard" : "Pie";
-    const QString second = orchardFirst ? "Pie" : "Orchard";
-    const QString firstAction = orchardFirst ? orchard : pie;
-    const QString secondAction = orchardFirst ? pie : orchard;
-    // pear is out of date: a group would always update it.
-    QStringList expected;
-    if (pear.isEmpty()) {
-        expected << conflictText(false, second, secondAction, firstAction);
-    } else {
-        expected << conflictText(false, first, firstAction, pear) << conflictText(true, second, secondAction, pear);
     }
 
-    presenter_.questionAnswers = answers;
-    presenter_.confirmAnswer = 0;
-    QVERIFY(!engine_->apply());
-    const auto conflicts = presenter_.of("critical", "Apply");
-    QStringList texts;
-    for (const auto& c : conflicts) {
-        texts << c.text;
-        QCOMPARE(c.buttons.value(0), QString("Update"));
-        QCOMPARE(c.buttons.value(2), QString("Cancel"));
-        QCOMPARE(c.defaultButton, 2);
-        QCOMPARE(c.escapeButton, 2);
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(root_.isValid());
+        const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
+        QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
+        QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
+        qputenv("ORVOROOT", root_.path().toLocal8Bit());
+        std::signal(SIGINT, SIG_DFL);
+        YumIODialogsPresenter::install(&presenter_);
+        Progress::Object::setMinionMaker(&recordingMaker);
+        engine_ = new YumIO;
+        engine_->setup(nullptr, nullptr, nullptr);
+        QVERIFY(engine_->initialize());
+        {
+            YumIO::PyGILStateWrapper lock(true);
+            engine_->py(recordApply);
+        }
+        QVERIFY(engine_->collect({}));
+        QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+        before_ = rpmInstalled();
+        QVERIFY(before_.contains("pear-1.0-1.x86_64"));
+        presenter_.dialogs.clear();
+        barEvents.clear();
     }
-    QCOMPARE(texts, expected);
-    QCOMPARE(this->handed(), handed);
-    // A cancelled conflict hands nothing to yum, so nothing is confirmed.
-    QCOMPARE(presenter_.of("confirm").size(), answers.last() == 2 ? 0 : 1);
-    if (answers.first() != 2) {
-        const QString kept = answers.first() == 0 ? "Update" : pear.isEmpty() ? firstAction : pear;
-        QVERIFY(logged(Log::Info, 4).contains("Manually resolving conflict: marking package pear for " + kept));
+
+    void cleanupTestCase()
+    {
+        if (engine_)
+            engine_->clearEntriesBeforeQuit();
+        delete engine_;
+        Progress::Object::setMinionMaker(nullptr);
+        YumIODialogsPresenter::install(nullptr);
     }
-    QCOMPARE(rpmInstalled(), before_);
-}
 
-void TestTransactions::solverLines_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("uncached");
-    QTest::addColumn<int>("acts");
-    QTest::addColumn<int>("downloads");
-    QTest::addColumn<QString>("error");
-
-    QTest::newRow("marking an install") << "Marking melon-libs-1.0-1.x86_64 as install" << "" << 1 << 0 << "";
-    QTest::newRow("marking an update")
-        << "Marking pear-1.1-1.x86_64 as update for pear-1.0-1.x86_64" << "" << 2 << 0 << "";
-    QTest::newRow("updating") << "Updating kettle-3.0-1.x86_64 to resolve dep." << "" << 2 << 0 << "";
-    QTest::newRow("obsoleting")
-        << "Obsoleting quince-1.1-1.noarch with cherry-ng-2.0-1.noarch" << "" << 2 << 0 << "";
-    QTest::newRow("header not cached") << "Marking grape-1.0-1.x86_64 as install" << "grape" << 1 << 1 << "";
-    QTest::newRow("obsoleting without with")
-        << "Obsoleting cherry-1.0-1.noarch" << "" << 0 << 0
-        << "Internal error: unexpected TSINFO: Obsoleting cherry-1.0-1.noarch";
-    QTest::newRow("erase") << "lime-1.0-1.noarch marked as erase" << "" << 0 << 0 << "";
-    QTest::newRow("installed package")
-        << "Marking lime-1.0-1.noarch as install" << "" << 0 << 0
-        << "Internal error: TSINFO mentions intent to install or upgrade package that already seems up-to-date: lime";
-    QTest::newRow("unknown package") << "Marking nosuch-1.0-1.x86_64 as install" << "" << 0 << 0
-                                     << "Internal error: TSINFO mentions unknown package: nosuch-1.0-1.x86_64";
-    QTest::newRow("bare name") << "Marking melon as install" << "" << 1 << 0
-                               << "Internal error: TSINFO mentions package melon which does not appear to be a "
-                                  "valid envra; interpreting as package name";
-}
-
-void TestTransactions::solverLines()
-{
-    QFETCH(QString, line);
-    QFETCH(QString, uncached);
-    QFETCH(int, acts);
-    QFETCH(int, downloads);
-    QFETCH(QString, error);
-
-    YumIO::PyGILStateWrapper lock(true);
-    if (!uncached.isEmpty())
-        engine_->py(qPrintable(QString("_orvoHdr = _AvailablePackage.localHdr\n"
-                                       "_AvailablePackage.localHdr = lambda self: "
-                                       "'/nonexistent/header' if self.name == '%1' else _orvoHdr(self)\n")
-                                   .arg(uncached)));
-    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-    const quint32 actsBefore = engine_->dsActs();
-    const quint32 downloadsBefore = engine_->dsDownloads();
-    engine_->dsTsInfo(line);
-    QCOMPARE(int(engine_->dsActs() - actsBefore), acts);
-    QCOMPARE(int(engine_->dsDownloads() - downloadsBefore), downloads);
-    QCOMPARE(errorDialogs(), error.isEmpty() ? QStringList() : QStringList { error });
-}
-
-void TestTransactions::installStart_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("arch");
-    QTest::addColumn<int>("workAction");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("install") << "melon" << "x86_64" << int(Package::Install) << "Installing melon";
-    QTest::newRow("update") << "pear" << "x86_64" << int(Package::Update) << "Updating pear";
-    QTest::newRow("noarch update of x86_64") << "quince" << "noarch" << int(Package::Update) << "Updating quince";
-    QTest::newRow("unknown") << "nosuch" << "x86_64" << int(Package::Install) << "";
-}
-
-void TestTransactions::installStart()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, arch);
-    QFETCH(int, workAction);
-    QFETCH(QString, text);
-
-    Package::Entry* target = entry(name);
-    if (target)
-        target->workAction = Package::Action(workAction);
-    YumIO::PyGILStateWrapper lock(true);
-    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-    PyRef args = PyRef::steal(Py_BuildValue("(lLL({s:s,s:s})O)", 3L, 40LL, 100LL, "name", qPrintable(name), "arch",
-                                            qPrintable(arch), Py_None));
-    PyRef result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
-    QCOMPARE(result.get(), Py_None);
-    if (text.isEmpty()) {
-        QCOMPARE(errorDialogs(),
-                 QStringList { "Internal error: Unable to find package for install/update of nosuch.x86_64" });
-        QCOMPARE(engine_->applyActsReached(), qint64(0));
-        return;
+    void init()
+    {
+        if (casesRan)
+            QSKIP("each case needs a fresh system: run it in a process of its own");
+        casesRan = true;
     }
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-    QCOMPARE(logged(Log::Info, 1), QStringList { text });
-    // Both bits of what = 3: the step starts, then the item moves.
-    QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
-    QVERIFY(target->started);
-    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(10240, 3 * target->size));
-}
 
-void TestTransactions::removalsInTurn()
-{
-    // kettle's row is its update; the two installed versions hang in its chain.
-    Package::Entry* kettle = entry("kettle");
-    QVERIFY(kettle && kettle->state == Package::AvailableForUpdate && kettle->next && kettle->next->next);
-    Package::Entry* first = kettle->next;
-    Package::Entry* second = first->next;
-    kettle->workAction = Package::Remove;
+    void applied_data()
+    {
+        QTest::addColumn<QStringList>("marks");
+        QTest::addColumn<QString>("handed"); // empty: nothing to apply
+        QTest::addColumn<int>("packages");
+        QTest::addColumn<QStringList>("added");
+        QTest::addColumn<QStringList>("removed");
+        // The confirmation text, %1 the download size of the packages added; empty: not compared.
+        QTest::addColumn<QString>("listing");
+        QTest::addColumn<QString>("output");
 
-    YumIO::PyGILStateWrapper lock(true);
-    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-    auto remove = [&] {
-        PyRef args = PyRef::steal(Py_BuildValue("(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
-        PyRef result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
-        QCOMPARE(result.get(), Py_None);
-    };
-    remove();
-    QCOMPARE(QList<bool>({ kettle->started, first->started, second->started }), QList<bool>({ false, true, false }));
-    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(first->size, 10240));
-    remove();
-    QCOMPARE(QList<bool>({ kettle->started, first->started, second->started }), QList<bool>({ false, true, true }));
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-    remove();
-    QVERIFY(kettle->started);
-    QCOMPARE(errorDialogs(), QStringList { "Internal error: YumIO::tsCallback UNINST of kettle too many times" });
-}
-
-void TestTransactions::callbackWarnings_data()
-{
-    QTest::addColumn<long>("what");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<long>("event");
-    QTest::addColumn<QStringList>("warnings");
-
-    QTest::newRow("removal of an unknown package")
-        << 256L << "nosuch" << 0L << QStringList { "Internal error: YumIO::tsCallback UNINST of nosuch not expected" };
-    QTest::newRow("removal not marked")
-        << 256L << "tomato" << 0L << QStringList { "Internal error: YumIO::tsCallback UNINST of tomato not expected" };
-    QTest::newRow("bits not understood")
-        << 1024L << "tomato" << 0L << QStringList { "Internal error: YumIO::tsCallback what=1024 not understood; ignoring" };
-    QTest::newRow("file opened") << 4L << "tomato" << 0L << QStringList();
-    QTest::newRow("event not understood")
-        << 0L << "tomato" << 99L << QStringList { "Internal error: YumIO::tsEvent action=99 not understood; ignoring" };
-    QTest::newRow("erase event of an unknown package")
-        << 0L << "nosuch" << 40L
-        << QStringList { "Internal error: YumIO::tsCallback REMOVE/COMPLETE of nosuch not expected" };
-}
-
-void TestTransactions::callbackWarnings()
-{
-    QFETCH(long, what);
-    QFETCH(QString, key);
-    QFETCH(long, event);
-    QFETCH(QStringList, warnings);
-
-    YumIO::PyGILStateWrapper lock(true);
-    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-    PyRef result;
-    if (event) {
-        PyRef args = PyRef::steal(Py_BuildValue("(slLLll)", qPrintable(key), event, 0LL, 10LL, 1L, 1L));
-        result = PyRef::steal(engine_->tsEvent(nullptr, args.get()));
-    } else {
-        PyRef args = PyRef::steal(Py_BuildValue("(lLLsO)", what, 0LL, 10LL, qPrintable(key), Py_None));
-        result = PyRef::steal(engine_->tsCallback(nullptr, args.get()));
+        const QString todo = "Transaction to be performed:\n";
+        const QString resolve = "Performing the following to resolve dependencies:\n";
+        const QString size = "Total download size: %1\n";
+        QTest::newRow("install with dependency")
+            << QStringList { "melon:Install" } << "i:melon-1.0-1.x86_64" << 1
+            << QStringList { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" } << QStringList()
+            << todo + "\tInstall: melon 1.0-1 (x86_64) [orvo-base]\n" + resolve
+                   + "\tInstall: melon-libs 1.0-1 (x86_64) [orvo-base]\n" + size
+            << QString();
+        QTest::newRow("update with dependency")
+            << QStringList { "pear:Update" } << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64" << 2
+            << QStringList { "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" } << QStringList { "pear-1.0-1.x86_64" }
+            << todo + "\tUpdate: pear 1.1-1 (x86_64) [orvo-updates]\n" + resolve
+                   + "\tInstall: pear-data 1.1-1 (noarch) [orvo-updates]\n" + size
+            << QString();
+        QTest::newRow("update of two installed versions")
+            << QStringList { "kettle:Update" }
+            << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64" << 3
+            << QStringList { "kettle-3.0-1.x86_64" } << QStringList() << QString() << QString();
+        QTest::newRow("remove") << QStringList { "lime:Remove" } << "r:lime-1.0-1.noarch" << 1 << QStringList()
+                                << QStringList { "lime-1.0-1.noarch" } << todo + "\tRemove: lime 1.0-1 (noarch)\n" + size
+                                << QString();
+        QTest::newRow("remove of an out-of-date entry")
+            << QStringList { "kettle:Remove" } << "r:kettle-1.0-1.x86_64 r:kettle-2.0-1.x86_64" << 2 << QStringList()
+            << QStringList { "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64" } << QString() << QString();
+        QTest::newRow("obsoleting install")
+            << QStringList { "cherry-ng:Install" } << "i:cherry-ng-2.0-1.noarch" << 1
+            << QStringList { "cherry-ng-2.0-1.noarch" } << QStringList { "cherry-1.0-1.noarch" }
+            << todo + "\tInstall: cherry-ng 2.0-1 (noarch) [orvo-updates]\nOther Transactions:\n"
+                      "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n" + size
+            << QString();
+        QTest::newRow("scriptlet output") << QStringList { "salt:Install" } << "i:salt-1.0-1.noarch" << 1
+                                          << QStringList { "salt-1.0-1.noarch" } << QStringList() << QString()
+                                          << "salt: the shaker is filled";
+        QTest::newRow("nothing marked") << QStringList() << "" << 0 << QStringList() << QStringList() << QString()
+                                        << QString();
     }
-    QCOMPARE(result.get(), Py_None);
-    QCOMPARE(errorDialogs(), warnings);
-    QCOMPARE(presenter_.of("warning").size(), warnings.size());
-}
 
-void TestTransactions::eventsOfOneIndex()
-{
-    Package::Entry* melon = entry("melon");
-    Package::Entry* libs = entry("melon-libs");
-    melon->workAction = libs->workAction = Package::Install;
+    void applied()
+    {
+        QFETCH(QStringList, marks);
+        QFETCH(QString, handed);
+        QFETCH(int, packages);
+        QFETCH(QStringList, added);
+        QFETCH(QStringList, removed);
+        QFETCH(QString, listing);
+        QFETCH(QString, output);
 
-    YumIO::PyGILStateWrapper lock(true);
-    Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-    auto event = [&](Package::Entry* e, long long done, long index) {
-        PyRef args = PyRef::steal(Py_BuildValue("(OlLLll)", e->yumObject.get(), 20L, done, 100LL, index, 2L));
-        PyRef result = PyRef::steal(engine_->tsEvent(nullptr, args.get()));
-        QCOMPARE(result.get(), Py_None);
-        QCOMPARE(engine_->progressSlot()->itemValue(), Steps(done));
-    };
-    event(melon, 0, 1);
-    event(melon, 50, 1);
-    event(melon, 100, 1);
-    QCOMPARE(logged(Log::Info, 1), QStringList { "Installing melon" });
-    QCOMPARE(engine_->applyActsReached(), std::max<qint64>(10240, 3 * melon->size));
-    event(libs, 30, 2);
-    QCOMPARE(logged(Log::Info, 1), QStringList({ "Installing melon", "Installing melon-libs" }));
-    QCOMPARE(engine_->applyActsReached(),
-             std::max<qint64>(10240, 3 * melon->size) + std::max<qint64>(10240, 3 * libs->size));
-    QVERIFY(melon->started && libs->started);
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-}
+        mark(marks);
+        qint64 size = 0;
+        for (const QString& nevra : added) {
+            QString e, n, v, r, a;
+            QVERIFY(YumIO::parseEnvra(nevra, e, n, v, r, a) && entry(n));
+            size += entry(n)->size;
+        }
+        const bool result = !handed.isEmpty();
+        QCOMPARE(engine_->apply(), result);
+        QCOMPARE(this->handed(), handed);
+        QCOMPARE(int(engine_->packageCount()), packages);
+        QCOMPARE(errorDialogs(), QStringList());
+        QStringList expected = before_;
+        for (const QString& name : removed)
+            expected.removeAll(name);
+        expected += added;
+        expected.sort();
+        QCOMPARE(rpmInstalled(), expected);
 
-void TestTransactions::failingTransaction_data()
-{
-    QTest::addColumn<QStringList>("marks");
-    QTest::addColumn<QString>("output");
-    QTest::addColumn<QString>("failure");
+        const auto confirmations = presenter_.of("confirm");
+        QCOMPARE(confirmations.size(), result ? 1 : 0);
+        if (result) {
+            QCOMPARE(confirmations[0].caption, QString("Apply"));
+            QCOMPARE(confirmations[0].buttons, QStringList({ "OK", "Cancel" }));
+            if (!listing.isEmpty())
+                QCOMPARE(confirmations[0].text, listing.arg(YumIO::bytesFormat((unsigned long long)size)));
+            QVERIFY(logged(Log::Heading).contains("Applying: OK"));
+        }
+        if (!output.isEmpty())
+            QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
+        checkMonotonic();
+    }
 
-    QTest::newRow("failing scriptlet") << QStringList { "bramble:Install" } << "bramble: thorns in the way"
-                                       << "Transaction failed: bramble-1.0-1.noarch";
-    QTest::newRow("file conflict") << QStringList { "salt:Install", "pepper:Install" } << QString()
-                                   << "file /usr/share/condiments/shaker conflicts between attempted installs";
-}
+    void refusedConfirmation()
+    {
+        mark({ "melon:Install", "lime:Remove" });
+        presenter_.confirmAnswer = 0;
+        QVERIFY(!engine_->apply());
+        QCOMPARE(presenter_.of("confirm").size(), 1);
+        QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
+        QVERIFY(!logged(Log::Heading).contains("Applying: OK"));
+        QCOMPARE(rpmInstalled(), before_);
+        QCOMPARE(errorDialogs(), QStringList());
+    }
 
-void TestTransactions::failingTransaction()
-{
-    QFETCH(QStringList, marks);
-    QFETCH(QString, output);
-    QFETCH(QString, failure);
+    // yum asks about something that is no transaction (a key to import): what it said since
+    // the last listing is the question.
+    void unlistedQuestion_data()
+    {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<QString>("heading");
+        QTest::newRow("yes") << 1 << "Confirmation: Yes";
+        QTest::newRow("no") << 0 << "Confirmation: No";
+    }
 
-    mark(marks);
-    QVERIFY(!engine_->apply());
-    const auto errors = presenter_.of("scrollable", "Orvo Yum Error");
-    QCOMPARE(errors.size(), 1);
-    QVERIFY2(errors[0].text.contains(failure) && errors[0].text.endsWith("Unable to apply changes"),
-             qPrintable(errors[0].text));
-    QVERIFY(logged(Log::Error).contains("Unable to apply changes"));
-    if (!output.isEmpty())
-        QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
-    QCOMPARE(rpmInstalled(), before_);
-    checkMonotonic();
+    void unlistedQuestion()
+    {
+        QFETCH(int, answer);
+        QFETCH(QString, heading);
 
-    // The program goes on: the catalogue is collected again and is what rpm says.
-    presenter_.dialogs.clear();
-    QVERIFY(engine_->clear());
-    QVERIFY(engine_->collect({}));
-    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
-    QStringList installed;
-    for (const Package::Entry* row : engine_->catalogue())
-        for (const Package::Entry* e = row; e && row->kind != Package::Group; e = e->next)
-            if (e->state == Package::Installed)
-                installed << e->name + "-" + e->verRel + "." + e->arch;
-    installed.sort();
-    QCOMPARE(installed, before_);
-}
+        presenter_.confirmAnswer = answer;
+        YumIO::PyGILStateWrapper lock(true);
+        PyRef line = PyRef::steal(Py_BuildValue("(ls)", 2L, "Importing GPG key 0x0B86274E"));
+        PyRef logged = PyRef::steal(engine_->log(nullptr, line.get()));
+        PyRef result = PyRef::steal(engine_->userconfirm(nullptr, nullptr));
+        QVERIFY(result && PyLong_Check(result.get()));
+        QCOMPARE(int(PyLong_AsLong(result.get())), answer);
+        const auto asked = presenter_.of("confirm");
+        QCOMPARE(asked.size(), 1);
+        QCOMPARE(asked[0].caption, QString("Query"));
+        QCOMPARE(asked[0].buttons, QStringList({ "Yes", "No" }));
+        QVERIFY(asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
+        QCOMPARE(this->logged(Log::Heading).value(1), heading);
+        QVERIFY(engine_->transactionText().isEmpty());
+    }
+
+    void groupExpansion_data()
+    {
+        QTest::addColumn<QStringList>("marks");
+        QTest::addColumn<QStringList>("notes");
+        QTest::addColumn<QString>("handed");
+
+        const QString pearAndQuince = "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
+        // fig is optional: distribution groups do not even list it for an update.
+        QTest::newRow("update leaves the optional member")
+            << QStringList { "@Orchard:Update" }
+            << QStringList { "For group Orchard, marking package pear for Update",
+                             "For group Orchard, marking package quince for Update" }
+            << pearAndQuince;
+        QTest::newRow("install marks the members to install")
+            << QStringList { "@Kitchen:Install" }
+            << QStringList { "For group Kitchen, marking package melon for Install",
+                             "For group Kitchen, marking package lemon for Install" }
+            << "i:lemon-1.0-1.noarch i:melon-1.0-1.x86_64";
+        QTest::newRow("member marked before")
+            << QStringList { "pear:Update", "@Orchard:Install" }
+            << QStringList { "For group Orchard, package pear already was marked for Update",
+                             "For group Orchard, marking package quince for Update" }
+            << pearAndQuince;
+        QTest::newRow("remove marks a removed member again")
+            << QStringList { "tomato:Remove", "@Garden:Remove" }
+            << QStringList { "For group Garden, marking package tomato for Remove",
+                             "For group Garden, marking package lime for Remove" }
+            << "r:lime-1.0-1.noarch r:tomato-1.0-1.noarch";
+    }
+
+    void groupExpansion()
+    {
+        QFETCH(QStringList, marks);
+        QFETCH(QStringList, notes);
+        QFETCH(QString, handed);
+
+        mark(marks);
+        presenter_.confirmAnswer = 0;
+        QVERIFY(!engine_->apply());
+        QStringList logged = this->logged(Log::Info, 4);
+        logged.sort();
+        notes.sort();
+        QCOMPARE(logged, notes);
+        QCOMPARE(this->handed(), handed);
+        QCOMPARE(presenter_.of("critical", "Apply").size(), 0);
+        QCOMPARE(entry("fig")->workAction, Package::None);
+    }
+
+    void groupConflicts_data()
+    {
+        QTest::addColumn<QString>("pear");
+        QTest::addColumn<QString>("orchard");
+        QTest::addColumn<QString>("pie");
+        QTest::addColumn<QList<int>>("answers");
+        QTest::addColumn<QString>("handed");
+
+        QTest::newRow("cancelled") << QString() << "Update" << "Remove" << QList<int> { 2 } << "(nothing)";
+        QTest::newRow("earlier conflict") << "Remove" << "Update" << "Install" << QList<int> { 1, 2 } << "(nothing)";
+        QTest::newRow("group's action taken")
+            << QString() << "Update" << "Remove" << QList<int> { 0 }
+            << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
+    }
+
+    void groupConflicts()
+    {
+        QFETCH(QString, pear);
+        QFETCH(QString, orchard);
+        QFETCH(QString, pie);
+        QFETCH(QList<int>, answers);
+        QFETCH(QString, handed);
+
+        mark({ "@Orchard:" + orchard, "@Pie:" + pie });
+        if (!pear.isEmpty())
+            mark({ "pear:" + pear });
+        // Groups expand in the catalogue's order.
+        QStringList groups { "Orchard", "Pie" };
+        QStringList actions { orchard, pie };
+        const auto& rows = engine_->catalogue();
+        if (rows.indexOf(entry("Pie", true)) < rows.indexOf(entry("Orchard", true))) {
+            groups.swapItemsAt(0, 1);
+            actions.swapItemsAt(0, 1);
+        }
+        // pear is out of date: a group would always update it.
+        const QStringList expected = pear.isEmpty()
+            ? QStringList { conflictText(false, groups[1], actions[1], actions[0]) }
+            : QStringList { conflictText(false, groups[0], actions[0], pear),
+                            conflictText(true, groups[1], actions[1], pear) };
+
+        presenter_.questionAnswers = answers;
+        presenter_.confirmAnswer = 0;
+        QVERIFY(!engine_->apply());
+        QStringList texts;
+        for (const auto& c : presenter_.of("critical", "Apply")) {
+            texts << c.text;
+            QCOMPARE(c.buttons.value(0) + "|" + c.buttons.value(2), QString("Update|Cancel"));
+            QCOMPARE(c.defaultButton, 2);
+            QCOMPARE(c.escapeButton, 2);
+        }
+        QCOMPARE(texts, expected);
+        QCOMPARE(this->handed(), handed);
+        // A cancelled conflict hands nothing to yum, so nothing is confirmed.
+        QCOMPARE(presenter_.of("confirm").size(), answers.last() == 2 ? 0 : 1);
+        if (answers.first() != 2) {
+            const QString kept = answers.first() == 0 ? "Update" : pear.isEmpty() ? actions[0] : pear;
+            QVERIFY(logged(Log::Info, 4).contains("Manually resolving conflict: marking package pear for " + kept));
+        }
+        QCOMPARE(rpmInstalled(), before_);
+    }
+
+    void solverLines_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("uncached");
+        QTest::addColumn<int>("acts");
+        QTest::addColumn<int>("downloads");
+        QTest::addColumn<QString>("error");
+
+        const QString tsinfo = "Internal error: TSINFO mentions ";
+        QTest::newRow("marking an install") << "Marking melon-libs-1.0-1.x86_64 as install" << "" << 1 << 0 << "";
+        QTest::newRow("marking an update")
+            << "Marking pear-1.1-1.x86_64 as update for pear-1.0-1.x86_64" << "" << 2 << 0 << "";
+        QTest::newRow("updating") << "Updating kettle-3.0-1.x86_64 to resolve dep." << "" << 2 << 0 << "";
+        QTest::newRow("obsoleting") << "Obsoleting quince-1.1-1.noarch with cherry-ng-2.0-1.noarch" << "" << 2 << 0 << "";
+        QTest::newRow("header not cached") << "Marking grape-1.0-1.x86_64 as install" << "grape" << 1 << 1 << "";
+        QTest::newRow("obsoleting without with")
+            << "Obsoleting cherry-1.0-1.noarch" << "" << 0 << 0
+            << "Internal error: unexpected TSINFO: Obsoleting cherry-1.0-1.noarch";
+        QTest::newRow("erase") << "lime-1.0-1.noarch marked as erase" << "" << 0 << 0 << "";
+        QTest::newRow("installed package")
+            << "Marking lime-1.0-1.noarch as install" << "" << 0 << 0
+            << tsinfo + "intent to install or upgrade package that already seems up-to-date: lime";
+        QTest::newRow("unknown package") << "Marking nosuch-1.0-1.x86_64 as install" << "" << 0 << 0
+                                         << tsinfo + "unknown package: nosuch-1.0-1.x86_64";
+        QTest::newRow("bare name")
+            << "Marking melon as install" << "" << 1 << 0
+            << tsinfo + "package melon which does not appear to be a valid envra; interpreting as package name";
+    }
+
+    void solverLines()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, uncached);
+        QFETCH(int, acts);
+        QFETCH(int, downloads);
+        QFETCH(QString, error);
+
+        YumIO::PyGILStateWrapper lock(true);
+        if (!uncached.isEmpty())
+            engine_->py(qPrintable(QString("_orvoHdr = _AvailablePackage.localHdr\n"
+                                           "_AvailablePackage.localHdr = lambda self: "
+                                           "'/nonexistent/header' if self.name == '%1' else _orvoHdr(self)\n")
+                                       .arg(uncached)));
+        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        const quint32 actsBefore = engine_->dsActs();
+        const quint32 downloadsBefore = engine_->dsDownloads();
+        engine_->dsTsInfo(line);
+        QCOMPARE(int(engine_->dsActs() - actsBefore), acts);
+        QCOMPARE(int(engine_->dsDownloads() - downloadsBefore), downloads);
+        QCOMPARE(errorDialogs(), error.isEmpty() ? QStringList() : QStringList { error });
+    }
+
+    void installStart_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("arch");
+        QTest::addColumn<int>("workAction");
+        QTest::addColumn<QString>("text"); // empty: an unknown package
+
+        QTest::newRow("install") << "melon" << "x86_64" << int(Package::Install) << "Installing melon";
+        QTest::newRow("update") << "pear" << "x86_64" << int(Package::Update) << "Updating pear";
+        QTest::newRow("noarch update of x86_64") << "quince" << "noarch" << int(Package::Update) << "Updating quince";
+        QTest::newRow("unknown") << "nosuch" << "x86_64" << int(Package::Install) << "";
+    }
+
+    void installStart()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, arch);
+        QFETCH(int, workAction);
+        QFETCH(QString, text);
+
+        Package::Entry* target = entry(name);
+        if (target)
+            target->workAction = Package::Action(workAction);
+        YumIO::PyGILStateWrapper lock(true);
+        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        QVERIFY(call(&YumIO::tsCallback, "(lLL({s:s,s:s})O)", 3L, 40LL, 100LL, "name", qPrintable(name), "arch",
+                     qPrintable(arch), Py_None));
+        if (text.isEmpty()) {
+            QCOMPARE(errorDialogs(),
+                     QStringList { "Internal error: Unable to find package for install/update of nosuch.x86_64" });
+            QCOMPARE(engine_->applyActsReached(), qint64(0));
+            return;
+        }
+        QCOMPARE(errorDialogs(), QStringList());
+        QCOMPARE(logged(Log::Info, 1), QStringList { text });
+        // Both bits of what = 3: the step starts, then the item moves.
+        QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
+        QVERIFY(target->started);
+        QCOMPARE(engine_->applyActsReached(), installActs(target));
+    }
+
+    void removalsInTurn()
+    {
+        // kettle's row is its update; the two installed versions hang in its chain.
+        Package::Entry* kettle = entry("kettle");
+        QVERIFY(kettle && kettle->state == Package::AvailableForUpdate && kettle->next && kettle->next->next);
+        Package::Entry* first = kettle->next;
+        Package::Entry* second = first->next;
+        kettle->workAction = Package::Remove;
+
+        YumIO::PyGILStateWrapper lock(true);
+        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        const auto started = [&] { return QList<bool>({ kettle->started, first->started, second->started }); };
+        QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
+        QCOMPARE(started(), QList<bool>({ false, true, false }));
+        QCOMPARE(engine_->applyActsReached(), std::max<qint64>(first->size, 10240));
+        QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
+        QCOMPARE(started(), QList<bool>({ false, true, true }));
+        QCOMPARE(errorDialogs(), QStringList());
+        QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
+        QVERIFY(kettle->started);
+        QCOMPARE(errorDialogs(), QStringList { "Internal error: YumIO::tsCallback UNINST of kettle too many times" });
+    }
+
+    void callbackWarnings_data()
+    {
+        QTest::addColumn<long>("what");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<long>("event"); // 0: a callback, not an event
+        QTest::addColumn<QString>("warning");
+
+        const QString callback = "Internal error: YumIO::tsCallback ";
+        QTest::newRow("removal of an unknown package") << 256L << "nosuch" << 0L << callback + "UNINST of nosuch not expected";
+        QTest::newRow("removal not marked") << 256L << "tomato" << 0L << callback + "UNINST of tomato not expected";
+        QTest::newRow("bits not understood") << 1024L << "tomato" << 0L << callback + "what=1024 not understood; ignoring";
+        QTest::newRow("file opened") << 4L << "tomato" << 0L << QString();
+        QTest::newRow("event not understood")
+            << 0L << "tomato" << 99L << "Internal error: YumIO::tsEvent action=99 not understood; ignoring";
+        QTest::newRow("erase event of an unknown package")
+            << 0L << "nosuch" << 40L << callback + "REMOVE/COMPLETE of nosuch not expected";
+    }
+
+    void callbackWarnings()
+    {
+        QFETCH(long, what);
+        QFETCH(QString, key);
+        QFETCH(long, event);
+        QFETCH(QString, warning);
+
+        YumIO::PyGILStateWrapper lock(true);
+        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        QVERIFY(event ? call(&YumIO::tsEvent, "(slLLll)", qPrintable(key), event, 0LL, 10LL, 1L, 1L)
+                      : call(&YumIO::tsCallback, "(lLLsO)", what, 0LL, 10LL, qPrintable(key), Py_None));
+        const QStringList warnings = warning.isEmpty() ? QStringList() : QStringList { warning };
+        QCOMPARE(errorDialogs(), warnings);
+        QCOMPARE(presenter_.of("warning").size(), warnings.size());
+    }
+
+    void eventsOfOneIndex()
+    {
+        Package::Entry* melon = entry("melon");
+        Package::Entry* libs = entry("melon-libs");
+        melon->workAction = libs->workAction = Package::Install;
+
+        YumIO::PyGILStateWrapper lock(true);
+        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        auto event = [&](Package::Entry* e, long long done, long index) {
+            QVERIFY(call(&YumIO::tsEvent, "(OlLLll)", e->yumObject.get(), 20L, done, 100LL, index, 2L));
+            QCOMPARE(engine_->progressSlot()->itemValue(), Steps(done));
+        };
+        event(melon, 0, 1);
+        event(melon, 50, 1);
+        event(melon, 100, 1);
+        QCOMPARE(logged(Log::Info, 1), QStringList { "Installing melon" });
+        QCOMPARE(engine_->applyActsReached(), installActs(melon));
+        event(libs, 30, 2);
+        QCOMPARE(logged(Log::Info, 1), QStringList({ "Installing melon", "Installing melon-libs" }));
+        QCOMPARE(engine_->applyActsReached(), installActs(melon) + installActs(libs));
+        QVERIFY(melon->started && libs->started);
+        QCOMPARE(errorDialogs(), QStringList());
+    }
+
+    void failingTransaction_data()
+    {
+        QTest::addColumn<QStringList>("marks");
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<QString>("failure");
+
+        QTest::newRow("failing scriptlet") << QStringList { "bramble:Install" } << "bramble: thorns in the way"
+                                           << "Transaction failed: bramble-1.0-1.noarch";
+        QTest::newRow("file conflict") << QStringList { "salt:Install", "pepper:Install" } << QString()
+                                       << "file /usr/share/condiments/shaker conflicts between attempted installs";
+    }
+
+    void failingTransaction()
+    {
+        QFETCH(QStringList, marks);
+        QFETCH(QString, output);
+        QFETCH(QString, failure);
+
+        mark(marks);
+        QVERIFY(!engine_->apply());
+        const auto errors = presenter_.of("scrollable", "Orvo Yum Error");
+        QCOMPARE(errors.size(), 1);
+        QVERIFY2(errors[0].text.contains(failure) && errors[0].text.endsWith("Unable to apply changes"),
+                 qPrintable(errors[0].text));
+        QVERIFY(logged(Log::Error).contains("Unable to apply changes"));
+        if (!output.isEmpty())
+            QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
+        QCOMPARE(rpmInstalled(), before_);
+        checkMonotonic();
+
+        // The program goes on: the catalogue is collected again and is what rpm says.
+        presenter_.dialogs.clear();
+        QVERIFY(engine_->clear());
+        QVERIFY(engine_->collect({}));
+        QCOMPARE(errorDialogs(), QStringList());
+        QStringList installed;
+        for (const Package::Entry* row : engine_->catalogue())
+            for (const Package::Entry* e = row; e && row->kind != Package::Group; e = e->next)
+                if (e->state == Package::Installed)
+                    installed << e->name + "-" + e->verRel + "." + e->arch;
+        installed.sort();
+        QCOMPARE(installed, before_);
+    }
+};
 
 int main(int argc, char** argv)
 {

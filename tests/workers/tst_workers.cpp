@@ -2,6 +2,7 @@
 #include <Python.h>
 
 #include "RecordingPresenter.h"
+#include "StandInShare.h"
 
 #include "log/LogEntryList.h"
 #include "progress/HProgressBar.h"
@@ -35,8 +36,8 @@
 
 namespace {
 
-// A stand-in for the companion script and the yum package: just what initialisation
-// looks up, plus one function for the worker to call.
+// A stand-in companion script: just what initialisation and collection look up, plus one
+// function for the worker to call.
 const char* const kScript = R"(import os, signal, sys, threading
 sys.path.insert(0, os.path.join(os.environ['ORVOSHARE'], 'python'))
 import yum
@@ -47,42 +48,24 @@ interruptAt = None
 ticks = 0
 
 class _Repo:
-    def __init__(self, enabled):
-        self.enabled = enabled
-
+    enabled = 1
 class _Repos:
-    def __init__(self):
-        self.repos = {'base': _Repo(1)}
-
+    repos = {'base': _Repo()}
 class _Conf:
     yumvar = {'basearch': 'x86_64'}
-
 class _Package:
-    def __init__(self, name):
-        self.name = name
-        self.arch = 'noarch'
-        self.size = 1024
-    def printVer(self):
-        return '1.0-1'
-    def returnSimple(self, tag):
-        return {'repoid': 'base', 'summary': 'A ' + self.name, 'buildtime': 0}[tag]
-
+    def __init__(self, name): self.name, self.arch, self.size = name, 'noarch', 1024
+    def printVer(self): return '1.0-1'
+    def returnSimple(self, tag): return {'repoid': 'base', 'summary': 'A ' + self.name, 'buildtime': 0}[tag]
 class _All:
     installed = [_Package('installed')]
     available = [_Package('available')]
-
 class YumIO:
-    def __init__(self):
-        self.repos = _Repos()
-        self.conf = _Conf()
-    def lock(self):
-        pass
-    def enableRepo(self, rid):
-        pass
-    def setupRepos(self):
-        pass
-    def setupTs(self):
-        pass
+    def __init__(self): self.repos, self.conf = _Repos(), _Conf()
+    def lock(self): pass
+    def enableRepo(self, rid): pass
+    def setupRepos(self): pass
+    def setupTs(self): pass
     def collectUpdates(self):
         global ticks
         ticks = 0
@@ -92,59 +75,24 @@ class YumIO:
                 signal.pthread_kill(threading.get_ident(), signal.SIGINT)
             yumIOC.log(5, 'tick')
         return []
-    def collectAll(self):
-        return _All()
-    def setupTsGroup(self):
-        pass
-    def collectGroupInfo(self):
-        return []
-    def collectDone(self):
-        pass
-    def getBiArch(self, arch):
-        return arch
-    def isBetterThan(self, a, b):
-        return False
-    def collectFileLists(self):
-        pass
-    def collectOtherData(self):
-        pass
-    def makelists(self):
-        return ([], [], [], [], [], [], [], [])
+    def collectAll(self): return _All()
+    def setupTsGroup(self): pass
+    def collectGroupInfo(self): return []
+    def collectDone(self): pass
+    def getBiArch(self, arch): return arch
+    def isBetterThan(self, a, b): return False
+    def collectFileLists(self): pass
+    def collectOtherData(self): pass
+    def makelists(self): return ([], [], [], [], [], [], [], [])
     def apply(self, installs, updates, removes):
-        import yumIOC
         yumIOC.listTransaction(None)
         yumIOC.userconfirm()
-    def applyFailCleanup(self):
-        pass
-    def flush(self):
-        pass
+    def applyFailCleanup(self): pass
+    def flush(self): pass
 
-def usesSqlite():
-    return True
-
-def workerProbe(value):
-    return value + 1
+def usesSqlite(): return True
+def workerProbe(value): return value + 1
 )";
-
-const char* const kYumInit = "__version__ = \"3.4.3\"\nfrom . import Errors\n";
-
-const char* const kYumErrors = R"(class YumBaseError(Exception):
-    pass
-class RepoError(YumBaseError):
-    pass
-class LockError(YumBaseError):
-    pass
-class GroupsError(YumBaseError):
-    pass
-class NoMoreMirrorsRepoError(RepoError):
-    pass
-)";
-
-bool writeFile(const QString& path, const char* text)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == qint64(qstrlen(text));
-}
 
 QStringList shown(const RecordingPresenter& presenter)
 {
@@ -176,6 +124,12 @@ bool signalBlocked(int signal)
     return sigismember(&mask, signal) == 1;
 }
 
+bool sigintDefault()
+{
+    struct sigaction action;
+    return sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_DFL;
+}
+
 // Runs fn on the graphical thread while the calling worker waits.
 void onGuiThread(const std::function<void()>& fn)
 {
@@ -188,480 +142,418 @@ class TestWorkers : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
-    void immediateBodyEndsLoop();
-    void starters();
-    void dialogs_data();
-    void dialogs();
-    void whileWaiting();
-    void lineSplit_data();
-    void lineSplit();
-    void captureChildOutput();
-    void captureSetupFailure();
-    void noLeaks();
-    void interruptStopsScript();
-    void widgetPresenter_data();
-    void widgetPresenter();
-    void widgetPresenterDialogs();
-
-private:
-    bool runBody(const std::function<bool()>& body);
-    bool runProtocolBody(const std::function<bool()>& body);
-    QList<Log::Entry> entriesSince(int mark);
-
     QTemporaryDir share_;
     HProgressBar total_;
     HProgressBar item_;
     YumIO* engine_ = nullptr;
     RecordingPresenter presenter_;
-};
 
-// Like the engine's own workers, body ends the graphical thread's waiting loop when it returns.
-bool TestWorkers::runBody(const std::function<bool()>& body)
-{
-    QEventLoop loop;
-    bool result = false;
-    std::unique_ptr<QThread> thread(QThread::create([&] {
-        result = body();
-        loop.exit(0);
-    }));
-    engine_->execWorkThread(loop, *thread);
-    return result;
-}
-
-// Runs body on a worker as the engine's bodies run: after the start handshake, with
-// progress and dialogs of its own, holding the interpreter lock.
-bool TestWorkers::runProtocolBody(const std::function<bool()>& body)
-{
-    return runBody([this, &body] {
-        engine_->blocker().block();
-        Progress::User progress(engine_->progressSlot(), engine_->totalBar(), engine_->itemBar());
-        YumIODialogsUser dialogs(engine_->dialogsSlot(), engine_->dialogParent());
-        Python::PyGILStateWrapper lock(true);
-        return body();
-    });
-}
-
-// Entries from mark on; a mark of -1 gives the last entry.
-QList<Log::Entry> TestWorkers::entriesSince(int mark)
-{
-    Log::EntryList& list = engine_->logList();
-    list.lock();
-    const QList<Log::Entry> entries = list.mid(mark < 0 ? list.size() - 1 : mark);
-    list.unlock();
-    return entries;
-}
-
-void TestWorkers::initTestCase()
-{
-    QVERIFY(share_.isValid());
-    QVERIFY(QDir(share_.path()).mkpath("python/yum"));
-    QVERIFY(writeFile(share_.filePath("python/YumIO.py"), kScript));
-    QVERIFY(writeFile(share_.filePath("python/yum/__init__.py"), kYumInit));
-    QVERIFY(writeFile(share_.filePath("python/yum/Errors.py"), kYumErrors));
-    qputenv("ORVOSHARE", QFile::encodeName(share_.path()));
-    // The interpreter keeps whatever SIGINT handler it finds; QtTest's is no use to it.
-    std::signal(SIGINT, SIG_DFL);
-    Progress::Minion::install();
-    presenter_.echo = countDialog;
-    YumIODialogsPresenter::install(&presenter_);
-    // One engine for the whole run: the interpreter starts only once per process.
-    engine_ = new YumIO;
-    engine_->setup(nullptr, &total_, &item_);
-    QVERIFY(engine_->initialize());
-}
-
-void TestWorkers::cleanupTestCase()
-{
-    delete engine_;
-    YumIODialogsPresenter::install(nullptr);
-}
-
-void TestWorkers::init()
-{
-    presenter_.dialogs.clear();
-    offGuiThread = withInterpreterLock = 0;
-}
-
-void TestWorkers::cleanup()
-{
-    ModalAnswer::clear();
-    // Outside a running event loop deferred deletions wait for an explicit turn.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-void TestWorkers::immediateBodyEndsLoop()
-{
-    // Repeated, so that a worker finishing before the loop runs would show as a hang.
-    for (int i = 0; i < 50; ++i)
-        QVERIFY(runBody([this] { return engine_->blocker().block(), true; }));
-}
-
-void TestWorkers::starters()
-{
-    YumIODialogs* permanent = engine_->dialogsSlot();
-    QVERIFY(engine_->collect(QHash<QString, bool> { { "base", true } }));
-    QCOMPARE(engine_->count(), 2);
-    engine_->clearEntries();
-    QVERIFY(engine_->collectFileLists());
-    QVERIFY(engine_->collectOtherData());
-    QVERIFY(engine_->apply());
-    QCOMPARE(engine_->dialogsSlot(), permanent);
-    QCOMPARE(engine_->progressSlot(), nullptr);
-    QCOMPARE(engine_->capturersSlot(), nullptr);
-    QVERIFY(PyGILState_Check());
-}
-
-void TestWorkers::dialogs_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<bool>("fromWorker");
-    for (bool worker : { false, true }) {
-        for (const char* kind : { "confirm", "warning", "critical", "scrollable" })
-            QTest::addRow("%s %s", kind, worker ? "worker" : "gui") << kind << worker;
-    }
-}
-
-void TestWorkers::dialogs()
-{
-    QFETCH(QString, kind);
-    QFETCH(bool, fromWorker);
-
-    // The presenter answers a confirmation with 1, the others with their default button.
-    auto ask = [&kind](YumIODialogs& dialogs) {
-        if (kind == "confirm")
-            return dialogs.confirm("Caption", "Text", "OK", "Cancel");
-        if (kind == "warning")
-            return dialogs.warning("Caption", "Text", "A", "B", "C", 2);
-        if (kind == "critical")
-            return dialogs.critical("Caption", "Text", "A", "B", "C", 1);
-        dialogs.scrollable("Caption", "Text");
-        return 0;
-    };
-    int answer = -1;
-    int waits = -1;
-    if (fromWorker) {
-        YumIODialogs* permanent = engine_->dialogsSlot();
-        bool ownProxy = false;
-        QVERIFY(runProtocolBody([&] {
-            YumIODialogs* proxy = engine_->dialogsSlot();
-            ownProxy = proxy != permanent && proxy->thread() == QThread::currentThread();
-            answer = ask(*proxy);
-            waits = proxy->waits();
-            return true;
+    // Like the engine's own workers, body ends the graphical thread's waiting loop when it returns.
+    bool runBody(const std::function<bool()>& body)
+    {
+        QEventLoop loop;
+        bool result = false;
+        std::unique_ptr<QThread> thread(QThread::create([&] {
+            result = body();
+            loop.exit(0);
         }));
-        QVERIFY(ownProxy);
-        QCOMPARE(engine_->dialogsSlot(), permanent);
-        QCOMPARE(withInterpreterLock, 0);
-    } else {
-        YumIODialogs dialogs(nullptr);
-        answer = ask(dialogs);
-        waits = dialogs.waits();
+        engine_->execWorkThread(loop, *thread);
+        return result;
     }
-    // Only a worker's question needs the private loop.
-    QCOMPARE(waits, fromWorker ? 1 : 0);
-    QCOMPARE(answer, kind == "warning" ? 2 : kind == "scrollable" ? 0 : 1);
-    QCOMPARE(shown(presenter_), QStringList { kind + "|Caption|Text" });
-    QCOMPARE(offGuiThread, 0);
-}
 
-// While the graphical thread waits: the worker holds the interpreter lock and takes child
-// exits, and its progress and log reach the graphical thread.
-void TestWorkers::whileWaiting()
-{
-    QSemaphore logged;
-    QString lastText;
-    QObject receiver;
-    connect(&engine_->logList(), &Log::EntryList::appended, &receiver, [&] {
-        const QList<Log::Entry> last = entriesSince(-1);
-        lastText = last.isEmpty() ? QString() : last[0].text;
-        if (QThread::currentThread() == qApp->thread())
-            logged.release();
-    });
-    long probe = 0;
-    bool workerHeld = false, workerChildBlocked = true, guiHeld = true, guiChildBlocked = false;
-    bool barSeen = false, logSeen = false;
-    QString barActivity;
-    QVERIFY(!signalBlocked(SIGCHLD));
-    QVERIFY(runProtocolBody([&] {
-        workerHeld = PyGILState_Check();
-        PyRef result = PyRef::steal(engine_->pyCall("workerProbe", "(i)", 41));
-        probe = result ? PyLong_AsLong(result.get()) : -1;
-        // Script code runs with Python's interrupt handler; the end of the wait removes it.
-        engine_->setEnablePythonSIGINTHandler(true);
-        workerChildBlocked = signalBlocked(SIGCHLD);
-        engine_->progressSlot()->startTotal("Reading", 10);
-        for (int i = 0; i < 500 && !barSeen; ++i, QThread::msleep(10))
-            onGuiThread([&] { barSeen = total_.isEnabled() && total_.maximum() == 10; });
-        onGuiThread([&] {
-            barActivity = total_.activity();
-            guiHeld = PyGILState_Check();
-            guiChildBlocked = signalBlocked(SIGCHLD);
+    // Runs body on a worker as the engine's bodies run: after the start handshake, with
+    // progress and dialogs of its own, holding the interpreter lock.
+    bool runProtocolBody(const std::function<bool()>& body)
+    {
+        return runBody([this, &body] {
+            engine_->blocker().block();
+            Progress::User progress(engine_->progressSlot(), engine_->totalBar(), engine_->itemBar());
+            YumIODialogsUser dialogs(engine_->dialogsSlot(), engine_->dialogParent());
+            Python::PyGILStateWrapper lock(true);
+            return body();
         });
-        engine_->log(Log::Info, 0, "from the worker");
-        logSeen = logged.tryAcquire(1, 5000);
-        return true;
-    }));
-    QVERIFY(workerHeld);
-    QCOMPARE(probe, 42L);
-    QVERIFY(!workerChildBlocked);
-    QVERIFY(!guiHeld);
-    QVERIFY(guiChildBlocked);
-    QVERIFY(barSeen);
-    QCOMPARE(barActivity, QString("Reading"));
-    QVERIFY(logSeen);
-    QCOMPARE(lastText, QString("from the worker"));
-    // Afterwards the reporter is gone, the bars are idle, the graphical thread holds the lock
-    // with its mask back, and interrupts get the default action.
-    QCOMPARE(engine_->progressSlot(), nullptr);
-    QVERIFY(!total_.isEnabled());
-    QVERIFY(PyGILState_Check());
-    QVERIFY(!signalBlocked(SIGCHLD));
-    struct sigaction action;
-    QCOMPARE(sigaction(SIGINT, nullptr, &action), 0);
-    QVERIFY(action.sa_handler == SIG_DFL);
-}
-
-void TestWorkers::lineSplit_data()
-{
-    QTest::addColumn<bool>("error");
-    QTest::addColumn<QStringList>("writes");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QString>("pending");
-
-    QTest::newRow("empty line kept, tail pending") << false << QStringList { "a\nb\n\nc" } << QStringList { "a", "b", "" }
-                                                   << "c";
-    QTest::newRow("standard error, line completed later") << true << QStringList { "e1\ne", "2\n" }
-                                                          << QStringList { "e1", "e2" } << "";
-}
-
-void TestWorkers::lineSplit()
-{
-    QFETCH(bool, error);
-    QFETCH(QStringList, writes);
-    QFETCH(QStringList, lines);
-    QFETCH(QString, pending);
-
-    const int mark = engine_->logList().size();
-    writes << "\n"; // ending the line gives the held-back tail an entry of its own
-    for (const QString& text : writes)
-        error ? engine_->writeStderr(text) : engine_->writeStdout(text);
-    QStringList texts;
-    for (const Log::Entry& entry : entriesSince(mark)) {
-        texts << entry.text;
-        QCOMPARE(entry.kind, error ? Log::Error : Log::Output);
-        QCOMPARE(entry.level, 0u);
     }
-    QCOMPARE(texts, lines << pending);
-}
 
-void TestWorkers::captureChildOutput()
-{
-    // The test's own stand-ins for the real streams.
-    QTemporaryDir dir;
-    QFile out(dir.filePath("out"));
-    QFile err(dir.filePath("err"));
-    QVERIFY(out.open(QIODevice::ReadWrite) && err.open(QIODevice::ReadWrite));
-    std::fflush(stdout);
-    std::fflush(stderr);
-    const int realOut = dup(1);
-    const int realErr = dup(2);
-    dup2(out.handle(), 1);
-    dup2(err.handle(), 2);
+    // Entries from mark on; a mark of -1 gives the last entry.
+    QList<Log::Entry> entriesSince(int mark)
+    {
+        Log::EntryList& list = engine_->logList();
+        list.lock();
+        const QList<Log::Entry> entries = list.mid(mark < 0 ? list.size() - 1 : mark);
+        list.unlock();
+        return entries;
+    }
 
-    const int mark = engine_->logList().size();
-    QStringList seenByWorker;
-    bool capturing = false;
-    bool slotCleared = false;
-    const bool ran = runProtocolBody([&] {
-        bool ok = true;
-        {
-            YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
-            capturing = engine_->capturersSlot()->capturing();
-            ok = std::system("echo out; echo err >&2") == 0;
-        }
-        slotCleared = engine_->capturersSlot() == nullptr;
-        // Drained before the worker goes on.
+    // The entries from mark on, each as its kind's number and its text.
+    QStringList entryTexts(int mark)
+    {
+        QStringList texts;
         for (const Log::Entry& entry : entriesSince(mark))
-            seenByWorker << QString::number(entry.kind) + " " + entry.text;
-        return ok && std::system("echo after; echo after-err >&2") == 0;
-    });
+            texts << QString::number(entry.kind) + " " + entry.text;
+        return texts;
+    }
 
-    dup2(realOut, 1);
-    dup2(realErr, 2);
-    close(realOut);
-    close(realErr);
-    QVERIFY(ran);
-    QVERIFY(capturing);
-    QVERIFY(slotCleared);
-    QCOMPARE(seenByWorker, (QStringList { "1 out", "3 err" }));
-    QCOMPARE(entriesSince(mark).size(), 2);
-    QVERIFY(out.seek(0) && err.seek(0));
-    QCOMPARE(out.readAll(), QByteArray("after\n"));
-    QCOMPARE(err.readAll(), QByteArray("after-err\n"));
-    QVERIFY(presenter_.dialogs.isEmpty());
-}
-
-void TestWorkers::captureSetupFailure()
-{
-    const QStringList before = openDescriptors();
-    const int mark = engine_->logList().size();
-    bool capturing = true;
-    bool limited = false;
-    QVERIFY(runProtocolBody([&] {
-        // Room for the two saved duplicates and nothing more, so that the pipes fail.
-        const QStringList open = openDescriptors();
-        rlim_t limit = 0;
-        for (int free = 0; free < 2; ++limit)
-            free += !open.contains(QString::number(limit));
-        rlimit saved, lowered;
-        getrlimit(RLIMIT_NOFILE, &saved);
-        lowered = { limit, saved.rlim_max };
-        limited = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
-        YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
-        setrlimit(RLIMIT_NOFILE, &saved);
-        capturing = engine_->capturersSlot()->capturing();
-        return true;
-    }));
-    QVERIFY(limited);
-    QVERIFY(!capturing);
-    const QString message = "Unable to open pipe to capture rpm transaction output";
-    QCOMPARE(shown(presenter_), QStringList { "critical|Orvo Yum Error|" + message });
-    const QList<Log::Entry> entries = entriesSince(mark);
-    QCOMPARE(entries.size(), 1);
-    QCOMPARE(QString::number(entries[0].kind) + " " + entries[0].text, QString::number(Log::Error) + " " + message);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCOMPARE(openDescriptors(), before);
-}
-
-void TestWorkers::noLeaks()
-{
-    const auto threadIds = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot); };
-    // Threads started since the baseline and still there; one that was ending when the
-    // baseline was taken may be gone, which is no leak.
-    const auto newThreads = [&threadIds](const QStringList& baseline) {
-        QStringList added = threadIds();
-        for (const QString& id : baseline)
-            added.removeAll(id);
-        return added;
-    };
-    const auto captureOnce = [this] {
+    bool captureOnce()
+    {
         return runProtocolBody([this] {
             YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
             return engine_->capturersSlot()->capturing() && std::system("echo out; echo err >&2") == 0;
         });
-    };
-    // One round first, for whatever is made once and kept.
-    QVERIFY(captureOnce());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    const QStringList fds = openDescriptors();
-    QVERIFY(fds.contains("0") && fds.contains("2"));
-    const QStringList threads = threadIds();
-    for (int i = 0; i < 5; ++i) {
-        QVERIFY(engine_->collect({}) && engine_->apply() && captureOnce());
-        engine_->clearEntries();
     }
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCOMPARE(openDescriptors(), fds);
-    QTRY_COMPARE(newThreads(threads), QStringList());
-}
 
-// Ctrl+C while a script loop runs on the worker stops the loop there and is reported as
-// the interrupted operation, not afterwards on the graphical thread.
-void TestWorkers::interruptStopsScript()
-{
-    engine_->py("interruptAt = 3");
-    const bool collected = engine_->collect({});
-    engine_->py("interruptAt = None");
-    QVERIFY(!collected);
-    PyRef ticks = PyRef::steal(engine_->pyr("ticks"));
-    QCOMPARE(ticks ? PyLong_AsLong(ticks.get()) : -1L, 3L);
-    QCOMPARE(presenter_.dialogs.size(), 1);
-    QVERIFY2(presenter_.dialogs[0].text.startsWith("Unable to collect updatable packages: KeyboardInterrupt\n\n"),
-             qPrintable(presenter_.dialogs[0].text));
-    struct sigaction action;
-    QCOMPARE(sigaction(SIGINT, nullptr, &action), 0);
-    QVERIFY(action.sa_handler == SIG_DFL);
-    // The next operation is not troubled by it.
-    presenter_.dialogs.clear();
-    QVERIFY(engine_->collect({}));
-    QVERIFY(presenter_.dialogs.isEmpty());
-}
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(share_.isValid());
+        StandInShare::Options yumOnly;
+        yumOnly.script = false;
+        QVERIFY(StandInShare::write(share_.path(), yumOnly));
+        QFile script(share_.filePath("python/YumIO.py"));
+        QVERIFY(script.open(QIODevice::WriteOnly) && script.write(kScript) == qint64(qstrlen(kScript)));
+        script.close();
+        qputenv("ORVOSHARE", QFile::encodeName(share_.path()));
+        // The interpreter keeps whatever SIGINT handler it finds; QtTest's is no use to it.
+        std::signal(SIGINT, SIG_DFL);
+        Progress::Minion::install();
+        presenter_.echo = countDialog;
+        YumIODialogsPresenter::install(&presenter_);
+        // One engine for the whole run: the interpreter starts only once per process.
+        engine_ = new YumIO;
+        engine_->setup(nullptr, &total_, &item_);
+        QVERIFY(engine_->initialize());
+    }
 
-void TestWorkers::widgetPresenter_data()
-{
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<int>("defaultButton");
-    QTest::addColumn<int>("escapeButton");
-    QTest::addColumn<QString>("press"); // a button's text, or "Escape"
-    QTest::addColumn<QString>("shown"); // the buttons, then the default and the escape button
-    QTest::addColumn<int>("result");
+    void cleanupTestCase()
+    {
+        delete engine_;
+        YumIODialogsPresenter::install(nullptr);
+    }
 
-    QTest::newRow("no texts: one OK") << QStringList { "", "", "" } << 0 << -1 << "OK" << "OK|OK|" << 0;
-    QTest::newRow("escape picks the escape button") << QStringList { "Retry", "Abort", "" } << 0 << 1 << "Escape"
-                                                    << "Abort,Retry|Retry|Abort" << 1;
-    QTest::newRow("numbers kept when a text is missing") << QStringList { "", "Ignore", "Stop" } << 2 << -1
-                                                         << "Ignore" << "Ignore,Stop|Stop|" << 1;
-    QTest::newRow("default and escape on missing buttons") << QStringList { "Only", "", "" } << 2 << 1 << "Only"
-                                                           << "Only||" << 0;
-}
+    void init()
+    {
+        presenter_.dialogs.clear();
+        offGuiThread = withInterpreterLock = 0;
+    }
 
-void TestWorkers::widgetPresenter()
-{
-    QFETCH(QStringList, texts);
-    QFETCH(int, defaultButton);
-    QFETCH(int, escapeButton);
-    QFETCH(QString, press);
-    QFETCH(QString, shown);
-    QFETCH(int, result);
+    void cleanup()
+    {
+        ModalAnswer::clear();
+        // Outside a running event loop deferred deletions wait for an explicit turn.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 
-    auto plain = [](const QAbstractButton* button) { return button ? button->text().remove('&') : QString(); };
-    for (QMessageBox::Icon icon : { QMessageBox::Warning, QMessageBox::Critical }) {
-        QString seen;
-        ModalAnswer::install([&](QDialog& dialog) {
-            auto* box = qobject_cast<QMessageBox*>(&dialog);
-            QStringList buttons;
-            for (QAbstractButton* button : box->buttons())
-                buttons << plain(button);
-            buttons.sort();
-            // Set explicitly, not the ones the box would guess.
-            seen = QString("%1 %2 %3|%4|%5").arg(box->windowTitle()).arg(box->icon()).arg(buttons.join(','),
-                                                 plain(box->defaultButton()), plain(box->escapeButton()));
-            if (press == "Escape")
-                QTest::keyClick(box, Qt::Key_Escape);
-            for (QAbstractButton* button : box->buttons()) {
-                if (plain(button) == press)
-                    button->click();
+    void immediateBodyEndsLoop()
+    {
+        // Repeated, so that a worker finishing before the loop runs would show as a hang.
+        for (int i = 0; i < 50; ++i)
+            QVERIFY(runBody([this] { return engine_->blocker().block(), true; }));
+    }
+
+    void starters()
+    {
+        YumIODialogs* permanent = engine_->dialogsSlot();
+        QVERIFY(engine_->collect(QHash<QString, bool> { { "base", true } }));
+        QCOMPARE(engine_->count(), 2);
+        engine_->clearEntries();
+        QVERIFY(engine_->collectFileLists());
+        QVERIFY(engine_->collectOtherData());
+        QVERIFY(engine_->apply());
+        QCOMPARE(engine_->dialogsSlot(), permanent);
+        QCOMPARE(engine_->progressSlot(), nullptr);
+        QCOMPARE(engine_->capturersSlot(), nullptr);
+        QVERIFY(PyGILState_Check());
+    }
+
+    void dialogs_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<bool>("fromWorker");
+        for (bool worker : { false, true }) {
+            for (const char* kind : { "confirm", "warning", "critical", "scrollable" })
+                QTest::addRow("%s %s", kind, worker ? "worker" : "gui") << kind << worker;
+        }
+    }
+
+    void dialogs()
+    {
+        QFETCH(QString, kind);
+        QFETCH(bool, fromWorker);
+
+        // The presenter answers a confirmation with 1, the others with their default button.
+        auto ask = [&kind](YumIODialogs& dialogs) {
+            if (kind == "confirm")
+                return dialogs.confirm("Caption", "Text", "OK", "Cancel");
+            if (kind == "warning")
+                return dialogs.warning("Caption", "Text", "A", "B", "C", 2);
+            if (kind == "critical")
+                return dialogs.critical("Caption", "Text", "A", "B", "C", 1);
+            dialogs.scrollable("Caption", "Text");
+            return 0;
+        };
+        int answer = -1;
+        int waits = -1;
+        if (fromWorker) {
+            YumIODialogs* permanent = engine_->dialogsSlot();
+            bool ownProxy = false;
+            QVERIFY(runProtocolBody([&] {
+                YumIODialogs* proxy = engine_->dialogsSlot();
+                ownProxy = proxy != permanent && proxy->thread() == QThread::currentThread();
+                answer = ask(*proxy);
+                waits = proxy->waits();
+                return true;
+            }));
+            QVERIFY(ownProxy);
+            QCOMPARE(engine_->dialogsSlot(), permanent);
+            QCOMPARE(withInterpreterLock, 0);
+        } else {
+            YumIODialogs dialogs(nullptr);
+            answer = ask(dialogs);
+            waits = dialogs.waits();
+        }
+        // Only a worker's question needs the private loop.
+        QCOMPARE(waits, fromWorker ? 1 : 0);
+        QCOMPARE(answer, kind == "warning" ? 2 : kind == "scrollable" ? 0 : 1);
+        QCOMPARE(shown(presenter_), QStringList { kind + "|Caption|Text" });
+        QCOMPARE(offGuiThread, 0);
+    }
+
+    // While the graphical thread waits: the worker holds the interpreter lock and takes child
+    // exits, and its progress and log reach the graphical thread.
+    void whileWaiting()
+    {
+        QSemaphore logged;
+        QString lastText;
+        QObject receiver;
+        connect(&engine_->logList(), &Log::EntryList::appended, &receiver, [&] {
+            const QList<Log::Entry> last = entriesSince(-1);
+            lastText = last.isEmpty() ? QString() : last[0].text;
+            if (QThread::currentThread() == qApp->thread())
+                logged.release();
+        });
+        QStringList seen;
+        bool barSeen = false;
+        QVERIFY(!signalBlocked(SIGCHLD));
+        QVERIFY(runProtocolBody([&] {
+            const int held = PyGILState_Check();
+            PyRef probe = PyRef::steal(engine_->pyCall("workerProbe", "(i)", 41));
+            // Script code runs with Python's interrupt handler; the end of the wait removes it.
+            engine_->setEnablePythonSIGINTHandler(true);
+            seen << QString("worker lock %1 probe %2 SIGCHLD blocked %3")
+                        .arg(held).arg(probe ? PyLong_AsLong(probe.get()) : -1).arg(int(signalBlocked(SIGCHLD)));
+            engine_->progressSlot()->startTotal("Reading", 10);
+            for (int i = 0; i < 500 && !barSeen; ++i, QThread::msleep(10))
+                onGuiThread([&] { barSeen = total_.isEnabled() && total_.maximum() == 10; });
+            onGuiThread([&] {
+                seen << QString("gui lock %1 SIGCHLD blocked %2 bar %3 %4")
+                            .arg(PyGILState_Check()).arg(int(signalBlocked(SIGCHLD))).arg(int(barSeen)).arg(total_.activity());
+            });
+            engine_->log(Log::Info, 0, "from the worker");
+            seen << QString("log %1 %2").arg(int(logged.tryAcquire(1, 5000))).arg(lastText);
+            return true;
+        }));
+        QCOMPARE(seen, (QStringList { "worker lock 1 probe 42 SIGCHLD blocked 0",
+                                      "gui lock 0 SIGCHLD blocked 1 bar 1 Reading", "log 1 from the worker" }));
+        // Afterwards the reporter is gone, the bars are idle, the graphical thread holds the lock
+        // with its mask back, and interrupts get the default action.
+        QCOMPARE(engine_->progressSlot(), nullptr);
+        QVERIFY(!total_.isEnabled());
+        QVERIFY(PyGILState_Check());
+        QVERIFY(!signalBlocked(SIGCHLD));
+        QVERIFY(sigintDefault());
+    }
+
+    void captureChildOutput()
+    {
+        // The test's own stand-ins for the real streams.
+        QTemporaryDir dir;
+        QFile out(dir.filePath("out"));
+        QFile err(dir.filePath("err"));
+        QVERIFY(out.open(QIODevice::ReadWrite) && err.open(QIODevice::ReadWrite));
+        std::fflush(stdout);
+        std::fflush(stderr);
+        const int realOut = dup(1);
+        const int realErr = dup(2);
+        dup2(out.handle(), 1);
+        dup2(err.handle(), 2);
+
+        const int mark = engine_->logList().size();
+        QStringList seenByWorker;
+        bool capturing = false;
+        bool slotCleared = false;
+        const bool ran = runProtocolBody([&] {
+            bool ok = true;
+            {
+                YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
+                capturing = engine_->capturersSlot()->capturing();
+                ok = std::system("echo out; echo err >&2") == 0;
             }
-            return -2;
+            slotCleared = engine_->capturersSlot() == nullptr;
+            seenByWorker = entryTexts(mark); // drained before the worker goes on
+            return ok && std::system("echo after; echo after-err >&2") == 0;
+        });
+
+        dup2(realOut, 1);
+        dup2(realErr, 2);
+        close(realOut);
+        close(realErr);
+        QVERIFY(ran);
+        QVERIFY(capturing);
+        QVERIFY(slotCleared);
+        QCOMPARE(seenByWorker, (QStringList { "1 out", "3 err" }));
+        QCOMPARE(entryTexts(mark), seenByWorker);
+        QVERIFY(out.seek(0) && err.seek(0));
+        QCOMPARE(out.readAll(), QByteArray("after\n"));
+        QCOMPARE(err.readAll(), QByteArray("after-err\n"));
+        QVERIFY(presenter_.dialogs.isEmpty());
+    }
+
+    void captureSetupFailure()
+    {
+        const QStringList before = openDescriptors();
+        const int mark = engine_->logList().size();
+        bool capturing = true;
+        bool limited = false;
+        QVERIFY(runProtocolBody([&] {
+            // Room for the two saved duplicates and nothing more, so that the pipes fail.
+            const QStringList open = openDescriptors();
+            rlim_t limit = 0;
+            for (int free = 0; free < 2; ++limit)
+                free += !open.contains(QString::number(limit));
+            rlimit saved, lowered;
+            getrlimit(RLIMIT_NOFILE, &saved);
+            lowered = { limit, saved.rlim_max };
+            limited = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
+            YumIOCapturersUser capture(engine_->capturersSlot(), engine_);
+            setrlimit(RLIMIT_NOFILE, &saved);
+            capturing = engine_->capturersSlot()->capturing();
+            return true;
+        }));
+        QVERIFY(limited);
+        QVERIFY(!capturing);
+        const QString message = "Unable to open pipe to capture rpm transaction output";
+        QCOMPARE(shown(presenter_), QStringList { "critical|Orvo Yum Error|" + message });
+        QCOMPARE(entryTexts(mark), QStringList { QString::number(Log::Error) + " " + message });
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(openDescriptors(), before);
+    }
+
+    void noLeaks()
+    {
+        const auto threadIds = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot); };
+        // Threads started since the baseline and still there; one that was ending when the
+        // baseline was taken may be gone, which is no leak.
+        const auto newThreads = [&threadIds](const QStringList& baseline) {
+            QStringList added = threadIds();
+            for (const QString& id : baseline)
+                added.removeAll(id);
+            return added;
+        };
+        // One round first, for whatever is made once and kept.
+        QVERIFY(captureOnce());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        const QStringList fds = openDescriptors();
+        QVERIFY(fds.contains("0") && fds.contains("2"));
+        const QStringList threads = threadIds();
+        for (int i = 0; i < 5; ++i) {
+            QVERIFY(engine_->collect({}) && engine_->apply() && captureOnce());
+            engine_->clearEntries();
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(openDescriptors(), fds);
+        QTRY_COMPARE(newThreads(threads), QStringList());
+    }
+
+    // Ctrl+C while a script loop runs on the worker stops the loop there and is reported as
+    // the interrupted operation, not afterwards on the graphical thread.
+    void interruptStopsScript()
+    {
+        engine_->py("interruptAt = 3");
+        const bool collected = engine_->collect({});
+        engine_->py("interruptAt = None");
+        QVERIFY(!collected);
+        PyRef ticks = PyRef::steal(engine_->pyr("ticks"));
+        QCOMPARE(ticks ? PyLong_AsLong(ticks.get()) : -1L, 3L);
+        QCOMPARE(presenter_.dialogs.size(), 1);
+        QVERIFY2(presenter_.dialogs[0].text.startsWith("Unable to collect updatable packages: KeyboardInterrupt\n\n"),
+                 qPrintable(presenter_.dialogs[0].text));
+        QVERIFY(sigintDefault());
+        // The next operation is not troubled by it.
+        presenter_.dialogs.clear();
+        QVERIFY(engine_->collect({}));
+        QVERIFY(presenter_.dialogs.isEmpty());
+    }
+
+    void widgetPresenter_data()
+    {
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<int>("defaultButton");
+        QTest::addColumn<int>("escapeButton");
+        QTest::addColumn<QString>("press"); // a button's text, or "Escape"
+        QTest::addColumn<QString>("shown"); // the buttons, then the default and the escape button
+        QTest::addColumn<int>("result");
+
+        QTest::newRow("no texts: one OK") << QStringList { "", "", "" } << 0 << -1 << "OK" << "OK|OK|" << 0;
+        QTest::newRow("escape picks the escape button")
+            << QStringList { "Retry", "Abort", "" } << 0 << 1 << "Escape" << "Abort,Retry|Retry|Abort" << 1;
+        QTest::newRow("numbers kept when a text is missing")
+            << QStringList { "", "Ignore", "Stop" } << 2 << -1 << "Ignore" << "Ignore,Stop|Stop|" << 1;
+        QTest::newRow("default and escape on missing buttons")
+            << QStringList { "Only", "", "" } << 2 << 1 << "Only" << "Only||" << 0;
+    }
+
+    void widgetPresenter()
+    {
+        QFETCH(QStringList, texts);
+        QFETCH(int, defaultButton);
+        QFETCH(int, escapeButton);
+        QFETCH(QString, press);
+        QFETCH(QString, shown);
+        QFETCH(int, result);
+
+        auto plain = [](const QAbstractButton* button) { return button ? button->text().remove('&') : QString(); };
+        for (QMessageBox::Icon icon : { QMessageBox::Warning, QMessageBox::Critical }) {
+            QString seen;
+            ModalAnswer::install([&](QDialog& dialog) {
+                auto* box = qobject_cast<QMessageBox*>(&dialog);
+                QStringList buttons;
+                for (QAbstractButton* button : box->buttons())
+                    buttons << plain(button);
+                buttons.sort();
+                // Set explicitly, not the ones the box would guess.
+                seen = QString("%1 %2 %3|%4|%5").arg(box->windowTitle()).arg(box->icon()).arg(buttons.join(','),
+                                                     plain(box->defaultButton()), plain(box->escapeButton()));
+                if (press == "Escape")
+                    QTest::keyClick(box, Qt::Key_Escape);
+                for (QAbstractButton* button : box->buttons()) {
+                    if (plain(button) == press)
+                        button->click();
+                }
+                return -2;
+            });
+            YumIODialogsWidgetPresenter presenter;
+            const int answer = icon == QMessageBox::Critical
+                ? presenter.critical(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton)
+                : presenter.warning(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton);
+            QCOMPARE(answer, result);
+            QCOMPARE(seen, QString("Title %1 %2").arg(icon).arg(shown));
+        }
+    }
+
+    void widgetPresenterDialogs()
+    {
+        // Titled with the caption, and answered with what the dialog returned.
+        QStringList titles;
+        ModalAnswer::install([&](QDialog& dialog) {
+            titles << dialog.windowTitle();
+            return titles.size() == 1 ? 1 : 0;
         });
         YumIODialogsWidgetPresenter presenter;
-        const int answer = icon == QMessageBox::Critical
-            ? presenter.critical(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton)
-            : presenter.warning(nullptr, "Title", "Text", texts[0], texts[1], texts[2], defaultButton, escapeButton);
-        QCOMPARE(answer, result);
-        QCOMPARE(seen, QString("Title %1 %2").arg(icon).arg(shown));
+        QCOMPARE(presenter.confirm(nullptr, "Confirm", "Go on?", "OK", "Cancel"), 1);
+        QCOMPARE(presenter.confirm(nullptr, "Confirm again", "Go on?", "OK", "Cancel"), 0);
+        presenter.scrollable(nullptr, "Details", "Long text");
+        QCOMPARE(titles, (QStringList { "Confirm", "Confirm again", "Details" }));
     }
-}
-
-void TestWorkers::widgetPresenterDialogs()
-{
-    // Titled with the caption, and answered with what the dialog returned.
-    QStringList titles;
-    ModalAnswer::install([&](QDialog& dialog) {
-        titles << dialog.windowTitle();
-        return titles.size() == 1 ? 1 : 0;
-    });
-    YumIODialogsWidgetPresenter presenter;
-    QCOMPARE(presenter.confirm(nullptr, "Confirm", "Go on?", "OK", "Cancel"), 1);
-    QCOMPARE(presenter.confirm(nullptr, "Confirm again", "Go on?", "OK", "Cancel"), 0);
-    presenter.scrollable(nullptr, "Details", "Long text");
-    QCOMPARE(titles, (QStringList { "Confirm", "Confirm again", "Details" }));
-}
+};
 
 QTEST_MAIN(TestWorkers)
 #include "tst_workers.moc"
