@@ -1,8 +1,9 @@
 // Times the package table on a made-up catalogue of 70,000 rows (or the count given as
-// the first argument): the real model, proxy and view, with the filter, state, duplicate
-// and sort changes a user makes.  Prints the median of several runs of each.
+// the first argument), or with --collect on the catalogue collected from $ORVOROOT: the
+// real model, proxy and view, with the filter, state, duplicate and sort changes a user
+// makes.  Prints the median of several runs of each.
 //
-//   orvo-table-bench [rows] [runs]
+//   orvo-table-bench [rows | --collect] [runs]
 
 #include "SyntheticCatalogue.h"
 
@@ -64,12 +65,21 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    const int rows = argc > 1 ? QByteArray(argv[1]).toInt() : 70000;
+    const bool collect = argc > 1 && QByteArray(argv[1]) == "--collect";
+    const int rows = argc > 1 && !collect ? QByteArray(argv[1]).toInt() : 70000;
     if (argc > 2)
         runs = qMax(1, QByteArray(argv[2]).toInt());
 
     YumIO yumIO;
-    SyntheticCatalogue::fill(yumIO, rows);
+    if (collect) {
+        yumIO.setup(nullptr, nullptr, nullptr);
+        if (!yumIO.initialize() || !yumIO.collect({})) {
+            std::fprintf(stderr, "orvo-table-bench: cannot collect the catalogue of $ORVOROOT\n");
+            return 1;
+        }
+    } else {
+        SyntheticCatalogue::fill(yumIO, rows);
+    }
     PackageTable::Model model(&yumIO, nullptr);
     PackageTable::SortFilterProxyModel proxy(PackageTable::All, true, false, &yumIO, nullptr);
     proxy.setSourceModel(&model);
@@ -78,8 +88,8 @@ int main(int argc, char** argv)
     view.show();
     proxy.setFilterRegExp(QStringLiteral(".*"));
     QCoreApplication::processEvents();
-    std::printf("catalogue: %d rows, state filter View All, groups excluded; %d runs each\n",
-                yumIO.count(), runs);
+    std::printf("catalogue: %d rows%s, state filter View All, groups excluded; %d runs each\n",
+                yumIO.count(), collect ? " collected from $ORVOROOT" : " made up", runs);
 
     auto expression = [&](const char* text) {
         return [&proxy, text] { proxy.setFilterRegExp(QString::fromLatin1(text)); };
@@ -121,5 +131,7 @@ int main(int argc, char** argv)
     runs = qMin(runs, 3);
     measure("resize columns to every row", view, proxy, [] {},
             [&] { view.resizeColumnsToContents(); });
+    if (collect)
+        yumIO.clearEntriesBeforeQuit();
     return 0;
 }
