@@ -249,10 +249,13 @@ void MainWindow::setReady(bool ready)
     cleanSqlite_->setEnabled(ready && yumIO_->hasSqliteCache());
     cleanAll_->setEnabled(ready);
     mainArea_->setEnabled(ready);
-    if (ready)
+    // One busy cursor however often the window is made not ready before it is ready
+    // again (options choose the search mode before the first collection).
+    if (ready && busy_)
         QApplication::restoreOverrideCursor();
-    else
+    else if (!ready && !busy_)
         QApplication::setOverrideCursor(QCursor(Qt::BusyCursor));
+    busy_ = !ready;
     QEventLoop loop;
     loop.processEvents(QEventLoop::ExcludeUserInputEvents);
 }

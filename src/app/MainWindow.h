@@ -138,6 +138,7 @@ private:
     YumIO* yumIO_;
     YumConfIO* yumConfIO_ = nullptr;
     bool initialized_ = false;
+    bool busy_ = false;
 
     HMenu* programMenu_ = nullptr;
     HMenu* repositoriesMenu_ = nullptr;
