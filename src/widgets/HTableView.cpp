@@ -50,7 +50,10 @@ QSize HTableView::sizeHint() const
     int height = frame;
     if (horizontalHeader()->isVisible())
         height += horizontalHeader()->height();
-    height += rowViewportPosition(0) + rowHeight(0) * minRows_ + frame;
+    // Before the first row exists, a row is as high as the header makes new ones.
+    const int rowHigh = model() && model()->rowCount() > 0 ? rowHeight(0)
+                                                           : verticalHeader()->defaultSectionSize();
+    height += qMax(0, rowViewportPosition(0)) + rowHigh * minRows_ + frame;
     return QSize(width, height);
 }
 
