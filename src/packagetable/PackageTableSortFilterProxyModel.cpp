@@ -67,7 +67,7 @@ void SortFilterProxyModel::setSourceModel(HAbstractTableModel* model)
                    &SortFilterProxyModel::clearCache);
     source_ = model;
     model_ = qobject_cast<Model*>(model);
-    filterTexts_.clear();
+    filterOffsets_.clear();
     HSortFilterProxyModel::setSourceModel(model);
     if (source_)
         connect(source_, &QAbstractItemModel::modelAboutToBeReset, this,
@@ -237,23 +237,57 @@ bool SortFilterProxyModel::filterModeAccepts(const Package::Entry& entry, int ro
             texts.append(source_->index(row, column).data(Qt::DisplayRole).toString());
         return matches(texts.join(QLatin1Char(' ')));
     }
-    // The joined texts change only with the catalogue: build each once per catalogue.
+    Q_UNUSED(entry);
+    // The joined texts change only with the catalogue: built once per catalogue, all in
+    // one buffer, so that every later filter reads them in order.
     if (filterTextsGeneration_ != model_->catalogueGeneration()
-        || filterTexts_.size() != size_t(model_->rowCount())) {
-        filterTexts_.assign(size_t(model_->rowCount()), QByteArray());
-        filterTextsGeneration_ = model_->catalogueGeneration();
+        || filterOffsets_.size() != size_t(model_->rowCount()) + 1)
+        buildFilterTexts();
+    const size_t begin = filterOffsets_[size_t(row)];
+    const size_t end = filterOffsets_[size_t(row) + 1];
+    // Each text ends with a null, which the length leaves out.
+    return matchesBytes(filterBytes_.data() + begin, qsizetype(end - begin - 1));
+}
+
+namespace {
+
+// Appends text in UTF-8, without a detour through a new byte array for the usual ASCII.
+void appendUtf8(std::vector<char>& bytes, const QString& text)
+{
+    const QChar* chars = text.constData();
+    const qsizetype size = text.size();
+    qsizetype i = 0;
+    while (i < size && chars[i].unicode() < 0x80)
+        ++i;
+    if (i == size) {
+        for (qsizetype j = 0; j < size; ++j)
+            bytes.push_back(char(chars[j].unicode()));
+        return;
     }
-    QByteArray& joined = filterTexts_[size_t(row)];
-    if (joined.isEmpty()) {
-        QString text;
+    const QByteArray utf8 = text.toUtf8();
+    bytes.insert(bytes.end(), utf8.constData(), utf8.constData() + utf8.size());
+}
+
+} // namespace
+
+void SortFilterProxyModel::buildFilterTexts() const
+{
+    const int rows = model_->rowCount();
+    filterBytes_.clear();
+    filterBytes_.reserve(size_t(rows) * 96);
+    filterOffsets_.assign(size_t(rows) + 1, 0);
+    for (int row = 0; row < rows; ++row) {
+        filterOffsets_[size_t(row)] = filterBytes_.size();
+        const Package::Entry& e = *model_->entry(row);
         for (int column = Model::NameColumn; column <= Model::BuildTimeColumn; ++column) {
             if (column != Model::NameColumn)
-                text += QLatin1Char(' ');
-            text += Model::displayText(entry, column);
+                filterBytes_.push_back(' ');
+            appendUtf8(filterBytes_, column == Model::NameColumn ? e.name : Model::displayText(e, column));
         }
-        joined = text.toUtf8();
+        filterBytes_.push_back('\0');
     }
-    return matchesBytes(joined.constData(), joined.size());
+    filterOffsets_[size_t(rows)] = filterBytes_.size();
+    filterTextsGeneration_ = model_->catalogueGeneration();
 }
 
 QStringList SortFilterProxyModel::searchField(const Package::Entry& entry, int field) const

@@ -65,6 +65,7 @@ protected:
 private:
     bool matchesBytes(const char* text, qsizetype length) const;
     bool filterModeAccepts(const Package::Entry& entry, int row) const;
+    void buildFilterTexts() const;
     bool searchModeAccepts(const Package::Entry& entry) const;
     // Sort keys of one column for every row, built once per catalogue: ranks of the
     // texts, or the numbers the variants would give.  Null when the rows cannot be read
@@ -91,7 +92,8 @@ private:
     bool literal_ = false;
     QByteArray literalText_;
     // Joined display texts of the listed columns per row, kept for one catalogue.
-    mutable std::vector<QByteArray> filterTexts_;
+    mutable std::vector<char> filterBytes_;
+    mutable std::vector<size_t> filterOffsets_;
     mutable quint64 filterTextsGeneration_ = 0;
     mutable std::vector<int> sortKeys_[9];
     mutable quint64 sortKeysGeneration_ = 0;
