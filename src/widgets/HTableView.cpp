@@ -3,6 +3,7 @@
 #include "widgets/ScreenLimit.h"
 
 #include <QAbstractItemModel>
+#include <QFontMetricsF>
 #include <QHash>
 #include <QHeaderView>
 #include <QIcon>
@@ -10,6 +11,9 @@
 #include <QItemSelectionModel>
 #include <QScrollBar>
 #include <QStyle>
+
+#include <algorithm>
+#include <vector>
 
 HTableView::HTableView(QStyleOptionViewItem::Position decorationPosition, int minRows,
                        int maxRows, QWidget* parent)
@@ -101,23 +105,30 @@ int HTableView::sizeHintForColumn(int column) const
     const int rows = source->rowCount();
     // Cells that show the same thing have the same size: on a table of tens of thousands
     // of rows, most of a column repeats, and laying a cell out costs far more than
-    // reading what it shows.
+    // reading what it shows.  Cells of plain text (nothing but a display text) are
+    // gathered and measured last, widest first.
     QHash<QString, int> known;
+    QHash<QString, int> plainRows;
     for (int row = 0; row < rows; ++row) {
         const QModelIndex index = source->index(row, column);
         const QAbstractItemDelegate* delegate = itemDelegateForIndex(index);
         QString key;
         if (qobject_cast<const QItemDelegate*>(delegate)) {
+            const QVariant display = index.data(Qt::DisplayRole);
             const QVariant decoration = index.data(Qt::DecorationRole);
+            const QVariant font = index.data(Qt::FontRole);
+            const QVariant check = index.data(Qt::CheckStateRole);
+            const QVariant size = index.data(Qt::SizeHintRole);
+            if (!decoration.isValid() && !font.isValid() && !check.isValid() && !size.isValid()) {
+                plainRows.insert(display.toString(), row);
+                continue;
+            }
             qint64 decorationKey = 0;
             if (decoration.canConvert<QIcon>())
                 decorationKey = decoration.value<QIcon>().cacheKey();
-            key = index.data(Qt::DisplayRole).toString() + QChar(0)
-                + QString::number(decoration.userType()) + QChar(0)
-                + QString::number(decorationKey) + QChar(0)
-                + index.data(Qt::FontRole).toString() + QChar(0)
-                + index.data(Qt::CheckStateRole).toString() + QChar(0)
-                + index.data(Qt::SizeHintRole).toString();
+            key = display.toString() + QChar(0) + QString::number(decoration.userType()) + QChar(0)
+                + QString::number(decorationKey) + QChar(0) + font.toString() + QChar(0)
+                + check.toString() + QChar(0) + size.toString();
             const auto found = known.constFind(key);
             if (found != known.constEnd()) {
                 hint = qMax(hint, *found);
@@ -129,7 +140,55 @@ int HTableView::sizeHintForColumn(int column) const
             known.insert(key, width);
         hint = qMax(hint, width);
     }
+    hint = qMax(hint, widestPlainText(column, option, plainRows));
     return showGrid() ? hint + 1 : hint;
+}
+
+int HTableView::widestPlainText(int column, const QStyleOptionViewItem& option,
+                                const QHash<QString, int>& plainRows) const
+{
+    if (plainRows.isEmpty())
+        return 0;
+    // A text is never wider than the sum of its characters' own advances plus a little
+    // kerning; laid out widest bound first, the texts whose bound cannot beat the widest
+    // cell measured need no layout.
+    const QFontMetricsF metrics(option.font);
+    qreal ascii[128];
+    for (int c = 0; c < 128; ++c)
+        ascii[c] = metrics.horizontalAdvance(QChar(c));
+    QHash<char16_t, qreal> other;
+    std::vector<std::pair<qreal, QHash<QString, int>::const_iterator>> bounds;
+    bounds.reserve(size_t(plainRows.size()));
+    for (auto it = plainRows.cbegin(); it != plainRows.cend(); ++it) {
+        qreal bound = 0;
+        for (const QChar c : it.key()) {
+            if (c.unicode() < 128) {
+                bound += ascii[c.unicode()];
+            } else {
+                auto found = other.find(c.unicode());
+                if (found == other.end())
+                    found = other.insert(c.unicode(), metrics.horizontalAdvance(c));
+                bound += *found;
+            }
+        }
+        bounds.emplace_back(bound, it);
+    }
+    std::sort(bounds.begin(), bounds.end(),
+              [](const auto& a, const auto& b) { return a.first > b.first; });
+    const qreal slack = 2 + metrics.height() / 4;
+    int widest = 0;
+    qreal margin = 0;
+    for (const auto& [bound, it] : bounds) {
+        if (widest > 0 && bound + margin + slack < widest)
+            break;
+        const QModelIndex index = model()->index(it.value(), column);
+        const int width = itemDelegateForIndex(index)->sizeHint(option, index).width();
+        // What the delegate adds around the text, taken from the first one laid out.
+        if (widest == 0)
+            margin = qMax<qreal>(0, width - metrics.horizontalAdvance(it.key())) + 1;
+        widest = qMax(widest, width);
+    }
+    return widest;
 }
 
 QModelIndexList HTableView::selectedRows() const

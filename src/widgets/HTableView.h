@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QModelIndexList>
 #include <QStyleOptionViewItem>
 #include <QTableView>
@@ -28,6 +29,11 @@ protected:
     void initViewItemOption(QStyleOptionViewItem* option) const override;
 
 private:
+    // The widest delegate size hint of cells that show only a text, given each distinct
+    // text with one of its rows.
+    int widestPlainText(int column, const QStyleOptionViewItem& option,
+                        const QHash<QString, int>& plainRows) const;
+
     QStyleOptionViewItem::Position decorationPosition_;
     mutable int minRows_;
     mutable int maxRows_;

@@ -9,6 +9,8 @@
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "packagetable/PackageTableView.h"
 #include "widgets/Colors.h"
+#include "widgets/HItemDelegate.h"
+#include "widgets/HTableView.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
@@ -106,6 +108,25 @@ public:
 
 private:
     Model* model_;
+};
+
+// Measures a column cell by cell, as the size hint of a column is defined.
+class MeasuringView final : public HTableView
+{
+public:
+    MeasuringView() : HTableView(QStyleOptionViewItem::Left, 10, 10, nullptr) {}
+    int everyCell(int column) const
+    {
+        QStyleOptionViewItem option;
+        initViewItemOption(&option);
+        option.features &= ~QStyleOptionViewItem::WrapText;
+        int widest = 0;
+        for (int row = 0; row < model()->rowCount(); ++row) {
+            const QModelIndex index = model()->index(row, column);
+            widest = qMax(widest, itemDelegateForIndex(index)->sizeHint(option, index).width());
+        }
+        return showGrid() ? widest + 1 : widest;
+    }
 };
 
 // Answers search-mode fields from a table, counting the fields asked for.
@@ -453,6 +474,22 @@ private Q_SLOTS:
         view.resizeColumnsToContents();
         QVERIFY(t.proxy.getFilter());
         QVERIFY(view.columnWidth(Model::NameColumn) > view.fontMetrics().horizontalAdvance(QString(100, 'w')));
+    }
+
+    void columnWidthsMeasureEveryCell()
+    {
+        // Widths are measured once per distinct cell and widest text first: the result
+        // must be the widest cell all the same.
+        YumIO yumIO;
+        SyntheticCatalogue::fill(yumIO, 2000);
+        yumIO.catalogue().at(7)->name = QStringLiteral("l\u00e9gume-\u00fc\u00f1\u00ee\u00e7\u00f8d\u00e9-WWWW");
+        yumIO.catalogue().at(9)->verRel = QStringLiteral("1.0-1.fc40.\u4e2d\u6587");
+        Model model(&yumIO, nullptr);
+        MeasuringView view;
+        view.setItemDelegate(new HItemDelegate(&view));
+        view.setModel(&model);
+        for (int column = 0; column < model.columnCount(); ++column)
+            QCOMPARE(view.sizeHintForColumn(column), view.everyCell(column));
     }
 
     // Last: it starts the interpreter of this process.
