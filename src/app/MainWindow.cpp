@@ -209,6 +209,10 @@ void MainWindow::createMainArea()
             &MainWindow::currentChanged);
     connect(view_, &PackageTable::View::stateChanged, this,
             qOverload<int>(&MainWindow::stateChanged));
+    // Every rebuild of the listing forgets the current row, without saying so.
+    connect(proxy_, &QAbstractItemModel::modelReset, this, [this] {
+        currentChanged(proxy_->mapToSource(view_->currentIndex()).row(), -1);
+    });
     connect(resizeButton, &QPushButton::clicked, this, &MainWindow::resize);
     connect(refreshButton, &QPushButton::clicked, this, &MainWindow::refresh);
     connect(describeButton_, &QPushButton::clicked, view_, &PackageTable::View::describe);
