@@ -91,25 +91,30 @@ private Q_SLOTS:
         QTest::addColumn<QString>("verRel");
         QTest::addColumn<QString>("repo");
         QTest::addColumn<QString>("chain");
+        QTest::addColumn<bool>("duplicate");
 
         // An update holds the slot, the installed versions hang in its chain.
-        QTest::newRow("pear update") << "pear" << "x86_64" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64";
+        QTest::newRow("pear update")
+            << "pear" << "x86_64" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64" << false;
         QTest::newRow("kettle two installed")
-            << "kettle" << "x86_64" << 0 << 2 << "3.0-1" << "orvo-updates" << "1.0-1.x86_64 2.0-1.x86_64";
+            << "kettle" << "x86_64" << 0 << 2 << "3.0-1" << "orvo-updates" << "1.0-1.x86_64 2.0-1.x86_64" << false;
         // The noarch update of an x86_64 package shares its slot.
-        QTest::newRow("quince to noarch") << "quince" << "noarch" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64";
-        QTest::newRow("plum installed") << "plum" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "";
-        QTest::newRow("plum i686") << "plum" << "i686" << 1 << 2 << "1.0-1" << "orvo-base" << "";
-        QTest::newRow("fig noarch") << "fig" << "noarch" << 1 << 2 << "1.0-1" << "orvo-base" << "";
-        QTest::newRow("grape epoch") << "grape" << "x86_64" << 1 << 2 << "2:3.0-1" << "orvo-base" << "";
-        QTest::newRow("breakfast suite") << "breakfast" << "noarch" << 1 << 0 << "1.0-1" << "orvo-base" << "";
-        QTest::newRow("cherry installed") << "cherry" << "noarch" << 2 << 2 << "1.0-1" << "installed" << "";
-        QTest::newRow("cherry-ng") << "cherry-ng" << "noarch" << 1 << 2 << "2.0-1" << "orvo-updates" << "";
-        // Installed for one word size, the newer version only for the other.
-        QTest::newRow("medlar installed") << "medlar" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "";
-        QTest::newRow("medlar i686") << "medlar" << "i686" << 1 << 2 << "1.1-1" << "orvo-updates" << "";
-        QTest::newRow("apricot i686 update") << "apricot" << "i686" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.i686";
-        QTest::newRow("apricot x86_64") << "apricot" << "x86_64" << 1 << 2 << "1.1-1" << "orvo-updates" << "";
+        QTest::newRow("quince to noarch")
+            << "quince" << "noarch" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64" << false;
+        // The machine's own word size is preferred.
+        QTest::newRow("plum installed") << "plum" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "" << false;
+        QTest::newRow("plum i686") << "plum" << "i686" << 1 << 2 << "1.0-1" << "orvo-base" << "" << true;
+        QTest::newRow("fig noarch") << "fig" << "noarch" << 1 << 2 << "1.0-1" << "orvo-base" << "" << false;
+        QTest::newRow("grape epoch") << "grape" << "x86_64" << 1 << 2 << "2:3.0-1" << "orvo-base" << "" << false;
+        QTest::newRow("breakfast suite") << "breakfast" << "noarch" << 1 << 0 << "1.0-1" << "orvo-base" << "" << false;
+        QTest::newRow("cherry installed") << "cherry" << "noarch" << 2 << 2 << "1.0-1" << "installed" << "" << false;
+        QTest::newRow("cherry-ng") << "cherry-ng" << "noarch" << 1 << 2 << "2.0-1" << "orvo-updates" << "" << false;
+        // Installed for one word size, the newer version only for the other: still preferred.
+        QTest::newRow("medlar installed") << "medlar" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "" << false;
+        QTest::newRow("medlar i686") << "medlar" << "i686" << 1 << 2 << "1.1-1" << "orvo-updates" << "" << true;
+        QTest::newRow("apricot i686 update")
+            << "apricot" << "i686" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.i686" << true;
+        QTest::newRow("apricot x86_64") << "apricot" << "x86_64" << 1 << 2 << "1.1-1" << "orvo-updates" << "" << false;
     }
 
     void rows()
@@ -121,6 +126,7 @@ private Q_SLOTS:
         QFETCH(QString, verRel);
         QFETCH(QString, repo);
         QFETCH(QString, chain);
+        QFETCH(bool, duplicate);
 
         const Package::Entry* entry = find(*engine_, name, arch);
         QVERIFY2(entry, qPrintable(first_.join('\n')));
@@ -129,6 +135,7 @@ private Q_SLOTS:
         QVERIFY2(entry->verRel.endsWith(verRel), qPrintable(entry->verRel));
         QCOMPARE(entry->repo, repo);
         QCOMPARE(chainOf(*entry), chain);
+        QCOMPARE(entry->duplicate, duplicate);
         QCOMPARE(int(entry->action), int(Package::None));
     }
 
@@ -144,23 +151,8 @@ private Q_SLOTS:
         QVERIFY(!find(*engine_, "walnut"));
         QVERIFY(!find(*engine_, "Pantry", QString(), true));
         QVERIFY(!find(*engine_, "pear", "i686"));
-    }
-
-    void duplicates()
-    {
-        const Package::Entry* x64 = find(*engine_, "plum", "x86_64");
-        const Package::Entry* i686 = find(*engine_, "plum", "i686");
-        QVERIFY(x64 && i686);
-        // The machine's own word size is preferred.
-        QVERIFY(!x64->duplicate);
-        QVERIFY(i686->duplicate);
-        QCOMPARE(engine_->preferredEntry("plum"), x64);
-        QVERIFY(!find(*engine_, "fig")->duplicate);
-        // Also when the other word size has the newer version.
-        const Package::Entry* medlar = find(*engine_, "medlar", "x86_64");
-        QVERIFY(medlar && !medlar->duplicate);
-        QVERIFY(find(*engine_, "medlar", "i686")->duplicate);
-        QCOMPARE(engine_->preferredEntry("medlar"), medlar);
+        QCOMPARE(engine_->preferredEntry("plum"), find(*engine_, "plum", "x86_64"));
+        QCOMPARE(engine_->preferredEntry("medlar"), find(*engine_, "medlar", "x86_64"));
     }
 
     void groups_data()
@@ -222,6 +214,7 @@ private Q_SLOTS:
 
         // No vendor in the header: an empty text, not a placeholder.
         QCOMPARE(engine_->getVendor(*find(*engine_, "plum", "x86_64")), QString());
+        QCOMPARE(engine_->getVendor(*find(*engine_, "plum", "i686")), QString());
         // An unversioned entry keeps the blank before its empty comparison.
         QVERIFY(engine_->getProvides(*find(*engine_, "medlar", "x86_64")).contains("medlar-fruit "));
 
@@ -296,41 +289,6 @@ private Q_SLOTS:
         QVERIFY(!engine_->fileListsLoaded());
         QVERIFY(engine_->collectFileLists());
         QCOMPARE(spy.count(), 3);
-    }
-
-    void extraDataFromVanishedMetadata()
-    {
-        // The updates come from a copy whose change logs go away after the collection.
-        QTemporaryDir repos;
-        const QString repo = repos.filePath("moving");
-        QCOMPARE(QProcess::execute("cp", { "-a", qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates", repo }), 0);
-        QFile repoFile(root_.filePath("etc/yum.repos.d/moving.repo"));
-        QVERIFY(repoFile.open(QIODevice::WriteOnly));
-        repoFile.write(QString("[orvo-moving]\nname=Moving\nbaseurl=file://%1\nenabled=1\ngpgcheck=0\n").arg(repo).toUtf8());
-        repoFile.close();
-        // Whatever happens, the later tests find the catalogue as it was.
-        auto restore = qScopeGuard([&] {
-            repoFile.remove();
-            recollect({});
-        });
-        QVERIFY(recollect({ { "orvo-updates", false } }));
-        QCOMPARE(find(*engine_, "pear")->repo, QString("orvo-moving"));
-        for (const QString& name : QDir(repo + "/repodata").entryList({ "*other*" }))
-            QVERIFY(QFile::remove(repo + "/repodata/" + name));
-
-        QVERIFY(!engine_->collectOtherData());
-        QCOMPARE(presenter_.dialogs.size(), 1);
-        QVERIFY2(presenter_.dialogs[0].text.startsWith(
-                     "Unable to collect miscellaneous data: metadata unavailable from all repo mirrors:\n"),
-                 qPrintable(presenter_.dialogs[0].text));
-        presenter_.dialogs.clear();
-        // The session goes on with what it had.
-        QVERIFY(engine_->getRequires(*find(*engine_, "pear")).contains("pear-data >= 1.1"));
-        restore.dismiss();
-        QVERIFY(repoFile.remove());
-        QVERIFY(recollect({}));
-        QCOMPARE(dump(*engine_), first_);
-        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
     void malformedPackageSkipped_data()

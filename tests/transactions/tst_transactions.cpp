@@ -240,10 +240,15 @@ private Q_SLOTS:
             << todo + "\tUpdate: pear 1.1-1 (x86_64) [orvo-updates]\n" + resolve
                    + "\tInstall: pear-data 1.1-1 (noarch) [orvo-updates]\n" + size
             << QString();
+        QTest::newRow("update across architectures")
+            << QStringList { "quince:Update" } << "u:quince-1.1-1.noarch>quince-1.0-1.x86_64" << 2
+            << QStringList { "quince-1.1-1.noarch" } << QStringList { "quince-1.0-1.x86_64" }
+            << todo + "\tUpdate: quince 1.1-1 (noarch) [orvo-updates]\n" + size << QString();
         QTest::newRow("update of two installed versions")
             << QStringList { "kettle:Update" }
             << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64" << 3
-            << QStringList { "kettle-3.0-1.x86_64" } << QStringList() << QString() << QString();
+            << QStringList { "kettle-3.0-1.x86_64" } << QStringList()
+            << todo + "\tUpdate: kettle 3.0-1 (x86_64) [orvo-updates]\n" + size << QString();
         QTest::newRow("remove") << QStringList { "lime:Remove" } << "r:lime-1.0-1.noarch" << 1 << QStringList()
                                 << QStringList { "lime-1.0-1.noarch" } << todo + "\tRemove: lime 1.0-1 (noarch)\n" + size
                                 << QString();
@@ -388,10 +393,10 @@ private Q_SLOTS:
         mark(marks);
         presenter_.confirmAnswer = 0;
         QVERIFY(!engine_->apply());
-        QStringList logged = this->logged(Log::Info, 4);
-        logged.sort();
+        QStringList noted = logged(Log::Info, 4);
+        noted.sort();
         notes.sort();
-        QCOMPARE(logged, notes);
+        QCOMPARE(noted, notes);
         QCOMPARE(this->handed(), handed);
         QCOMPARE(presenter_.of("critical", "Apply").size(), 0);
         QCOMPARE(entry("fig")->workAction, Package::None);
@@ -510,41 +515,72 @@ private Q_SLOTS:
         QCOMPARE(errorDialogs(), error.isEmpty() ? QStringList() : QStringList { error });
     }
 
-    void installStart_data()
+    void callbacks_data()
     {
+        QTest::addColumn<long>("what"); // 0: an event, not a callback
         QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("arch");
+        QTest::addColumn<QString>("arch"); // empty: the key is the bare name
+        QTest::addColumn<long>("event");
         QTest::addColumn<int>("workAction");
-        QTest::addColumn<QString>("text"); // empty: an unknown package
+        QTest::addColumn<QString>("started"); // what the log says; empty: nothing starts
+        QTest::addColumn<QString>("warning");
 
-        QTest::newRow("install") << "melon" << "x86_64" << int(Package::Install) << "Installing melon";
-        QTest::newRow("update") << "pear" << "x86_64" << int(Package::Update) << "Updating pear";
-        QTest::newRow("noarch update of x86_64") << "quince" << "noarch" << int(Package::Update) << "Updating quince";
-        QTest::newRow("unknown") << "nosuch" << "x86_64" << int(Package::Install) << "";
+        const QString callback = "Internal error: YumIO::tsCallback ";
+        const int install = Package::Install;
+        const int update = Package::Update;
+        const int none = Package::None;
+        QTest::newRow("install") << 3L << "melon" << "x86_64" << 0L << install << "Installing melon" << "";
+        QTest::newRow("update") << 3L << "pear" << "x86_64" << 0L << update << "Updating pear" << "";
+        QTest::newRow("noarch update of x86_64") << 3L << "quince" << "noarch" << 0L << update << "Updating quince" << "";
+        QTest::newRow("install of an unknown package")
+            << 3L << "nosuch" << "x86_64" << 0L << install << ""
+            << "Internal error: Unable to find package for install/update of nosuch.x86_64";
+        QTest::newRow("removal of an unknown package")
+            << 256L << "nosuch" << "" << 0L << none << "" << callback + "UNINST of nosuch not expected";
+        QTest::newRow("removal not marked")
+            << 256L << "tomato" << "" << 0L << none << "" << callback + "UNINST of tomato not expected";
+        QTest::newRow("bits not understood")
+            << 1024L << "tomato" << "" << 0L << none << "" << callback + "what=1024 not understood; ignoring";
+        QTest::newRow("file opened") << 4L << "tomato" << "" << 0L << none << "" << "";
+        QTest::newRow("event not understood")
+            << 0L << "tomato" << "" << 99L << none << "" << "Internal error: YumIO::tsEvent action=99 not understood; ignoring";
+        QTest::newRow("erase event of an unknown package")
+            << 0L << "nosuch" << "" << 40L << none << "" << callback + "REMOVE/COMPLETE of nosuch not expected";
     }
 
-    void installStart()
+    void callbacks()
     {
+        QFETCH(long, what);
         QFETCH(QString, name);
         QFETCH(QString, arch);
+        QFETCH(long, event);
         QFETCH(int, workAction);
-        QFETCH(QString, text);
+        QFETCH(QString, started);
+        QFETCH(QString, warning);
 
         Package::Entry* target = entry(name);
         if (target)
             target->workAction = Package::Action(workAction);
         YumIO::PyGILStateWrapper lock(true);
         Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-        QVERIFY(call(&YumIO::tsCallback, "(lLL({s:s,s:s})O)", 3L, 40LL, 100LL, "name", qPrintable(name), "arch",
-                     qPrintable(arch), Py_None));
-        if (text.isEmpty()) {
-            QCOMPARE(errorDialogs(),
-                     QStringList { "Internal error: Unable to find package for install/update of nosuch.x86_64" });
+        if (!what)
+            QVERIFY(call(&YumIO::tsEvent, "(slLLll)", qPrintable(name), event, 0LL, 10LL, 1L, 1L));
+        else if (arch.isEmpty())
+            QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", what, 0LL, 10LL, qPrintable(name), Py_None));
+        else
+            QVERIFY(call(&YumIO::tsCallback, "(lLL({s:s,s:s})O)", what, 40LL, 100LL, "name", qPrintable(name), "arch",
+                         qPrintable(arch), Py_None));
+        const QStringList warnings = warning.isEmpty() ? QStringList() : QStringList { warning };
+        QCOMPARE(errorDialogs(), warnings);
+        QCOMPARE(logged(Log::Info, 1), started.isEmpty() ? QStringList() : QStringList { started });
+        if (what != 3) {
+            QCOMPARE(presenter_.of("warning").size(), warnings.size());
+            return;
+        }
+        if (started.isEmpty()) {
             QCOMPARE(engine_->applyActsReached(), qint64(0));
             return;
         }
-        QCOMPARE(errorDialogs(), QStringList());
-        QCOMPARE(logged(Log::Info, 1), QStringList { text });
         // Both bits of what = 3: the step starts, then the item moves.
         QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
         QVERIFY(target->started);
@@ -572,40 +608,6 @@ private Q_SLOTS:
         QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
         QVERIFY(kettle->started);
         QCOMPARE(errorDialogs(), QStringList { "Internal error: YumIO::tsCallback UNINST of kettle too many times" });
-    }
-
-    void callbackWarnings_data()
-    {
-        QTest::addColumn<long>("what");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<long>("event"); // 0: a callback, not an event
-        QTest::addColumn<QString>("warning");
-
-        const QString callback = "Internal error: YumIO::tsCallback ";
-        QTest::newRow("removal of an unknown package") << 256L << "nosuch" << 0L << callback + "UNINST of nosuch not expected";
-        QTest::newRow("removal not marked") << 256L << "tomato" << 0L << callback + "UNINST of tomato not expected";
-        QTest::newRow("bits not understood") << 1024L << "tomato" << 0L << callback + "what=1024 not understood; ignoring";
-        QTest::newRow("file opened") << 4L << "tomato" << 0L << QString();
-        QTest::newRow("event not understood")
-            << 0L << "tomato" << 99L << "Internal error: YumIO::tsEvent action=99 not understood; ignoring";
-        QTest::newRow("erase event of an unknown package")
-            << 0L << "nosuch" << 40L << callback + "REMOVE/COMPLETE of nosuch not expected";
-    }
-
-    void callbackWarnings()
-    {
-        QFETCH(long, what);
-        QFETCH(QString, key);
-        QFETCH(long, event);
-        QFETCH(QString, warning);
-
-        YumIO::PyGILStateWrapper lock(true);
-        Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-        QVERIFY(event ? call(&YumIO::tsEvent, "(slLLll)", qPrintable(key), event, 0LL, 10LL, 1L, 1L)
-                      : call(&YumIO::tsCallback, "(lLLsO)", what, 0LL, 10LL, qPrintable(key), Py_None));
-        const QStringList warnings = warning.isEmpty() ? QStringList() : QStringList { warning };
-        QCOMPARE(errorDialogs(), warnings);
-        QCOMPARE(presenter_.of("warning").size(), warnings.size());
     }
 
     void eventsOfOneIndex()
