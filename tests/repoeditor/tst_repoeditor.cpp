@@ -376,30 +376,6 @@ private Q_SLOTS:
         QCOMPARE(editor->view()->currentRow(), row("repo2"));
     }
 
-    void cancelRestores()
-    {
-        writeRoot();
-        used_.insert("repo2", false);
-        auto editor = makeEditor();
-        const Files before = snapshot(root_->path());
-        const QHash<QString, bool> use = used_;
-        const QList<Repo::Entry> repos = yumConfIO_->repos();
-        // Session use alone is no configuration change.
-        clickCell(*editor, row("repo2"), RepoEditor::Model::UseColumn);
-        QCOMPARE(used_.value("repo2"), true);
-        QVERIFY(!button(*editor, "Apply")->isEnabled() && !button(*editor, "Reset All")->isEnabled());
-        QCOMPARE(status(*editor)->text(), QString());
-        clickCell(*editor, row("repo10"), RepoEditor::Model::EnabledColumn);
-        editor->view()->setCurrentRow(row("repo"));
-        button(*editor, "Remove")->click();
-        QCOMPARE(editor->model()->rowCount(), 3);
-        button(*editor, "Cancel")->click();
-        QVERIFY(!editor->isVisible());
-        QCOMPARE(snapshot(root_->path()), before);
-        QCOMPARE(used_, use);
-        QCOMPARE(yumConfIO_->repos(), repos);
-    }
-
     void reposChangedOnHiding_data()
     {
         QTest::addColumn<QString>("steps");
@@ -410,23 +386,37 @@ private Q_SLOTS:
         QTest::newRow("session use, then Cancel") << "sess cancel" << 0;
         QTest::newRow("session use, then Reset All") << "sess reset ok" << 0;
         QTest::newRow("applied, then Cancel") << "perm apply cancel" << 1;
-        QTest::newRow("configuration changed, then Cancel") << "perm cancel" << 0;
+        QTest::newRow("configuration changed, then Cancel") << "perm remove cancel" << 0;
     }
 
+    // Cancel also puts back the configuration and the session use of the showing.
     void reposChangedOnHiding()
     {
         QFETCH(QString, steps);
         QFETCH(int, emitted);
         writeRoot();
+        used_.insert("repo2", false);
         yumConfIO_ = std::make_unique<YumConfIO>(requests_, used_);
         RepoEditor::Dialog editor(nullptr, yumConfIO_.get());
         QSignalSpy reposChanged(&editor, &RepoEditor::Dialog::reposChanged);
         editor.setForceReposChanged(steps.contains("force"));
         editor.show();
-        if (steps.contains("sess"))
-            clickCell(editor, row("repo"), RepoEditor::Model::UseColumn);
+        const Files before = snapshot(root_->path());
+        const QHash<QString, bool> use = used_;
+        const QList<Repo::Entry> repos = yumConfIO_->repos();
+        if (steps.contains("sess")) {
+            clickCell(editor, row("repo2"), RepoEditor::Model::UseColumn);
+            QCOMPARE(used_.value("repo2"), true);
+            // Session use alone is no configuration change.
+            QVERIFY(!button(editor, "Apply")->isEnabled() && !button(editor, "Reset All")->isEnabled());
+            QCOMPARE(status(editor)->text(), QString());
+        }
         if (steps.contains("perm"))
             clickCell(editor, row("repo"), RepoEditor::Model::EnabledColumn);
+        if (steps.contains("remove")) {
+            editor.view()->setCurrentRow(row("repo10"));
+            button(editor, "Remove")->click();
+        }
         if (steps.contains("apply"))
             button(editor, "Apply")->click();
         if (steps.contains("reset")) {
@@ -437,6 +427,11 @@ private Q_SLOTS:
         button(editor, steps.endsWith("ok") ? "OK" : "Cancel")->click();
         QVERIFY(!editor.isVisible());
         QCOMPARE(reposChanged.count(), emitted);
+        if (steps.endsWith("cancel") && !steps.contains("apply")) {
+            QCOMPARE(snapshot(root_->path()), before);
+            QCOMPARE(used_, use);
+            QCOMPARE(yumConfIO_->repos(), repos);
+        }
         // The next showing starts afresh, the force flag spent.
         editor.show();
         button(editor, "OK")->click();
