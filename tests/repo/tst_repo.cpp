@@ -73,6 +73,15 @@ ino_t inode(const QString& path)
     return lstat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_ino : 0;
 }
 
+// Entries as "id@file", with ":position" when asked.
+QString located(const QList<Repo::Entry>& entries, bool positions = false)
+{
+    QStringList ids;
+    for (const Repo::Entry& entry : entries)
+        ids << entry.id + "@" + entry.file + (positions ? ":" + QString::number(entry.sortPosition) : QString());
+    return ids.join(' ');
+}
+
 QString errnoText(int errnum)
 {
     return QStringLiteral("; errno = %1 (%2).").arg(errnum).arg(QString::fromLocal8Bit(strerror(errnum)));
@@ -324,12 +333,9 @@ private Q_SLOTS:
         QCOMPARE(conf.reposdirs(), (QStringList{"/etc/yum.repos.d", "/etc/extra.repos.d"}));
         QVERIFY(conf.mainEnabled());
         QVERIFY(conf.mainGpgcheck());
-        QStringList ids;
-        for (const Repo::Entry& entry : conf.repos())
-            ids << entry.id + "@" + entry.file + ":" + QString::number(entry.sortPosition);
-        QCOMPARE(ids, (QStringList{"local@/etc/yum.conf:1", "fedora@/etc/yum.repos.d/fedora.repo:1",
-                                   "fedora-debuginfo@/etc/yum.repos.d/fedora.repo:2",
-                                   "mirrored@/etc/yum.repos.d/fedora.repo:3", "extra@/etc/extra.repos.d/extra.repo:1"}));
+        QCOMPARE(located(conf.repos(), true), "local@/etc/yum.conf:1 fedora@/etc/yum.repos.d/fedora.repo:1 "
+                                              "fedora-debuginfo@/etc/yum.repos.d/fedora.repo:2 "
+                                              "mirrored@/etc/yum.repos.d/fedora.repo:3 extra@/etc/extra.repos.d/extra.repo:1");
         QCOMPARE(conf.repos().at(2).mirrorlist,
                  QStringLiteral("https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch"));
         const QList<Repo::Entry> before = conf.repos();
@@ -507,13 +513,7 @@ private Q_SLOTS:
             QCOMPARE(snapshot(at + "root"), before);
         } else {
             QVERIFY(conf.read(nullptr));
-            const auto files = [](const QList<Repo::Entry>& list) {
-                QStringList ids;
-                for (const Repo::Entry& entry : list)
-                    ids << entry.id + "@" + entry.file;
-                return ids.join(' ');
-            };
-            QCOMPARE(files(conf.repos()), repos);
+            QCOMPARE(located(conf.repos()), repos);
             conf.repos().removeIf([&](const Repo::Entry& entry) { return edits.contains("-" + entry.id); });
             for (Repo::Entry& entry : conf.repos()) {
                 for (const QString& edit : edits) {
@@ -526,7 +526,7 @@ private Q_SLOTS:
             QVERIFY(conf.write(nullptr));
             QCOMPARE(boxes.errors, QStringList());
             QCOMPARE(boxes.questions.size(), duplicates ? 1 : 0);
-            QCOMPARE(files(readAgain()), files(conf.repos()));
+            QCOMPARE(located(readAgain()), located(conf.repos()));
         }
         QCOMPARE(snapshot(at + "outside"), outside);
         for (const QString& item : after)
