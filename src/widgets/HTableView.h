@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QHash>
 #include <QModelIndexList>
+#include <QtContainerFwd>
 #include <QStyleOptionViewItem>
 #include <QTableView>
 
