@@ -67,7 +67,10 @@ void SortFilterProxyModel::setSourceModel(HAbstractTableModel* model)
                    &SortFilterProxyModel::clearCache);
     source_ = model;
     model_ = qobject_cast<Model*>(model);
+    // What was kept for the old source's catalogue says nothing about the new one's.
     filterOffsets_.clear();
+    for (std::vector<int>& keys : sortKeys_)
+        keys.clear();
     HSortFilterProxyModel::setSourceModel(model);
     if (source_)
         connect(source_, &QAbstractItemModel::modelAboutToBeReset, this,
