@@ -476,6 +476,13 @@ bool SortFilterProxyModel::lessThan(const QModelIndex& left, const QModelIndex& 
         }
         const size_t l = size_t(left.row());
         const size_t r = size_t(right.row());
+        // Keys of a catalogue that grew without a reset are rebuilt rather than overrun.
+        if (l >= sortKeys_[Model::NameColumn].size() || r >= sortKeys_[Model::NameColumn].size()) {
+            sortKeysGeneration_ = ~quint64(0);
+            sortKeys(Model::NameColumn);
+            if (keyed)
+                sortKeys(column);
+        }
         if (column == Model::ActionColumn) {
             // Actions change between sorts; they are read as they stand.
             const int a = int(model_->entry(left.row())->action);
