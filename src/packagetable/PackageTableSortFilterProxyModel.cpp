@@ -69,6 +69,7 @@ void SortFilterProxyModel::setSourceModel(HAbstractTableModel* model)
     model_ = qobject_cast<Model*>(model);
     // What was kept for the old source's catalogue says nothing about the new one's.
     filterOffsets_.clear();
+    rowFlags_.clear();
     for (std::vector<int>& keys : sortKeys_)
         keys.clear();
     HSortFilterProxyModel::setSourceModel(model);
@@ -197,31 +198,57 @@ bool SortFilterProxyModel::filterAcceptsRow(int row, const QModelIndex& parent) 
     return accepted;
 }
 
+namespace {
+
+// What the settings look at, one byte a row: state, kind, duplicate.
+quint8 rowFlags(const Package::Entry& entry)
+{
+    return quint8(int(entry.state) | int(entry.kind) << 2 | (entry.duplicate ? 0x10 : 0));
+}
+
+} // namespace
+
 bool SortFilterProxyModel::acceptRow(Package::Entry* entry, int row, const QModelIndex& parent) const
 {
     Q_UNUSED(parent);
     if (!entry)
         return false;
+    // The settings' part is read from a byte a row kept for the catalogue: every setting
+    // walks all rows, and entries lie scattered in memory.
+    quint8 flags;
+    if (model_ && row >= 0 && row < model_->rowCount() && model_->entry(row) == entry) {
+        if (rowFlagsGeneration_ != model_->catalogueGeneration()
+            || rowFlags_.size() != size_t(model_->rowCount())) {
+            rowFlags_.resize(size_t(model_->rowCount()));
+            for (int r = 0; r < model_->rowCount(); ++r)
+                rowFlags_[size_t(r)] = rowFlags(*model_->entry(r));
+            rowFlagsGeneration_ = model_->catalogueGeneration();
+        }
+        flags = rowFlags_[size_t(row)];
+    } else {
+        flags = rowFlags(*entry);
+    }
+    const int state = flags & 0x3;
     switch (stateFilter_) {
     case Updatable:
-        if (entry->state != Package::AvailableForUpdate)
+        if (state != Package::AvailableForUpdate)
             return false;
         break;
     case Installable:
-        if (entry->state != Package::AvailableForInstallation)
+        if (state != Package::AvailableForInstallation)
             return false;
         break;
     case Removable:
-        if (entry->state == Package::AvailableForInstallation)
+        if (state == Package::AvailableForInstallation)
             return false;
         break;
     case All:
         break;
     }
-    if (!dups_ && entry->duplicate)
+    if (!dups_ && (flags & 0x10))
         return false;
     // Suites stay listed: only groups follow the setting.
-    if (!groups_ && entry->kind == Package::Group)
+    if (!groups_ && ((flags >> 2) & 0x3) == Package::Group)
         return false;
     if (emptyExpression_)
         return true;

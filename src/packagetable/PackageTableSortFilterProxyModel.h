@@ -95,6 +95,8 @@ private:
     mutable std::vector<char> filterBytes_;
     mutable std::vector<size_t> filterOffsets_;
     mutable quint64 filterTextsGeneration_ = 0;
+    mutable std::vector<quint8> rowFlags_;
+    mutable quint64 rowFlagsGeneration_ = 0;
     mutable std::vector<int> sortKeys_[9];
     mutable quint64 sortKeysGeneration_ = 0;
     bool emptyExpression_ = true;
