@@ -1,6 +1,7 @@
 // The package description dialogs on the sandbox system, with the real companion
 // script and dnf behind the engine.
 
+#include "SandboxRoot.h"
 #include "RecordingPresenter.h"
 
 #include "packagetable/PackageTableDescribeDialog.h"
@@ -60,11 +61,8 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(root_.isValid());
-        const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-        QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-        // The system is changed by use (caches, locks): work on a copy.
-        QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
-        qputenv("ORVOROOT", root_.path().toLocal8Bit());
+        QString why;
+        QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
         std::signal(SIGINT, SIG_DFL);
         YumIODialogsPresenter::install(&presenter_);
         conf_ = new YumConfIO(requests_, used_);

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Builds Orvo's RPM package with rpmbuild from the existing build tree, far enough to
-# prove that the spec file's %files and the install agree: the %install step installs
+# prove that the %files list of packaging/orvo.spec and the install agree: %install installs
 # this build (rpmbuild's %prep and %build, which would build it again, are skipped),
 # %check validates the desktop files, and packaging fails on any file listed but not
 # installed or installed but not listed.

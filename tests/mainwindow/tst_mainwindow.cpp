@@ -4,6 +4,7 @@
 // started twice in one process.
 
 #define PY_SSIZE_T_CLEAN
+#include "SandboxRoot.h"
 #include <Python.h>
 
 #include "EachCaseAlone.h"
@@ -137,10 +138,8 @@ void TestMainWindow::cleanup()
 void TestMainWindow::start()
 {
     QVERIFY(root_.isValid());
-    const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-    QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-    QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
-    qputenv("ORVOROOT", root_.path().toLocal8Bit());
+    QString why;
+    QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
     window_ = std::make_unique<MainWindow>();
     QVERIFY(window_->mainArea()->isHidden());
     window_->show();

@@ -1,6 +1,7 @@
 // The package table: model, filtering and sorting proxy, view and menus, on small made-up
 // catalogues, on a large one, and on the catalogue collected from the sandbox system.
 
+#include "SandboxRoot.h"
 #include "RecordingPresenter.h"
 #include "SyntheticCatalogue.h"
 
@@ -496,10 +497,8 @@ private Q_SLOTS:
     void sandboxCatalogue()
     {
         QTemporaryDir root;
-        const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-        QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-        QCOMPARE(QProcess::execute("cp", {"-a", sandbox + "/root/.", root.path()}), 0);
-        qputenv("ORVOROOT", root.path().toLocal8Bit());
+        QString why;
+        QVERIFY2(useSandboxCopy(root.path(), why), qPrintable(why));
         RecordingPresenter presenter;
         YumIODialogsPresenter::install(&presenter);
         auto engine = std::make_unique<YumIO>();

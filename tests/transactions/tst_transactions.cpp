@@ -3,6 +3,7 @@
 // (the program runs them so when started without arguments).
 
 #define PY_SSIZE_T_CLEAN
+#include "SandboxRoot.h"
 #include <Python.h>
 
 #include "AnsweringPresenter.h"
@@ -176,10 +177,8 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(root_.isValid());
-        const QString sandbox = qEnvironmentVariable("ORVO_SANDBOX");
-        QVERIFY2(QFile::exists(sandbox + "/root/etc/yum.conf"), qPrintable(sandbox));
-        QCOMPARE(QProcess::execute("cp", { "-a", sandbox + "/root/.", root_.path() }), 0);
-        qputenv("ORVOROOT", root_.path().toLocal8Bit());
+        QString why;
+        QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
         std::signal(SIGINT, SIG_DFL);
         YumIODialogsPresenter::install(&presenter_);
         Progress::Object::setMinionMaker(&recordingMaker);
