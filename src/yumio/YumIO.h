@@ -328,6 +328,7 @@ public:
     bool applyGroups();
     bool applyGrpUpdate(const Package::Entry* group);
     bool applyGrpInstall(const Package::Entry* group);
+    bool applyGrpAdd(const Package::Entry* group, PyObject* members, const QSet<QString>* required);
     bool applyGrpRemove(const Package::Entry* group);
     bool applyGrpConflict(const Package::Entry* group, Package::Entry* pkg);
     void applyGrpLog(const Package::Entry* group, const Package::Entry* pkg);

@@ -170,29 +170,7 @@ bool YumIO::applyGrpUpdate(const Package::Entry* group)
             requiredNames.insert(pyString(item.get()));
     }
     PyErr_Clear();
-    return forEachMember(*this, tree.get(), [&](Package::Entry* pkg) {
-        switch (pkg->workAction) {
-        case Package::Update:
-        case Package::Install:
-            applyGrpLogWas(group, pkg);
-            return true;
-        case Package::None:
-            if (pkg->state == Package::AvailableForUpdate) {
-                pkg->workAction = Package::Update;
-                applyGrpLog(group, pkg);
-            } else if (pkg->state == Package::AvailableForInstallation) {
-                if (requiredNames.contains(pkg->name)) {
-                    pkg->workAction = Package::Install;
-                    applyGrpLog(group, pkg);
-                } else {
-                    applyGrpLogNot(group, pkg, Package::Install, tr("the package is optional"));
-                }
-            }
-            return true;
-        default:
-            return applyGrpConflict(group, pkg);
-        }
-    });
+    return applyGrpAdd(group, tree.get(), &requiredNames);
 }
 
 bool YumIO::applyGrpInstall(const Package::Entry* group)
@@ -200,7 +178,15 @@ bool YumIO::applyGrpInstall(const Package::Entry* group)
     PyRef tree = PyRef::steal(pkgTree(group));
     if (!tree)
         return false;
-    return forEachMember(*this, tree.get(), [&](Package::Entry* pkg) {
+    return applyGrpAdd(group, tree.get(), nullptr);
+}
+
+// Update and Install differ only in the available members they install: an Update only
+// the required ones (required names given), an Install every one (none given).
+bool YumIO::applyGrpAdd(const Package::Entry* group, PyObject* members,
+                        const QSet<QString>* required)
+{
+    return forEachMember(*this, members, [&](Package::Entry* pkg) {
         switch (pkg->workAction) {
         case Package::Update:
         case Package::Install:
@@ -211,8 +197,12 @@ bool YumIO::applyGrpInstall(const Package::Entry* group)
                 pkg->workAction = Package::Update;
                 applyGrpLog(group, pkg);
             } else if (pkg->state == Package::AvailableForInstallation) {
-                pkg->workAction = Package::Install;
-                applyGrpLog(group, pkg);
+                if (!required || required->contains(pkg->name)) {
+                    pkg->workAction = Package::Install;
+                    applyGrpLog(group, pkg);
+                } else {
+                    applyGrpLogNot(group, pkg, Package::Install, tr("the package is optional"));
+                }
             }
             return true;
         default:
