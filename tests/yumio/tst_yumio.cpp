@@ -62,7 +62,6 @@ private Q_SLOTS:
         engine_ = new YumIO;
         engine_->setup(nullptr, nullptr, nullptr);
         QVERIFY(engine_->initialize());
-        QVERIFY(engine_->scriptObject());
         QVERIFY(engine_->initialize()); // a second start does nothing
     }
 
@@ -91,35 +90,18 @@ private Q_SLOTS:
         QTest::newRow("SystemExit in constructor")
             << shareWith([](StandInShare::Options& o) { o.constructorBody = "raise SystemExit(2)"; })
             << QStringList { "initialize 0", "dialog scrollable|Orvo Yum Error|Unable to initialize" } << 1;
-        QTest::newRow("no class") << shareWith([](StandInShare::Options& o) { o.scriptClass = false; })
-                                  << QStringList { "initialize 0", error + "cannot find python YumIO" } << 1;
         QTest::newRow("script raises")
             << shareWith([](StandInShare::Options& o) { o.topLevel = "raise ValueError('broken script')"; })
-            << QStringList { "initialize 0",
-                             error + "python exception occurred from C code.\\n"
-                                     "When reporting this issue, please include the contents of the\\n"
-                                     "Log window, which should contain a walkback.",
-                             error + "unable to execute YumIO.py", "log 3 0 ValueError: broken script" }
+            << QStringList { "initialize 0", error + "unable to execute YumIO.py", "log 3 0 ValueError: broken script" }
             << 2;
-        QTest::newRow("without optional exception types")
-            << shareWith([](StandInShare::Options& o) { o.optionalErrors = false; }) << QStringList { "initialize 1" }
-            << 0;
         QTest::newRow("3.4.3 and probes")
             << yumVersion("3.4.3")
             << QStringList { "initialize 1", "version 3.4.3 30403",
                              "features distribGroups=1 transTest=0 pickledCache=0 sqliteCache=1",
                              "probes sqlite=1 presto=0 multi=1", "basearch x86_64" }
             << 0;
-        QTest::newRow("3.2.23") << yumVersion("3.2.23")
-                                << QStringList { "version 3.2.23 30223",
-                                                 "features distribGroups=1 transTest=0 pickledCache=0 sqliteCache=1" }
-                                << 0;
         QTest::newRow("2.4.3") << yumVersion("2.4.3")
-                               << QStringList { "version 2.4.3 20403",
-                                                "features distribGroups=0 transTest=1 pickledCache=1 sqliteCache=1" }
-                               << 0;
-        QTest::newRow("3.x.1") << yumVersion("3.x.1") << QStringList { "version 3.x.1 30001" } << 0;
-        QTest::newRow("3.2") << yumVersion("3.2") << QStringList { "version 3.2 30200" } << 0;
+                               << QStringList { "features distribGroups=0 transTest=1 pickledCache=1 sqliteCache=1" } << 0;
         QTest::newRow("part out of range")
             << yumVersion("3.99999999999999999999999.1")
             << QStringList { "version 3.99999999999999999999999.1 30000",
@@ -155,39 +137,19 @@ private Q_SLOTS:
         QTest::addColumn<QString>("value");
         QTest::addColumn<bool>("raised");
         QTest::addColumn<QString>("dialog");
-        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("text"); // how the dialog's text starts
 
-        const QString walkback = "Internal error: python exception occurred from C code.\n"
-                                 "When reporting this issue, please include the contents of the\n"
-                                 "Log window, which should contain a walkback.";
-        const QString locked = "Unable to collect things: a repository's sqlite database was locked unexpectedly\n"
-                               "On some distributions, PackageKit has been known to cause this.";
+        const QString walkback = "Internal error: python exception occurred from C code.\n";
         QTest::newRow("IOError") << "IOError" << "disk gone" << true << "critical"
-                                 << "Unable to collect things: I/O Error: disk gone\n\n"
-                                    "Emitting a walkback to the Log window.";
-        QTest::newRow("KeyboardInterrupt")
-            << "KeyboardInterrupt" << "" << true << "critical"
-            << "Unable to collect things: KeyboardInterrupt\n\n"
-               "This usually means Orvo was sent signal SIGINT, SIGTERM, or similar.\n\n"
-               "But urlgrabber also can raise this error for several situations where it is just guessing.\n"
-               "So, emitting a walkback to the Log window.";
-        QTest::newRow("AssertionError") << "AssertionError" << "" << true << "critical"
-                                        << "Internal error: python assertion failed\n"
-                                           "When reporting this issue, please include the contents of the\n"
-                                           "Log window, which should contain a walkback.";
-        QTest::newRow("NoMoreMirrorsRepoError")
-            << "NoMoreMirrorsRepoError" << "all down" << true << "critical"
-            << "Unable to collect things: metadata unavailable from all repo mirrors:\nall down";
-        QTest::newRow("RepoError locked") << "RepoError" << "sqlite: database is locked" << true << "scrollable"
-                                          << "yum says: RepoError\n" + locked;
-        QTest::newRow("OperationalError locked") << "OperationalError" << "database is locked" << true
-                                                 << "scrollable" << "yum says: OperationalError\n" + locked;
-        QTest::newRow("RepoError other") << "RepoError" << "cannot retrieve repomd.xml" << true << "critical"
-                                         << walkback;
+                                 << "Unable to collect things: I/O Error: disk gone\n\nEmitting a walkback";
+        QTest::newRow("KeyboardInterrupt") << "KeyboardInterrupt" << "" << true << "critical"
+                                           << "Unable to collect things: KeyboardInterrupt\n\nThis usually means";
+        QTest::newRow("RepoError locked")
+            << "RepoError" << "sqlite: database is locked" << true << "scrollable"
+            << "yum says: RepoError\nUnable to collect things: a repository's sqlite database was locked unexpectedly\n";
+        QTest::newRow("RepoError other") << "RepoError" << "cannot retrieve repomd.xml" << true << "critical" << walkback;
         QTest::newRow("YumBaseError") << "YumBaseError" << "broken" << true << "scrollable"
                                       << "yum says: YumBaseError\nbroken\nUnable to collect things";
-        QTest::newRow("BdbQuit") << "BdbQuit" << "quit" << true << "scrollable"
-                                 << "yum says: BdbQuit\nquit\nUnable to collect things";
         QTest::newRow("unexpected") << "ValueError" << "odd" << false << "critical" << walkback;
     }
 
@@ -208,22 +170,16 @@ private Q_SLOTS:
         QCOMPARE(engine_->commExceptRaised(result.get(), "collect things"), raised);
         engine_->pyExceptClear();
         QVERIFY(!PyErr_Occurred());
-        QCOMPARE(engine_->logMark(), -1);
         QCOMPARE(presenter_.dialogs.size(), 1);
-        QCOMPARE(presenter_.dialogs[0].kind + "|" + presenter_.dialogs[0].caption, dialog + "|Orvo Yum Error");
-        QCOMPARE(presenter_.dialogs[0].text, text);
+        QCOMPARE(presenter_.dialogs[0].kind, dialog);
+        QVERIFY2(presenter_.dialogs[0].text.startsWith(text), qPrintable(presenter_.dialogs[0].text));
     }
 
-    void pythonExceptionWithoutBracket()
+    // Detailed error lines (level 3 and up), other kinds and errors before the bracket stay
+    // out of the dialog.
+    void pythonExceptionDialog()
     {
         engine_->log(Log::Error, 0, "old news");
-        engine_->pythonException("Unable to do it");
-        QCOMPARE(presenter_.dialogs.size(), 1);
-        QCOMPARE(presenter_.dialogs[0].kind, QString("scrollable"));
-        QCOMPARE(presenter_.dialogs[0].text, QString("Unable to do it"));
-
-        // Detailed error lines (level 3 and up) and other kinds stay out of the dialog.
-        presenter_.dialogs.clear();
         engine_->pyExceptStart();
         engine_->pyExceptExpect(PyExc_ValueError);
         engine_->log(Log::Error, 1, "first");
@@ -232,24 +188,20 @@ private Q_SLOTS:
         engine_->log(Log::Error, 2, "second");
         engine_->pythonException("context");
         engine_->pyExceptClear();
-        QCOMPARE(presenter_.dialogs[0].text, QString("first\nsecond\ncontext"));
+        QCOMPARE(presenter_.dialogs.value(0).text, QString("first\nsecond\ncontext"));
     }
 
     void yumLock()
     {
         PyObject* script = engine_->scriptObject();
         QCOMPARE(PyObject_SetAttrString(script, "other_holds_lock", Py_True), 0);
-        QVERIFY(!engine_->takeYumLock());
-        QVERIFY(!engine_->yumLocked());
-        QCOMPARE(presenter_.dialogs.size(), 1);
-        QCOMPARE(presenter_.dialogs[0].text, QString("lock held by pid 4242\nUnable to obtain yum lock"));
-        QVERIFY(!PyErr_Occurred());
+        QVERIFY(!engine_->takeYumLock() && !engine_->yumLocked());
+        QCOMPARE(presenter_.dialogs.value(0).text, QString("lock held by pid 4242\nUnable to obtain yum lock"));
 
         presenter_.dialogs.clear();
         QCOMPARE(PyObject_SetAttrString(script, "other_holds_lock", Py_False), 0);
         QVERIFY(engine_->takeYumLock());
         QVERIFY(engine_->yumLocked());
-        QVERIFY(engine_->takeYumLock());
         QVERIFY(presenter_.dialogs.isEmpty());
     }
 
@@ -268,15 +220,8 @@ private Q_SLOTS:
                     "yumIOC.stderrWrite('ps\\n')\n"
                     "yumIOC.log(5, 'TSINFO: Marking foo-1-1.noarch as install')\n"
                     "yumIOC.errorlog(1, 'bad\\nworse')\n"
-                    "print('printed')\n"
-                    "try:\n"
-                    "    yumIOC.stdoutWrite(5)\n"
-                    "    rejected = False\n"
-                    "except TypeError:\n"
-                    "    rejected = True\n");
+                    "print('printed')\n");
         QVERIFY(!PyErr_Occurred());
-        PyRef rejected = PyRef::steal(eval("rejected"));
-        QCOMPARE(rejected.get(), Py_True);
         QStringList got;
         list.lock();
         for (int i = before; i < list.size(); ++i)
@@ -287,57 +232,33 @@ private Q_SLOTS:
                                      "3 1 worse", "1 0 dprinted" }));
     }
 
-    void bytesFormat_data()
-    {
-        QTest::addColumn<qulonglong>("bytes");
-        QTest::addColumn<QString>("text");
-        const QList<QPair<qulonglong, const char*>> rows {
-            { 0, "0b" }, { 5, "5.0b" }, { 999, "999b" }, { 1000, "1.0Kb" }, { 1536, "1.5Kb" }, { 10188, "9.9Kb" },
-            { 10189, "10Kb" }, { 1023999, "1000Kb" }, { 1024000, "1.0Mb" }, { 1048575999, "1000Mb" },
-            { 1048576000, "1.0Gb" }, { 1073741824000, "1.0Tb" }, { 1099511627776000, "1.0Pb" },
-            { 1125899906842624000, "1.0Eb" }, { 18446744073709551615ULL, "16Eb" },
-        };
-        for (const auto& row : rows)
-            QTest::addRow("%llu", row.first) << row.first << QString(row.second);
-    }
-
     void bytesFormat()
     {
-        QFETCH(qulonglong, bytes);
-        QFETCH(QString, text);
-        QCOMPARE(YumIO::bytesFormat(bytes), text);
+        const QList<QPair<qulonglong, const char*>> rows {
+            { 0, "0b" }, { 5, "5.0b" }, { 1536, "1.5Kb" }, { 10188, "9.9Kb" }, { 10189, "10Kb" }, { 1023999, "1000Kb" },
+            { 1024000, "1.0Mb" }, { 1125899906842624000, "1.0Eb" }, { 18446744073709551615ULL, "16Eb" },
+        };
+        for (const auto& row : rows)
+            QCOMPARE(YumIO::bytesFormat(row.first), QString(row.second));
     }
 
     void conversions()
     {
-        QCOMPARE(QString(engine_->timeFormat(0)), QString("Thu Jan  1 00:00:00 1970"));
-        QCOMPARE(QString(engine_->dateFormat(0)), QString("Thu Jan  1 1970"));
         QCOMPARE(QString(engine_->timeFormat(1700000000)), QString("Tue Nov 14 22:13:20 2023"));
-        QCOMPARE(QString(engine_->dateFormat(1700000000)), QString("Tue Nov 14 2023"));
-        PyRef package = PyRef::steal(eval("Package({'summary': 'A summary\\n\\n', 'group': 'Suite', 'n': 7})"));
+        PyRef package = PyRef::steal(eval("Package({'summary': 'A summary\\n\\n', 'buildtime': '1700000000'})"));
         QVERIFY(package);
         QCOMPARE(engine_->simpleString(package.get(), "summary"), QString("A summary"));
-        QCOMPARE(engine_->simpleString(package.get(), "n"), QString("7"));
         // A missing tag is no error.
         QCOMPARE(engine_->simpleString(package.get(), "vendor"), QString());
-        QVERIFY(presenter_.dialogs.isEmpty());
-        QVERIFY(!PyErr_Occurred());
-        PyRef timed = PyRef::steal(eval("Package({'buildtime': '1700000000'})"));
-        QCOMPARE(engine_->buildTimeOf(timed.get()), 1700000000LL);
-        QCOMPARE(engine_->buildTimeOf(package.get()), 0LL);
-        QCOMPARE(engine_->getBiArch("i686"), QString("32"));
+        QCOMPARE(engine_->buildTimeOf(package.get()), 1700000000LL);
 
-        QCOMPARE(engine_->pyString(Py_None), QString());
         PyRef unicode = PyRef::steal(eval("'gr\\u00fc\\u00dfe'"));
         QCOMPARE(engine_->pyString(unicode.get()), QString::fromUtf8("grüße"));
         QVERIFY(presenter_.dialogs.isEmpty());
         PyRef number = PyRef::steal(eval("3"));
         QCOMPARE(engine_->pyString(number.get()), QString());
         QCOMPARE(engine_->pyStringX(number.get()), QString("3"));
-        QCOMPARE(engine_->pyString(nullptr), QString());
-        QCOMPARE(presenter_.dialogs.size(), 2);
-        QCOMPARE(presenter_.dialogs[0].text, QString("Internal error: YumIO::pyString did not understand type"));
-        QCOMPARE(presenter_.dialogs[1].text, QString("Internal error: YumIO::pyString called with NULL"));
+        QCOMPARE(presenter_.dialogs.value(0).text, QString("Internal error: YumIO::pyString did not understand type"));
     }
 
     void sizeOf_data()
@@ -345,20 +266,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expression");
         QTest::addColumn<qlonglong>("size");
         QTest::addColumn<QString>("error");
-        const QString notUnderstood = "Internal error: package size not understood";
         QTest::newRow("integer") << "Package({}, 1234)" << 1234LL << "";
-        QTest::newRow("big") << "Package({}, 5000000000)" << 5000000000LL << "";
-        QTest::newRow("text") << "Package({}, '2048')" << 2048LL << "";
         // Only a conversion that sets an error number is a fault: a text without digits is 0.
         QTest::newRow("word") << "Package({}, 'lots')" << 0LL << "";
-        QTest::newRow("empty text") << "Package({}, '')" << 0LL << "";
         QTest::newRow("out of range") << "Package({}, '99999999999999999999')" << 0LL
-                                      << notUnderstood + ": 99999999999999999999";
+                                      << "Internal error: package size not understood: 99999999999999999999";
         QTest::newRow("method") << "SizeMethod(4096)" << 4096LL << "";
-        QTest::newRow("method text") << "SizeMethod('77')" << 77LL << "";
         QTest::newRow("method other") << "SizeMethod(None)" << 0LL
                                       << "Internal error: package size result not understood";
-        QTest::newRow("float") << "Package({}, 1.5)" << 0LL << notUnderstood;
     }
 
     void sizeOf()
@@ -369,31 +284,20 @@ private Q_SLOTS:
         PyRef package = PyRef::steal(eval(expression.toUtf8().constData()));
         QVERIFY(package);
         QCOMPARE(engine_->sizeOf(package.get()), size);
-        QCOMPARE(presenter_.dialogs.size(), error.isEmpty() ? 0 : 1);
-        if (!error.isEmpty())
-            QCOMPARE(presenter_.dialogs[0].text, error);
-    }
-
-    void describe_data()
-    {
-        QTest::addColumn<QString>("expression");
-        QTest::addColumn<QString>("description");
-        const QList<QPair<const char*, const char*>> rows {
-            { "12345678901", "12345678901" }, { "-3", "-3" },      { "None", "*None*" },
-            { "'hello'", "hello" },           { "b'raw'", "raw" }, { "Describable()", "described(*Obj*)" },
-            { "NoStr()", "*Obj-no-str*" },
-        };
-        for (const auto& row : rows)
-            QTest::newRow(row.first) << QString(row.first) << QString(row.second);
+        QCOMPARE(presenter_.dialogs.value(0).text, error);
     }
 
     void describe()
     {
-        QFETCH(QString, expression);
-        QFETCH(QString, description);
-        PyRef object = PyRef::steal(eval(expression.toUtf8().constData()));
-        QVERIFY(object);
-        QCOMPARE(QString(engine_->pyDescribe(object.get())), description);
+        const QList<QPair<const char*, const char*>> rows {
+            { "-3", "-3" }, { "None", "*None*" }, { "b'raw'", "raw" }, { "Describable()", "described(*Obj*)" },
+            { "NoStr()", "*Obj-no-str*" },
+        };
+        for (const auto& row : rows) {
+            PyRef object = PyRef::steal(eval(row.first));
+            QVERIFY2(object, row.first);
+            QCOMPARE(QString(engine_->pyDescribe(object.get())), QString(row.second));
+        }
         QVERIFY(!PyErr_Occurred());
     }
 
@@ -402,11 +306,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("envra");
         QTest::addColumn<QString>("fields"); // empty: not an envra
         QTest::newRow("yum with epoch") << "2:foo-1.0-3.fc9.x86_64" << "2|foo|1.0|3.fc9|x86_64";
-        QTest::newRow("yum epoch 0") << "0:bar-baz-2.1-1.noarch" << "0|bar-baz|2.1|1|noarch";
         QTest::newRow("no epoch") << "bar-baz-2.1-1.noarch" << "0|bar-baz|2.1|1|noarch";
         QTest::newRow("dnf epoch") << "foo-2:1.0-3.i686" << "2|foo|1.0|3|i686";
         QTest::newRow("dotted name") << "python3.11-libs-3.11.2-6.x86_64" << "0|python3.11-libs|3.11.2|6|x86_64";
-        for (const char* bad : { "foo-1.0-3", "foo.x86_64", "", "1:foo-2:1.0-3.i686" })
+        for (const char* bad : { "foo-1.0-3", "1:foo-2:1.0-3.i686" })
             QTest::addRow("bad '%s'", bad) << bad << "";
     }
 
@@ -420,32 +323,12 @@ private Q_SLOTS:
             QCOMPARE(QStringList({ e, n, v, r, a }).join('|'), fields);
     }
 
-    void entryTexts()
-    {
-        Package::Entry entry;
-        entry.state = Package::AvailableForUpdate;
-        entry.kind = Package::Suite;
-        QCOMPARE(engine_->getState(entry) + "|" + engine_->getKind(entry), QString("Available for update|Suite of packages"));
-        // Out of range: no text, but for an action, which says so.
-        entry.state = Package::State(7);
-        entry.kind = Package::Kind(-1);
-        QCOMPARE(engine_->getState(entry) + "|" + engine_->getKind(entry), QString("|"));
-        QCOMPARE(Package::actionText(3), QString());
-        QCOMPARE(Package::actionText(4), QString("ERROR"));
-    }
-
     void keys()
     {
-        const YumIO::EntryKey package(false, "gnome", "");
-        const YumIO::EntryKey group(true, "gnome", "");
         const YumIO::EntryKey x64(false, "glibc", "x86_64");
-        QVERIFY(package != group);
+        QVERIFY(YumIO::EntryKey(false, "gnome", "") != YumIO::EntryKey(true, "gnome", ""));
         QVERIFY(x64 != YumIO::EntryKey(false, "glibc", "i686"));
         QVERIFY(x64 == YumIO::EntryKey(false, "glibc", "x86_64"));
-        // In unsigned 32-bit arithmetic.
-        const quint32 expected = 2u * quint32(qHash(QString("glibc"))) + 4u * quint32(qHash(QString("x86_64")));
-        QCOMPARE(quint32(qHash(x64)), expected);
-        QCOMPARE(quint32(qHash(group)), quint32(qHash(package)) + 1u);
     }
 
     void chainDeletion()
@@ -482,21 +365,15 @@ private Q_SLOTS:
         const QString printed = QString::fromLatin1(buffer, int(n));
         QVERIFY(Package::Entry::extantReported());
         QCOMPARE(printed.count("Internal error: attempt to delete Package::Entry"), 1);
-        QVERIFY(printed.contains("with extant python obj"));
         QCOMPARE(Py_REFCNT(object.get()), references + 2);
     }
 
     void clearingShowsEmptyCatalogue()
     {
         Package::EntryList& list = engine_->catalogue();
-        for (const char* name : { "a", "b" }) {
-            list.append(new Package::Entry);
-            list.last()->name = name;
-        }
+        list.append(new Package::Entry);
+        list.append(new Package::Entry);
         QCOMPARE(engine_->count(), 2);
-        QCOMPARE((*engine_)[1]->name, QString("b"));
-        QCOMPARE(int(engine_->end() - engine_->begin()), 2);
-
         engine_->setClearing(true);
         QCOMPARE(engine_->count(), 0);
         QCOMPARE(engine_->begin(), engine_->end());
