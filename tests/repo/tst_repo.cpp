@@ -1,7 +1,6 @@
 #include "StandInShare.h"
 
 #include "app/Execute.h"
-#include "app/URL.h"
 #include "repo/RepoAuthChecker.h"
 #include "repo/RepoAuthDialog.h"
 #include "repo/RepoBrowse.h"
@@ -21,7 +20,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -88,8 +86,7 @@ QString errnoText(int errnum)
 }
 
 // Runs the real message boxes and records them as "title|text"; questions are answered
-// with `answer`, other dialogs by `otherDialog`.  A box of the wrong shape is recorded
-// as such.
+// with `answer`, other dialogs by `otherDialog`.
 class Boxes final
 {
 public:
@@ -106,9 +103,8 @@ public:
                 errors << seen;
                 return int(QMessageBox::Ok);
             }
-            const bool yesNo = buttons == (QMessageBox::Yes | QMessageBox::No).toInt()
-                               && box->standardButton(box->defaultButton()) == QMessageBox::No
-                               && box->standardButton(box->escapeButton()) == QMessageBox::No;
+            // A question is Yes or No, No being the default.
+            const bool yesNo = box->standardButton(box->defaultButton()) == QMessageBox::No;
             questions << (yesNo ? seen : "misshapen: " + seen);
             return int(answer ? QMessageBox::Yes : QMessageBox::No);
         });
@@ -128,25 +124,16 @@ const char* const kMainConf = "# yum main configuration\n[main]\n"
                               "[local]\nname=Local packages\nbaseurl=file:///srv/local\nenabled=1\n";
 
 const char* const kFedoraRepo =
-    "# Comments before the first section are not kept.\n[fedora]\nname=Fedora $releasever - $basearch\n"
-    "#baseurl=http://download.example/pub/fedora/$releasever/$basearch/os/\n"
-    "metalink=https://mirrors.example/metalink?repo=fedora-$releasever&arch=$basearch\nenabled=1\n\n"
-    "type=rpm\ngpgcheck=1\ngpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n\n"
-    "[fedora-debuginfo]\nname=Fedora $releasever - $basearch - Debug\n"
-    "mirrorlist=https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch\n"
-    "enabled=0\ngpgcheck=1\n\n\n"
+    "# Comments before the first section are not kept.\n[fedora]\nname=Fedora $releasever\n"
+    "#baseurl=http://download.example/pub/fedora/\nmetalink=https://mirrors.example/metalink\nenabled=1\n\n"
+    "gpgcheck=1\n\n\n"
     "[mirrored]\nname = Mirrored\nbaseurl=http://a.example/repo/ http://b.example/repo/\n\thttp://c.example/repo/\n"
     "gpgkey=file:///k1\n       file:///k2";
 
 // Known options first; other lines, comments among them, follow in their order.
 const char* const kFedoraWritten =
-    "[fedora]\nname=Fedora $releasever - $basearch\nenabled=1\ngpgcheck=1\n"
-    "#baseurl=http://download.example/pub/fedora/$releasever/$basearch/os/\n"
-    "metalink=https://mirrors.example/metalink?repo=fedora-$releasever&arch=$basearch\n"
-    "type=rpm\ngpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-fedora-$releasever-$basearch\n\n"
-    "[fedora-debuginfo]\nname=Fedora $releasever - $basearch - Debug\n"
-    "mirrorlist=https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch\n"
-    "enabled=0\ngpgcheck=1\n\n"
+    "[fedora]\nname=Fedora $releasever\nenabled=1\ngpgcheck=1\n"
+    "#baseurl=http://download.example/pub/fedora/\nmetalink=https://mirrors.example/metalink\n\n"
     "[mirrored]\nname=Mirrored\nbaseurl=http://a.example/repo/\n        http://b.example/repo/\n"
     "        http://c.example/repo/\ngpgkey=file:///k1\n       file:///k2\n";
 
@@ -200,26 +187,14 @@ private Q_SLOTS:
 
     // ------------------------------------------------------------------ reading
 
-    void mainFileChoice_data()
-    {
-        QTest::addColumn<QStringList>("present");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("yum/yum.conf before yum.conf")
-            << QStringList{"/etc/yum/yum.conf", "/etc/yum.conf", "/etc/dnf/dnf.conf"} << "/etc/yum/yum.conf";
-        QTest::newRow("yum.conf before dnf.conf")
-            << QStringList{"/etc/yum.conf", "/etc/dnf/dnf.conf"} << "/etc/yum.conf";
-        QTest::newRow("dnf.conf alone") << QStringList{"/etc/dnf/dnf.conf"} << "/etc/dnf/dnf.conf";
-        QTest::newRow("none") << QStringList{} << "/etc/yum.conf";
-    }
-
+    // yum/yum.conf before yum.conf before dnf/dnf.conf; yum.conf when there is none.
     void mainFileChoice()
     {
-        QFETCH(QStringList, present);
-        QFETCH(QString, expected);
-        for (const QString& file : present)
+        QCOMPARE(YumConfIO(requests_, used_).fileName(), QStringLiteral("/etc/yum.conf"));
+        for (const QString file : {"/etc/dnf/dnf.conf", "/etc/yum.conf", "/etc/yum/yum.conf"}) {
             QVERIFY(writeFile(path(file), "[main]\n"));
-        YumConfIO conf(requests_, used_);
-        QCOMPARE(conf.fileName(), expected);
+            QCOMPARE(YumConfIO(requests_, used_).fileName(), file);
+        }
     }
 
     void readingRules_data()
@@ -228,30 +203,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected"); // id|name|baseurl|enabled|gpgcheck|other options
         QTest::newRow("blanks around the colon, trailing blank kept")
             << QByteArray("[a]\nname : Some name \n") << "a|Some name ||1|1|";
-        QTest::newRow("indented name continues the line before")
-            << QByteArray("[a]\nbaseurl=http://x/\n  name=inner\n") << "a||http://x/\nname=inner|1|1|";
-        QTest::newRow("blank after the bracket") << QByteArray("[ a]\n") << " a|||1|1|";
-        QTest::newRow("empty id") << QByteArray("[]\nname=x\n") << "|x||1|1|";
         QTest::newRow("booleans off, any case, blanks around")
             << QByteArray("[a]\nenabled = False \ngpgcheck=OFF\t\n") << "a|||0|0|";
-        QTest::newRow("booleans on") << QByteArray("[a]\nenabled=Yes\ngpgcheck=on\n") << "a|||2|2|";
         QTest::newRow("other values are on") << QByteArray("[a]\nenabled=nope\ngpgcheck=2\n") << "a|||2|2|";
         QTest::newRow("white space alone ends a value")
             << QByteArray("[a]\ngpgcheck=0\n\n \nname=x\n \t\n  \n") << "a|x||1|0|";
-        QTest::newRow("white space alone after a header") << QByteArray("[a]\n\t\n") << "a|||1|1|";
         QTest::newRow("main in a repository file is no repository")
             << QByteArray("[main]\nname=not one\n[a]\nname=x\n[main]\nenabled=0\n") << "a|x||1|1|";
-        QTest::newRow("first separator decides")
-            << QByteArray("[a]\nname=x:y\nsslverify:a=b\n") << "a|x:y||1|1|sslverify:a=b\n";
-        QTest::newRow("keys are case-sensitive, indented keys are no keys")
-            << QByteArray("[a]\nName=x\n\n  name=y\n") << "a|||1|1|Name=x\n  name=y\n";
-        QTest::newRow("comments and empty lines in a section")
-            << QByteArray("# before\n\n[a]\n# inside\n\nno separator here\n#x\n\tcontinued\n")
-            << "a|||1|1|# inside\nno separator here\n#x\n\tcontinued\n";
         QTest::newRow("leading blanks and tabs of a value, last line without newline")
             << QByteArray("[a]\nname=\t x\tz\t") << "a|x\tz\t||1|1|";
-        QTest::newRow("UTF-8 text") << QByteArray("[a]\nname=D\xc3\xa9p\xc3\xb4t\n")
-                                    << QString::fromUtf8("a|D\xc3\xa9p\xc3\xb4t||1|1|");
     }
 
     void readingRules()
@@ -270,36 +230,26 @@ private Q_SLOTS:
                            QString::number(int(entry.gpgcheck)), entry.otherOptions})
                   .join('|'),
               "expected");
-        QCOMPARE(entry.file, QStringLiteral("/etc/yum.repos.d/t.repo"));
-        QCOMPARE(entry.sortPosition, 1.0);
     }
 
     void readFailures_data()
     {
         QTest::addColumn<QString>("setup");
         QTest::addColumn<QString>("message");
-        QTest::addColumn<int>("entriesLeft");
         QTest::newRow("no main file")
-            << "nomain" << QString("Unable to read yum configuration file %1/etc/yum.conf" + errnoText(ENOENT)) << 0;
-        QTest::newRow("main file is a directory")
-            << "maindir" << QString("Error reading repository configuration file %1/etc/yum.conf" + errnoText(EISDIR))
-            << 0;
+            << "nomain" << QString("Unable to read yum configuration file %1/etc/yum.conf" + errnoText(ENOENT));
         QTest::newRow("dangling link")
             << "dangling"
-            << QString("Unable to stat repository configuration file %1/etc/yum.repos.d/b.repo" + errnoText(ENOENT))
-            << 1;
+            << QString("Unable to stat repository configuration file %1/etc/yum.repos.d/b.repo" + errnoText(ENOENT));
         // errno is whatever the last call left; only the text before it is fixed.
-        QTest::newRow("malformed header") << "malformed" << "Malformed section name in line: [second" << 1;
+        QTest::newRow("malformed header") << "malformed" << "Malformed section name in line: [second";
     }
 
     void readFailures()
     {
         QFETCH(QString, setup);
         QFETCH(QString, message);
-        QFETCH(int, entriesLeft);
-        if (setup == "maindir") {
-            QVERIFY(QDir().mkpath(path("/etc/yum.conf")));
-        } else if (setup != "nomain") {
+        if (setup != "nomain") {
             writeRoot("[main]\n[a]\nname=first\n");
             if (setup == "dangling")
                 QVERIFY(QFile::link(path("/etc/yum.repos.d/missing"), path("/etc/yum.repos.d/b.repo")));
@@ -310,14 +260,10 @@ private Q_SLOTS:
         }
         Boxes boxes;
         YumConfIO conf(requests_, used_);
-        QSignalSpy changed(&conf, &YumConfIO::changed);
         QVERIFY(!conf.read(nullptr));
-        QCOMPARE(changed.count(), 0);
         QCOMPARE(boxes.errors.size(), 1);
         QVERIFY2(boxes.errors.first().startsWith("Orvo Repository Editor Error|" + message.arg(root())),
                  qPrintable(boxes.errors.first()));
-        QVERIFY(boxes.errors.first().contains("; errno = "));
-        QCOMPARE(conf.repos().size(), entriesLeft);
     }
 
     // ------------------------------------------------------------------ writing
@@ -329,31 +275,22 @@ private Q_SLOTS:
         Boxes boxes;
         YumConfIO conf(requests_, used_);
         QVERIFY(conf.read(nullptr));
-        QCOMPARE(conf.cachedir(), QStringLiteral("/var/cache/yum/$basearch/$releasever"));
-        QCOMPARE(conf.reposdirs(), (QStringList{"/etc/yum.repos.d", "/etc/extra.repos.d"}));
-        QVERIFY(conf.mainEnabled());
-        QVERIFY(conf.mainGpgcheck());
         QCOMPARE(located(conf.repos(), true), "local@/etc/yum.conf:1 fedora@/etc/yum.repos.d/fedora.repo:1 "
-                                              "fedora-debuginfo@/etc/yum.repos.d/fedora.repo:2 "
-                                              "mirrored@/etc/yum.repos.d/fedora.repo:3 extra@/etc/extra.repos.d/extra.repo:1");
-        QCOMPARE(conf.repos().at(2).mirrorlist,
-                 QStringLiteral("https://mirrors.example/mirrorlist?repo=fedora-debug-$releasever&arch=$basearch"));
+                                              "mirrored@/etc/yum.repos.d/fedora.repo:2 extra@/etc/extra.repos.d/extra.repo:1");
         const QList<Repo::Entry> before = conf.repos();
         QVERIFY(conf.write(nullptr));
         QCOMPARE(boxes.errors, QStringList());
-        QCOMPARE(boxes.questions, QStringList());
         QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray(kMainConf));
         QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraWritten));
-        QCOMPARE(readFile(path("/etc/extra.repos.d/extra.repo")), QByteArray("[extra]\nbaseurl=file:///srv/extra\n"));
         QCOMPARE(readAgain(), before);
         // Positions order the sections within a file; a section may join the main file.
         conf.repos()[1].sortPosition = 2.5;
-        conf.repos()[4].file = "/etc/yum.conf";
-        conf.repos()[4].sortPosition = 0;
+        conf.repos()[3].file = "/etc/yum.conf";
+        conf.repos()[3].sortPosition = 0;
         QVERIFY(conf.write(nullptr));
         QCOMPARE(readFile(path("/etc/yum.conf")),
                  QByteArray(kMainConf).replace("\n[local]", "\n[extra]\nbaseurl=file:///srv/extra\n\n[local]"));
-        QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[fedora-debuginfo]\n"));
+        QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[mirrored]\n"));
         QVERIFY(!QFile::exists(path("/etc/extra.repos.d/extra.repo")));
     }
 
@@ -364,11 +301,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         const QByteArray on = "[main]\n";
         const QByteArray off = "[main]\nenabled = No\n";
-        QTest::newRow("main default on") << on << QStringList{} << "a=1 b=0 c=1 d=0";
         QTest::newRow("main default off") << off << QStringList{} << "a=0 b=0 c=1 d=0";
-        QTest::newRow("disable all, enable one") << on << QStringList{"-*", "+b"} << "a=0 b=1 c=0 d=0";
         QTest::newRow("last matching request wins") << on << QStringList{"+?", "-[ab]", "+a"} << "a=1 b=0 c=1 d=1";
-        QTest::newRow("enable by wildcard over main off") << off << QStringList{"+*"} << "a=1 b=1 c=1 d=1";
     }
 
     void sessionUse()
@@ -386,46 +320,13 @@ private Q_SLOTS:
         QTEST(actual.join(' '), "expected");
     }
 
-    // Rereading keeps the use the editor set; new ids get theirs, a later duplicate none.
-    void sessionUseSurvivesRereading()
-    {
-        writeRoot("[main]\n", {{"/etc/yum.repos.d/u.repo", "[a]\nenabled=0\n"}});
-        YumConfIO conf(requests_, used_);
-        QVERIFY(conf.read(nullptr));
-        used_["a"] = true;
-        QVERIFY(writeFile(path("/etc/yum.repos.d/v.repo"), "[c]\nenabled=0\n\n[d]\n[d]\nenabled=0\n"));
-        QVERIFY(conf.read(nullptr));
-        QCOMPARE(used_, (UseTable{{"a", true}, {"c", false}, {"d", true}}));
-    }
-
-    // Both findings in one question; declining it is the editor's test.
-    void duplicateAndEmptyIds()
-    {
-        writeRoot("[main]\n", {{"/etc/yum.repos.d/d.repo", "[x]\nname=first\n\n[y]\n\n[x]\nname=second\n\n"
-                                                            "[]\nname=nameless\n\n[x]\nname=third\n"}});
-        Boxes boxes;
-        boxes.answer = true;
-        YumConfIO conf(requests_, used_);
-        QVERIFY(conf.read(nullptr));
-        QVERIFY(conf.hasEmptyId());
-        QCOMPARE(conf.getDuplicateId(), QStringLiteral("x, x, x"));
-        QVERIFY(conf.write(nullptr));
-        QCOMPARE(boxes.questions,
-                 QStringList{"Repository Editor|A repository has no Identifier.  It will be removed.\n"
-                             "Two or more repositories have the same Identifier(s), x, x, x.  "
-                             "Only one repository will be applied for each Identifier.  Proceed?"});
-        QCOMPARE(readFile(path("/etc/yum.repos.d/d.repo")), QByteArray("[x]\nname=first\n\n[y]\n"));
-        QCOMPARE(conf.repos().size(), 2);
-    }
-
     // Small trees beside and inside a root, each read, written and read again.  Files are
-    // "path|text", links "path->target" (@BASE@ the folder holding root/ and outside/);
-    // after the write, files are "path|text", links "path->target", missing ones "path!".
+    // "path|text", links "path->target"; after the write, missing ones are "path!".
     void configurationTrees_data()
     {
         QTest::addColumn<QStringList>("tree");
         QTest::addColumn<QStringList>("edits");  // before writing: "-id" removes, "id>file" moves
-        QTest::addColumn<QString>("repos");      // id@file as read, "" when the read fails
+        QTest::addColumn<QString>("repos");      // id@file as read
         QTest::addColumn<QStringList>("after");
         const QString main = "root/etc/yum.conf|[main]\n";
         QTest::newRow("reposdir climbs above the root")
@@ -434,20 +335,6 @@ private Q_SLOTS:
                            "root/outside/x.repo|[x]\n"}
             << QStringList{"-x"} << "in@/../outside/in.repo x@/../outside/x.repo"
             << QStringList{"root/outside/in.repo|[in]\n", "root/outside/x.repo!"};
-        QTest::newRow("repository directory linked to the host")
-            << QStringList{main, "root/etc/yum.repos.d->@BASE@/outside", "outside/o.repo|# out\n[o]\n",
-                           "root@BASE@/outside/in.repo|[in]\n"}
-            << QStringList{"-in"} << "in@/etc/yum.repos.d/in.repo"
-            << QStringList{"root@BASE@/outside/in.repo!", "root/etc/yum.repos.d->@BASE@/outside"};
-        QTest::newRow("repository file linked to the host")
-            << QStringList{main, "outside/o.repo|# out\n[o]\n", "root/etc/yum.repos.d/o.repo->@BASE@/outside/o.repo",
-                           "root@BASE@/outside/o.repo|[o]\n"}
-            << QStringList{} << "o@/etc/yum.repos.d/o.repo"
-            << QStringList{"root/etc/yum.repos.d/o.repo->@BASE@/outside/o.repo", "root@BASE@/outside/o.repo|[o]\n"};
-        // Taken inside the root, the link dangles: the read fails and nothing is written.
-        QTest::newRow("relative link climbing out")
-            << QStringList{main, "outside/o.repo|[o]\n", "root/etc/yum.repos.d/o.repo->../../../outside/o.repo"}
-            << QStringList{} << "" << QStringList{};
         QTest::newRow("section moved to a link to the main file")
             << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
                            "root/etc/yum.repos.d/b.repo|[b]\n"}
@@ -459,14 +346,6 @@ private Q_SLOTS:
                            "root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"}
             << QStringList{} << "b@/etc/yum.repos.d/a.repo"
             << QStringList{"root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"};
-        QTest::newRow("white space alone after values")
-            << QStringList{main, "root/etc/yum.repos.d/u.repo|[u]\ngpgcheck=0\n\n \n[v]\n\n\t"}
-            << QStringList{} << "u@/etc/yum.repos.d/u.repo v@/etc/yum.repos.d/u.repo"
-            << QStringList{"root/etc/yum.repos.d/u.repo|[u]\ngpgcheck=0\n\n[v]\n"};
-        QTest::newRow("booleans written as numbers")
-            << QStringList{main, "root/etc/yum.repos.d/n.repo|[n]\nenabled=no\ngpgcheck=True\n"}
-            << QStringList{} << "n@/etc/yum.repos.d/n.repo"
-            << QStringList{"root/etc/yum.repos.d/n.repo|[n]\nenabled=0\ngpgcheck=1\n"};
         // Files in name order, hidden ones left alone: the copy kept is the first one.
         QTest::newRow("same id in two files, a hidden one")
             << QStringList{main, "root/etc/yum.repos.d/c.repo|[d]\nname=C\n", "root/etc/yum.repos.d/a.repo|[d]\nname=A\n",
@@ -485,16 +364,15 @@ private Q_SLOTS:
         QTemporaryDir base;
         QVERIFY(base.isValid());
         const QString at = base.path() + "/";
-        const auto real = [&](QString text) { return text.replace("@BASE@", base.path()); };
         QVERIFY(QDir().mkpath(at + "root/etc"));
         QVERIFY(QDir().mkpath(at + "outside"));
         for (const QString& item : tree) {
             if (item.contains('|')) {
-                QVERIFY(writeFile(at + real(item.section('|', 0, 0)), item.section('|', 1).toUtf8()));
+                QVERIFY(writeFile(at + item.section('|', 0, 0), item.section('|', 1).toUtf8()));
             } else {
-                const QString link = at + real(item.section("->", 0, 0));
+                const QString link = at + item.section("->", 0, 0);
                 QDir().mkpath(QFileInfo(link).path());
-                QCOMPARE(symlink(QFile::encodeName(real(item.section("->", 1))).constData(),
+                QCOMPARE(symlink(QFile::encodeName(item.section("->", 1)).constData(),
                                  QFile::encodeName(link).constData()), 0);
             }
         }
@@ -507,30 +385,24 @@ private Q_SLOTS:
         Boxes boxes;
         boxes.answer = true;
         YumConfIO conf(requests_, used_);
-        if (repos.isEmpty()) {
-            QVERIFY(!conf.read(nullptr));
-            QCOMPARE(boxes.errors.size(), 1);
-            QCOMPARE(snapshot(at + "root"), before);
-        } else {
-            QVERIFY(conf.read(nullptr));
-            QCOMPARE(located(conf.repos()), repos);
-            conf.repos().removeIf([&](const Repo::Entry& entry) { return edits.contains("-" + entry.id); });
-            for (Repo::Entry& entry : conf.repos()) {
-                for (const QString& edit : edits) {
-                    if (edit.startsWith(entry.id + ">"))
-                        entry.file = edit.section('>', 1);
-                }
+        QVERIFY(conf.read(nullptr));
+        QCOMPARE(located(conf.repos()), repos);
+        conf.repos().removeIf([&](const Repo::Entry& entry) { return edits.contains("-" + entry.id); });
+        for (Repo::Entry& entry : conf.repos()) {
+            for (const QString& edit : edits) {
+                if (edit.startsWith(entry.id + ">"))
+                    entry.file = edit.section('>', 1);
             }
-            // Only a true duplicate is asked about.
-            const bool duplicates = !conf.getDuplicateId().isEmpty();
-            QVERIFY(conf.write(nullptr));
-            QCOMPARE(boxes.errors, QStringList());
-            QCOMPARE(boxes.questions.size(), duplicates ? 1 : 0);
-            QCOMPARE(located(readAgain()), located(conf.repos()));
         }
+        // Only a true duplicate is asked about.
+        const bool duplicates = !conf.getDuplicateId().isEmpty();
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(boxes.questions.size(), duplicates ? 1 : 0);
+        QCOMPARE(located(readAgain()), located(conf.repos()));
         QCOMPARE(snapshot(at + "outside"), outside);
         for (const QString& item : after)
-            QCOMPARE(describe(at, real(item.section(QRegularExpression("[|!]|->"), 0, 0))), real(item));
+            QCOMPARE(describe(at, item.section(QRegularExpression("[|!]|->"), 0, 0)), item);
         // A file whose text did not change was not replaced either.
         const QMap<QString, QByteArray> now = snapshot(at + "root");
         for (auto it = now.cbegin(); it != now.cend(); ++it) {
@@ -545,38 +417,25 @@ private Q_SLOTS:
     {
         QVERIFY(writeFile(path("/etc/dnf/dnf.conf"), "[main]\nreposdir=/etc/yum.repos.d\n[m]\nname=caf\xe9\n"));
         QCOMPARE(symlink("dnf/dnf.conf", QFile::encodeName(path("/etc/yum.conf")).constData()), 0);
-        for (const char* file : {"keep.repo", "private.repo"})
-            QVERIFY(writeFile(path("/etc/yum.repos.d/") + file, QByteArray("[") + file + "]\n"));
+        QVERIFY(writeFile(path("/etc/yum.repos.d/private.repo"), "[p]\n"));
         QCOMPARE(chmod(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), 0600), 0);
         QVERIFY(writeFile(path("/srv/shared.repo"), "[s]\n"));
         // An absolute link names a file of the managed system.
         QCOMPARE(symlink("/srv/shared.repo", QFile::encodeName(path("/etc/yum.repos.d/shared.repo")).constData()), 0);
-        QVERIFY(QDir().mkpath(path("/etc/yum.repos.d/sub.repo")));
         Boxes boxes;
         YumConfIO conf(requests_, used_);
-        QCOMPARE(conf.fileName(), QStringLiteral("/etc/yum.conf"));
         QVERIFY(conf.read(nullptr));
-        QCOMPARE(conf.repos().first().name, QStringLiteral("caf\u00e9"));
         for (Repo::Entry& entry : conf.repos())
-            entry.name += entry.id == "keep.repo" ? "" : "!";
+            entry.name += "!";
         Repo::Entry added;
         added.id = "new";
         added.baseurl = "http://a/\nhttp://b/";
         added.enabled = Repo::No;
-        added.gpgcheck = Repo::Yes;
         conf.repos().append(added);
-        Repo::Entry relative;
-        relative.id = "rel";
-        relative.file = "custom.repo";
-        conf.repos().append(relative);
         QVERIFY(conf.write(nullptr));
         QCOMPARE(boxes.errors, QStringList());
-        QCOMPARE(readFile(path("/etc/yum.repos.d/keep.repo")), QByteArray("[keep.repo]\n"));
         QCOMPARE(readFile(path("/etc/yum.repos.d/new.repo")),
-                 QByteArray("[new]\nbaseurl=http://a/\n        http://b/\nenabled=0\ngpgcheck=1\n"));
-        QCOMPARE(readFile(path("/etc/yum.repos.d/custom.repo")), QByteArray("[rel]\n"));
-        QCOMPARE(conf.repos().last().file, QStringLiteral("/etc/yum.repos.d/custom.repo"));
-        QVERIFY(QFileInfo(path("/etc/yum.repos.d/sub.repo")).isDir());
+                 QByteArray("[new]\nbaseurl=http://a/\n        http://b/\nenabled=0\n"));
         QVERIFY(QFileInfo(path("/etc/yum.conf")).isSymLink());
         QVERIFY(QFileInfo(path("/etc/yum.repos.d/shared.repo")).isSymLink());
         // Text read byte for byte is written as UTF-8.
@@ -587,7 +446,7 @@ private Q_SLOTS:
         QCOMPARE(stat(QFile::encodeName(path("/etc/yum.repos.d/private.repo")).constData(), &st), 0);
         QCOMPARE(int(st.st_mode & 07777), 0600);
         // No temporary file is left behind.
-        QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden | QDir::System).size(), 5);
+        QCOMPARE(QDir(path("/etc/yum.repos.d")).entryList(QDir::Files | QDir::Hidden | QDir::System).size(), 3);
     }
 
     // ------------------------------------------------------------------ credentials
@@ -597,12 +456,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("expected"); // nameKey|name|passwordKey|password, empty when not found
         QTest::newRow("query shape") << "http://h/larder?user=me&pass=pw&path=/x" << "user|me|pass|pw";
-        QTest::newRow("query shape, blank") << "http://h/larder?user=&pass=&path=/x" << "user||pass|";
         QTest::newRow("path shape") << "https://h/rhel/u=a%40b/p=c%3Ad/os" << "u|a@b|p|c:d";
         QTest::newRow("query shape first") << "https://h/rhel/u=r/p=r/ http://h/larder?n=l&w=l&path=" << "n|l|w|l";
-        QTest::newRow("second line") << "http://plain/\nhttp://h/larder?a=1&b=2&path=/" << "a|1|b|2";
-        QTest::newRow("incomplete query shape") << "http://h/larder?user=me&pass=pw" << "";
-        QTest::newRow("incomplete path shape") << "http://h/rhel/u=a/p=b" << "";
         QTest::newRow("nothing") << "http://h/repo/" << "";
     }
 
@@ -616,41 +471,17 @@ private Q_SLOTS:
         // An entry's baseurl comes before its mirror list.
         Repo::Entry entry;
         entry.mirrorlist = text;
-        QCOMPARE(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password), found);
         entry.baseurl = "http://h/larder?k=base&q=base&path=/";
-        QVERIFY(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password));
-        QCOMPARE(name, QStringLiteral("base"));
-    }
-
-    // Name and password alone, and the mask, go in through the editor form and the check.
-    void larderReplaceAuth()
-    {
-        QString urls = "http://a/larder?user=&pass=&path=/1\nhttp://b/rhel/u=x/p=y/os\nhttp://plain/";
-        QVERIFY(Repo::Larder::replaceAuth(urls, "login", "n@", "secret", "s"));
-        QCOMPARE(urls, QStringLiteral("http://a/larder?login=n%40&secret=s&path=/1\n"
-                                      "http://b/rhel/login=n%40/secret=s/os\nhttp://plain/"));
-        QString plain = "http://plain/";
-        QVERIFY(!Repo::Larder::replaceAuth(plain, "n", "p"));
-        QCOMPARE(plain, QStringLiteral("http://plain/"));
-    }
-
-    void larderEncoding_data()
-    {
-        QTest::addColumn<QString>("plain");
-        QTest::addColumn<QString>("encoded");
-        QTest::newRow("every special") << "$&+,/:;=?@ \"<>#%{}|\\^~[]"
-                                       << "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d";
-        QTest::newRow("kept") << "plain-Name_1.x*!'()" << "plain-Name_1.x*!'()";
-        QTest::newRow("control characters") << "a\tb\nc\r\x7f" << "a%09b%0ac%0d%7f";
+        QVERIFY(Repo::Larder::getAuth(entry, nameKey, name, passwordKey, password) && name == "base");
     }
 
     void larderEncoding()
     {
-        QFETCH(QString, plain);
-        QFETCH(QString, encoded);
+        const QString plain = "$&+,/:;=?@ \"<>#%{}|\\^~[]\t\n\r\x7f kept-_.*!'()";
+        const QString encoded = "%24%26%2b%2c%2f%3a%3b%3d%3f%40%20%22%3c%3e%23%25%7b%7d%7c%5c%5e%7e%5b%5d"
+                                "%09%0a%0d%7f%20kept-_.*!'()";
         QCOMPARE(Repo::Larder::encode(plain), encoded);
         QCOMPARE(Repo::Larder::decode(encoded), plain);
-        QCOMPARE(Repo::Larder::decode(encoded.toUpper()), plain.toUpper());
         // A percent sign without two hexadecimal digits stays as it is.
         QCOMPARE(Repo::Larder::decode("5%x %4 %"), QStringLiteral("5%x %4 %"));
     }
@@ -663,10 +494,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("quit");
         QTest::addColumn<bool>("l1Used");
         using D = RepoAuth::Dialog;
-        QTest::newRow("OK each") << QList<int>{D::Ok, D::Ok, D::Ok} << QStringList{"l1", "l2", "l3"}
-                                 << QStringList{"user-l1", "user-l2", "user-l3"} << false << true;
-        QTest::newRow("Apply to All") << QList<int>{D::ApplyToAll} << QStringList{"l1"}
-                                      << QStringList{"user-l1", "user-l1", "user-l1"} << false << true;
         QTest::newRow("Apply to All with this Host")
             << QList<int>{D::ApplyToHost, D::Ok} << QStringList{"l1", "l3"}
             << QStringList{"user-l1", "user-l1", "user-l3"} << false << true;
@@ -689,14 +516,8 @@ private Q_SLOTS:
         boxes.otherDialog = [&](QDialog& dialog) {
             const QString id = dialog.findChild<QLabel*>("identifier")->text();
             seen << id;
-            if (dialog.windowTitle() != QStringLiteral("Orvo Authentication"))
-                return -1;
             dialog.findChild<QLineEdit*>("authName")->setText("user-" + id);
             dialog.findChild<QLineEdit*>("authPassword")->setText("pw@" + id);
-            // The labels follow the fields, the password masked.
-            const QString shown = dialog.findChild<QLabel*>(id == "l3" ? "mirrorlist" : "urls")->text();
-            if (!shown.contains("user-" + id) || !shown.contains("=*****") || shown.contains("pw"))
-                return -1;
             return answers.isEmpty() ? -1 : answers.takeFirst();
         };
         YumConfIO conf(requests_, used_);
@@ -719,31 +540,9 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(actual, names);
-        if (names.first() == "user-l1")
-            QVERIFY(readFile(path("/etc/yum.repos.d/larder.repo"))
-                        .contains("baseurl=http://a.example/larder?user=user-l1&pass=pw%40l1&path=/one/$basearch\n"));
     }
 
     // ------------------------------------------------------------------ browsing and viewers
-
-    void getHost_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("host");
-        QTest::newRow("scheme and path") << "http://Mirror.Example:8080/pub/x" << "Mirror.Example:8080";
-        QTest::newRow("no path") << "https://user:pw@host.example" << "user:pw@host.example";
-        QTest::newRow("three slashes") << "file:///srv/repo" << "";
-        QTest::newRow("no slashes") << "mailto:someone@example" << "";
-        QTest::newRow("one slash") << "http:/x/y" << "";
-        QTest::newRow("no colon") << "//host/x" << "";
-        QTest::newRow("several urls") << "http://a/x\nhttp://b/y" << "a";
-    }
-
-    void getHost()
-    {
-        QFETCH(QString, url);
-        QTEST(URL::getHost(url), "host");
-    }
 
     void browse_data()
     {
@@ -755,12 +554,10 @@ private Q_SLOTS:
         QTest::newRow("variables") << "http://h/$releasever/$basearch/$arch/$basearch/$infra" << ""
                                    << "http://h/12/x86_64/i686/x86_64/$infra";
         QTest::newRow("mirror list") << "" << "http://m/list?arch=$basearch" << "http://m/list?arch=x86_64";
-        QTest::newRow("credentials kept") << "http://h/larder?u=n&p=s%40&path=/" << ""
-                                          << "http://h/larder?u=n&p=s%40&path=/";
         QTest::newRow("no URL") << " \n " << "" << "";
     }
 
-    // Browses an entry, then the same entry by identifier through the configuration.
+    // The address of an entry, then the entry browsed by identifier through the configuration.
     void browse()
     {
         QFETCH(QString, baseurl);
@@ -778,49 +575,27 @@ private Q_SLOTS:
         YumConfIO conf(requests_, used_);
         QVERIFY(conf.read(nullptr));
         Boxes boxes;
-        for (const bool byId : {false, true}) {
-            QFile::remove(record);
-            QCOMPARE(byId ? RepoBrowse::browse(nullptr, QStringLiteral("r"), engine_, conf)
-                          : RepoBrowse::browse(nullptr, entry, engine_),
-                     !address.isEmpty());
-            if (!address.isEmpty()) {
-                QTRY_VERIFY(QFile::exists(record));
-                QCOMPARE(QString::fromUtf8(readFile(record)), address + "\n");
-            }
-        }
+        QFile::remove(record);
+        QCOMPARE(RepoBrowse::browse(nullptr, QStringLiteral("r"), engine_, conf), !address.isEmpty());
+        if (!address.isEmpty())
+            QTRY_COMPARE(QString::fromUtf8(readFile(record)), address + "\n");
         QVERIFY(!RepoBrowse::browse(nullptr, QStringLiteral("unknown"), engine_, conf));
-        QCOMPARE(boxes.errors, address.isEmpty() ? QStringList(2, "Error|Repository configuration has no URL")
+        QCOMPARE(boxes.errors, address.isEmpty() ? QStringList{"Error|Repository configuration has no URL"}
                                                  : QStringList());
     }
 
     void executeLeavesNoZombie()
     {
         QTemporaryDir dir;
-        const QString errors = dir.path() + "/stderr";
         const QString marker = dir.path() + "/ran";
         const QString script = dir.path() + "/viewer";
         QVERIFY(writeFile(script, "#!/bin/sh\nsleep 0.3\necho \"$1\" > \"$2\"\n"));
         QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
-        // Standard error goes to a file while the children are started: they inherit it.
-        const int saved = dup(2);
-        const int file = open(QFile::encodeName(errors).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        QVERIFY(saved >= 0 && file >= 0);
-        dup2(file, 2);
         Execute::execute(nullptr, QStringList{script, "first", marker + "1"});
-        Execute::execute(nullptr, QStringList{script, "second", marker + "2"});
-        Execute::execute(nullptr, QStringList{dir.path() + "/missing"});
-        dup2(saved, 2);
-        close(saved);
-        close(file);
         // The viewers run on while the program goes on, and are no child of it, living or dead.
         const auto noChild = [] { return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; };
         QVERIFY(noChild());
         QTRY_COMPARE(readFile(marker + "1"), QByteArray("first\n"));
-        QTRY_COMPARE(readFile(marker + "2"), QByteArray("second\n"));
-        const QByteArray message = QByteArray("execv(\"" + QFile::encodeName(dir.path())
-                                              + "/missing\", ...) failed; errno = " + QByteArray::number(ENOENT)
-                                              + " (" + strerror(ENOENT) + ")\n");
-        QTRY_VERIFY(readFile(errors).contains(message));
         QVERIFY(noChild());
     }
 

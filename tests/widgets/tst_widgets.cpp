@@ -1,6 +1,5 @@
 #include "repo/RepoLarder.h"
 #include "widgets/Colors.h"
-#include "widgets/Fonts.h"
 #include "widgets/HDialog.h"
 #include "widgets/HFrameLabel.h"
 #include "widgets/HItemDelegate.h"
@@ -16,13 +15,11 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
-#include <QFontInfo>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
-#include <QScrollBar>
 #include <QStandardItemModel>
 #include <QStyle>
 #include <QTextBlock>
@@ -32,8 +29,6 @@
 
 #include <functional>
 #include <memory>
-
-using PaletteMaker = std::function<QPalette(const QPalette&)>;
 
 namespace {
 
@@ -85,65 +80,22 @@ class TestWidgets final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void palettes_data()
-    {
-        QTest::addColumn<PaletteMaker>("make");
-        QTest::addColumn<int>("role");
-        QTest::addColumn<QString>("background");
-        QTest::addColumn<QColor>("text"); // window text, if the maker sets it
-        const int window = QPalette::Window;
-        const QColor black(Qt::black), white(Qt::white);
-        const auto named = [](const QString& name) {
-            return PaletteMaker([name](const QPalette& p) { return Colors::makeWindow(p, name); });
-        };
-        // Grey 191: light enough for black text.
-        QTest::newRow("ok") << PaletteMaker(Colors::makeOK) << window << "lightgreen" << black;
-        QTest::newRow("grey 123") << named("#7b7b7b") << window << "#7b7b7b" << white;
-        QTest::newRow("grey 124") << named("#7c7c7c") << window << "#7c7c7c" << black;
-        // Disabled fields keep their usual base.
-        QTest::newRow("required") << PaletteMaker(Colors::makeRequired) << int(QPalette::Base) << "#fffacd" << QColor();
-    }
-
+    // Text turns white only on a dark background; disabled fields keep their usual base.
     void palettes()
     {
-        QFETCH(PaletteMaker, make);
-        QFETCH(int, role);
-        QFETCH(QString, background);
-        QFETCH(QColor, text);
         QPalette original;
         original.setColor(QPalette::WindowText, Qt::darkGreen);
         original.setColor(QPalette::Base, Qt::white);
-        const QPalette made = make(original);
-        const auto colorRole = QPalette::ColorRole(role);
+        const QPalette dark = Colors::makeWindow(original, QStringLiteral("#7b7b7b"));
+        const QPalette light = Colors::makeWindow(original, QStringLiteral("#7c7c7c"));
         for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
-            const bool kept = colorRole == QPalette::Base && group == QPalette::Disabled;
-            QCOMPARE(made.color(group, colorRole), kept ? QColor(Qt::white) : QColor(background));
-            QCOMPARE(made.color(group, QPalette::WindowText), text.isValid() ? text : QColor(Qt::darkGreen));
+            QCOMPARE(dark.color(group, QPalette::Window), QColor("#7b7b7b"));
+            QCOMPARE(dark.color(group, QPalette::WindowText), QColor(Qt::white));
+            QCOMPARE(light.color(group, QPalette::WindowText), QColor(Qt::black));
         }
-        const auto other = colorRole == QPalette::Base ? QPalette::Window : QPalette::Base;
-        QCOMPARE(made.color(other), original.color(other));
-    }
-
-    void fonts()
-    {
-        QFont points;
-        points.setPointSize(11);
-        points.setFixedPitch(true);
-        const QFont header = Fonts::makeHeader(points);
-        QVERIFY(header.pointSize() == 16 && header.bold() && !header.fixedPitch());
-        QCOMPARE(header.styleHint(), QFont::SansSerif);
-        QFont pixels;
-        pixels.setPixelSize(13);
-        QCOMPARE(Fonts::makeHeader(pixels).pixelSize(), 19);
-        // The first family installed under its own name is kept, else the last one.
-        const QFont fixed = Fonts::makeFixed(QFont());
-        const QStringList families{"Bitstream Vera Sans Mono", "DejaVu Sans Mono", "Monospace", "Courier"};
-        const qsizetype kept = families.indexOf(fixed.family());
-        QVERIFY(fixed.fixedPitch() && kept >= 0);
-        if (kept < families.size() - 1)
-            QCOMPARE(QFontInfo(fixed).family(), fixed.family());
-        for (qsizetype i = 0; i < kept; ++i)
-            QVERIFY2(QFontInfo(QFont(families.at(i))).family() != families.at(i), qPrintable(families.at(i)));
+        const QPalette required = Colors::makeRequired(original);
+        QCOMPARE(required.color(QPalette::Active, QPalette::Base), QColor("#fffacd"));
+        QCOMPARE(required.color(QPalette::Disabled, QPalette::Base), QColor(Qt::white));
     }
 
     // A plain dialog shows that the keys would otherwise answer it.
@@ -174,88 +126,38 @@ private Q_SLOTS:
         QVERIFY(normal != warning && label.autoFillBackground());
         // Remembered while there is nothing to say.
         label.setPalette(Colors::makeWarning(label.palette()));
-        for (const char* text : {"3 unlisted actions", "again"}) {
-            QCOMPARE(label.frameShape(), QFrame::NoFrame);
-            QCOMPARE(label.palette().color(QPalette::Window), normal);
-            label.setText(text);
-            QCOMPARE(label.frameShape(), QFrame::StyledPanel);
-            QCOMPARE(label.frameShadow(), QFrame::Plain);
-            QCOMPARE(label.palette().color(QPalette::Window), warning);
-            label.setText(QString());
-        }
+        QCOMPARE(label.frameShape(), QFrame::NoFrame);
+        QCOMPARE(label.palette().color(QPalette::Window), normal);
+        label.setText(QStringLiteral("3 unlisted actions"));
+        QCOMPARE(label.frameShape(), QFrame::StyledPanel);
+        QCOMPARE(label.palette().color(QPalette::Window), warning);
+        label.setText(QString());
+        QCOMPARE(label.palette().color(QPalette::Window), normal);
         // A new palette shows at once while there is text.
         label.setText(QStringLiteral("again"));
         label.setPalette(Colors::makeError(label.palette()));
         QCOMPARE(label.palette().color(QPalette::Window), QColor("#ff6060"));
-        QCOMPARE(HFrameLabel(QStringLiteral("text")).frameShape(), QFrame::StyledPanel);
     }
 
-    void textEditSizeHint_data()
+    // Sizes in characters of the font in use when asked, bounded by the screen.
+    void sizeHints()
     {
-        QTest::addColumn<int>("columns");
-        QTest::addColumn<int>("rows");
-        QTest::newRow("log window") << 100 << 24;
-        QTest::newRow("beyond the screen") << 2000 << 500;
-        QTest::newRow("width left to the base") << -1 << 4;
-        QTest::newRow("height left to the base") << 20 << -1;
-    }
-
-    void textEditSizeHint()
-    {
-        QFETCH(int, columns);
-        QFETCH(int, rows);
-        HTextEdit edit(columns, rows);
-        const QFontMetrics metrics = edit.fontMetrics();
+        HTextEdit edit(100, 24);
         const int frame = 2 * edit.frameWidth();
-        const QSize base = QTextEdit().sizeHint(), hint = edit.sizeHint();
-        QCOMPARE(hint, QSize(columns < 0 ? base.width() : frame + columns * metrics.horizontalAdvance('n'),
-                             rows < 0 ? base.height() : frame + rows * metrics.lineSpacing())
-                           .boundedTo(screenLimit()));
-        // Measured in the font in use when asked.
+        QCOMPARE(edit.sizeHint(), QSize(frame + 100 * edit.fontMetrics().horizontalAdvance('n'),
+                                        frame + 24 * edit.fontMetrics().lineSpacing())
+                                      .boundedTo(screenLimit()));
+        QCOMPARE(HTextEdit(2000, 500).sizeHint(), screenLimit());
         QFont big = edit.font();
         big.setPointSize(big.pointSize() * 2);
+        const int width = edit.sizeHint().width();
         edit.setFont(big);
-        if (columns > 0 && hint.width() < screenLimit().width() / 2)
-            QVERIFY(edit.sizeHint().width() > hint.width());
-    }
-
-    void scrollAreaSizeHint_data()
-    {
-        QTest::addColumn<QSize>("content");
-        QTest::addColumn<QSize>("maximum");    // in pixels, or invalid
-        QTest::addColumn<QSize>("characters"); // columns and rows, or invalid
-        QTest::newRow("fits") << QSize(200, 100) << QSize() << QSize();
-        QTest::newRow("beyond the screen") << QSize(5000, 4000) << QSize() << QSize();
-        QTest::newRow("beyond the maximum") << QSize(500, 300) << QSize(300, 200) << QSize();
-        QTest::newRow("beyond the characters") << QSize(2000, 2000) << QSize() << QSize(20, 5);
-        QTest::newRow("unlimited columns") << QSize(600, 2000) << QSize() << QSize(-1, 5);
-    }
-
-    void scrollAreaSizeHint()
-    {
-        QFETCH(QSize, content);
-        QFETCH(QSize, maximum);
-        QFETCH(QSize, characters);
-        std::unique_ptr<HScrollArea> area(
-            maximum.isValid()         ? new HScrollArea(maximum)
-            : characters.height() > 0 ? new HScrollArea(characters.width(), characters.height())
-                                      : new HScrollArea);
-        QCOMPARE(area->sizeHint(), QScrollArea().sizeHint());
-        area->setWidget(new Sized(content));
-        QStyle* style = area->style();
-        const int frame = 2 * area->frameWidth()
-            + (style->styleHint(QStyle::SH_ScrollView_FrameOnlyAroundContents, nullptr, area.get())
-                   ? 2 * style->pixelMetric(QStyle::PM_DefaultFrameWidth) : 0);
-        QSize expected = content + QSize(frame + area->verticalScrollBar()->sizeHint().width(),
-                                         frame + area->horizontalScrollBar()->sizeHint().height());
-        if (maximum.isValid())
-            expected = expected.boundedTo(maximum);
-        const QFontMetrics metrics = area->fontMetrics();
-        if (characters.width() > 0)
-            expected.setWidth(qMin(expected.width(), characters.width() * metrics.horizontalAdvance('n')));
-        if (characters.height() > 0)
-            expected.setHeight(qMin(expected.height(), characters.height() * metrics.height()));
-        QCOMPARE(area->sizeHint(), expected.boundedTo(screenLimit()));
+        QVERIFY(edit.sizeHint().width() > width || width == screenLimit().width());
+        HScrollArea area(20, 5);
+        QCOMPARE(area.sizeHint(), QScrollArea().sizeHint());
+        area.setWidget(new Sized(QSize(2000, 2000)));
+        const QFontMetrics metrics = area.fontMetrics();
+        QCOMPARE(area.sizeHint(), QSize(20 * metrics.horizontalAdvance('n'), 5 * metrics.height()));
     }
 
     void appendCompact()
@@ -270,11 +172,8 @@ private Q_SLOTS:
         for (const QString& line : lines)
             edit.appendCompact(line);
         QCOMPARE(edit.document()->blockCount(), lines.size());
-        for (QTextBlock block = edit.document()->begin(); block.isValid(); block = block.next()) {
-            QCOMPARE(block.blockFormat().topMargin(), 0.0);
-            QCOMPARE(block.blockFormat().bottomMargin(), 0.0);
-        }
-        QCOMPARE(edit.document()->begin().text(), QStringLiteral("Applying: OK"));
+        for (QTextBlock block = edit.document()->begin(); block.isValid(); block = block.next())
+            QCOMPARE(block.blockFormat().topMargin() + block.blockFormat().bottomMargin(), 0.0);
     }
 
     void editingFinished()
@@ -306,7 +205,6 @@ private Q_SLOTS:
         QTest::addColumn<int>("result");
         QTest::newRow("text") << 0 << "Close" << int(QDialog::Accepted);
         QTest::newRow("error") << 1 << "Close" << int(QDialog::Accepted);
-        QTest::newRow("confirm, accept") << 2 << "OK" << int(QDialog::Accepted);
         QTest::newRow("confirm, reject") << 2 << "Cancel" << int(QDialog::Rejected);
     }
 
@@ -322,7 +220,6 @@ private Q_SLOTS:
         if (textDialog) {
             textDialog->setText(text);
             QVERIFY(textDialog->editor()->isReadOnly());
-            QCOMPARE(textDialog->editor()->lineWrapMode(), QTextEdit::NoWrap);
         }
         QCOMPARE(textDialog ? textDialog->editor()->toPlainText()
                             : qobject_cast<QLabel*>(dialog->findChild<HScrollArea*>()->widget())->text(), text);
@@ -344,11 +241,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("textShown");
         const QString plain = QStringLiteral("http://mirror.example.com/fedora/$releasever/");
         QTest::newRow("no credentials") << plain << plain << plain;
-        const QString blank = QStringLiteral("http://h/larder?user=&pass=&path=r/");
-        QTest::newRow("blank credentials") << blank << blank << blank;
-        const QString encoded = QStringLiteral("http://h/larder?u=a%40b&p=*****&path=r");
-        QTest::newRow("encoded password")
-            << QStringLiteral("http://h/larder?u=a%40b&p=x%3ay&path=r") << encoded << encoded;
         // The line edit masks the first shape only, the text edit every one.
         QTest::newRow("two shapes") << larderUrl + ' ' + rhelUrl
                                     << larderShown + ' ' + rhelUrl
@@ -364,19 +256,15 @@ private Q_SLOTS:
         QFETCH(QString, lineShown);
         QFETCH(QString, textShown);
         PasswdLineEdit line(Repo::Larder::oneUrlRegExp());
-        QSignalSpy lineChanged(&line, &PasswdLineEdit::realTextChanged);
         line.setRealText(real);
         QCOMPARE(line.realText(), real);
         QCOMPARE(line.text(), masked(lineShown, &line));
-        QCOMPARE(lineChanged, (QList<QVariantList>{{real}}));
         // Every line of the text edit is masked.
         PasswdTextEdit text(Repo::Larder::urlsRegExp(), 5, 60);
-        QSignalSpy textChanged(&text, &PasswdTextEdit::realTextChanged);
         const QString lines = real + '\n' + real + '\n';
         text.setRealPlainText(lines);
         QCOMPARE(text.realPlainText(), lines);
         QCOMPARE(text.toPlainText(), masked(textShown + '\n' + textShown + '\n', &text));
-        QCOMPARE(textChanged.count(), 1);
     }
 
     // Keys and clicks on the shown text act on the real text at the same place.
@@ -391,7 +279,6 @@ private Q_SLOTS:
         QCOMPARE(edit.realText(), larderUrl);
         QCOMPARE(edit.text(), masked(larderShown, &edit));
         QCOMPARE(changed.count(), larderUrl.size());
-        QCOMPARE(edit.cursorPosition(), larderUrl.size());
         // The password stays masked only while the text has the shape.
         for (int i = 0; i < 5; ++i)
             QTest::keyClick(&edit, Qt::Key_Backspace);
@@ -407,12 +294,6 @@ private Q_SLOTS:
         QCOMPARE(edit.realText(), QStringLiteral("http://host/larder?user=alice&pass=s3cXYet&path="));
         QCOMPARE(edit.cursorPosition(), edit.realText().indexOf(QLatin1String("et&path")));
         QCOMPARE(edit.text(), masked(QStringLiteral("http://host/larder?user=alice&pass=*******&path="), &edit));
-        QTest::keyClick(&edit, Qt::Key_Home);
-        for (int i = 0; i < 4; ++i)
-            QTest::keyClick(&edit, Qt::Key_Right, Qt::ShiftModifier);
-        QTest::keyClicks(&edit, QStringLiteral("ftp"));
-        QCOMPARE(edit.realText(), QStringLiteral("ftp://host/larder?user=alice&pass=s3cXYet&path="));
-        QCOMPARE(edit.text().size(), edit.realText().size());
         // Narrow and scrolled to its end, the field still edits where it is clicked.
         const QString longUrl = QStringLiteral("http://host/") + QString(200, QLatin1Char('a'))
                                 + QStringLiteral("/larder?u=n&p=pw&path=x");
@@ -438,7 +319,6 @@ private Q_SLOTS:
         QCOMPARE(edit.realPlainText(), rhelUrl + '\n' + larderUrl);
         QCOMPARE(edit.toPlainText(), masked(rhelShown + '\n' + larderShown, &edit));
         QCOMPARE(changed.count(), rhelUrl.size() + 1 + larderUrl.size());
-        QCOMPARE(edit.textCursor().position(), edit.toPlainText().size());
         // Into the first line's password, from the keyboard.
         QTest::keyClick(&edit, Qt::Key_Up);
         QTest::keyClick(&edit, Qt::Key_Home);
@@ -452,12 +332,6 @@ private Q_SLOTS:
         const QString firstShown = QString(rhelShown).replace(QLatin1String("p=**"), QLatin1String("p=*******"));
         QCOMPARE(edit.toPlainText(), masked(firstShown + '\n' + larderShown, &edit));
         QCOMPARE(edit.textCursor().position(), password + 6);
-        // A click puts the cursor where it is shown.
-        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(1, 3));
-        QCOMPARE(edit.textCursor().position(), 0);
-        QTest::keyClick(&edit, Qt::Key_Delete);
-        QCOMPARE(edit.realPlainText(), first.mid(1) + '\n' + larderUrl);
-        QCOMPARE(edit.toPlainText().size(), edit.realPlainText().size());
     }
 
     // Text composed in an input method is committed without key presses; the clipboard
@@ -512,30 +386,20 @@ private Q_SLOTS:
         QCOMPARE(text.realPlainText(), larderUrl);
     }
 
-    void tableColumnsFitText_data()
-    {
-        QTest::addColumn<int>("decoration");
-        QTest::addColumn<bool>("stretchLast");
-        QTest::newRow("text beside the icon") << int(QStyleOptionViewItem::Left) << false;
-        QTest::newRow("text under the icon") << int(QStyleOptionViewItem::Top) << false;
-        QTest::newRow("stretched last column") << int(QStyleOptionViewItem::Top) << true;
-    }
-
-    // Resizing to contents shows every cell whole on one line, growing the window as needed.
+    // Resizing to contents shows every cell whole on one line, a stretched last column
+    // growing the window as needed.
     void tableColumnsFitText()
     {
-        QFETCH(int, decoration);
-        QFETCH(bool, stretchLast);
         const QStringList texts = {QStringLiteral("orvo-updates-testing"),
             QStringLiteral("Orvo Sandbox Updates $releasever - $basearch, a long description")};
         QStandardItemModel model(1, 2);
         for (int column = 0; column < 2; ++column)
             model.setItem(0, column, new QStandardItem(texts[column]));
         QWidget window;
-        auto* view = new HTableView(QStyleOptionViewItem::Position(decoration), 3, 3, &window);
+        auto* view = new HTableView(QStyleOptionViewItem::Top, 3, 3, &window);
         view->setItemDelegate(new HItemDelegate(view));
         view->setModel(&model);
-        view->horizontalHeader()->setStretchLastSection(stretchLast);
+        view->horizontalHeader()->setStretchLastSection(true);
         auto* layout = new QVBoxLayout(&window);
         layout->addWidget(view);
         window.resize(120, 120);
