@@ -36,9 +36,7 @@ def _build():
     errors = types.ModuleType('orvotest.Errors')
     class BaseError(Exception): pass
     class RepoError(BaseError): pass
-    class Carrier(Exception):
-        value = 'carried'
-    errors.BaseError, errors.RepoError, errors.Carrier = BaseError, RepoError, Carrier
+    errors.BaseError, errors.RepoError = BaseError, RepoError
     top.Errors = errors
     class Holder:
         attr = 5
@@ -46,7 +44,6 @@ def _build():
     top.holder = Holder()
     top.table = {'inner': {'leaf': 42}}
     top.echo = lambda *args: args
-    top.notCallable = 3
     def fail(kind, text):
         raise (getattr(errors, kind, None) or getattr(__builtins__, kind))(text)
     top.fail = fail
@@ -99,8 +96,6 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         delete python;
-        QVERIFY(!Python::initialized);
-        QVERIFY(!Python::main_dict);
         QVERIFY(!Py_IsInitialized());
     }
 
@@ -114,7 +109,6 @@ private Q_SLOTS:
     void secondInitialize()
     {
         PyObject* dict = Python::main_dict;
-        QVERIFY(dict);
         QVERIFY(python->initialize());
         {
             // Finds the interpreter started and must not end it.
@@ -123,43 +117,33 @@ private Q_SLOTS:
         }
         QVERIFY(Py_IsInitialized());
         QCOMPARE(Python::main_dict, dict);
-        QVERIFY(python->errors.isEmpty());
     }
 
     void lookup_data()
     {
         QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<bool>("quiet");
         QTest::addColumn<QByteArray>("sameAs"); // an expression for the expected object
         QTest::addColumn<QString>("missing");   // the component a loud failure names
-        auto row = [](const char* tag, const char* name, bool quiet, const char* sameAs,
-                      const char* missing) {
-            QTest::newRow(tag) << QByteArray(name) << quiet << QByteArray(sameAs)
-                               << QString(missing);
+        auto row = [](const char* tag, const char* name, const char* sameAs, const char* missing) {
+            QTest::newRow(tag) << QByteArray(name) << QByteArray(sameAs) << QString(missing);
         };
-        row("module, module, entry", "orvotest.Errors.BaseError", false,
+        row("module, module, entry", "orvotest.Errors.BaseError",
             "__import__('orvotest').Errors.BaseError", "");
-        row("dictionaries in a module", "orvotest.table.inner.leaf", false, "42", "");
-        row("dictionary in __main__", "settings.depth", false, "settings['depth']", "");
-        row("module alone", "orvotest", false, "__import__('orvotest')", "");
-        row("quiet, last missing", "orvotest.Errors.Missing", true, "", "");
-        row("quiet, middle missing", "orvotest.table.nokey.leaf", true, "", "");
-        row("loud, nowhere", "noSuchThingAnywhere.x", false, "", "noSuchThingAnywhere");
-        row("loud, last missing", "orvotest.Errors.Missing", false, "", "Missing");
-        row("loud, middle missing", "orvotest.table.nokey.leaf", false, "", "nokey");
+        row("dictionaries in a module", "orvotest.table.inner.leaf", "42", "");
+        row("dictionary in __main__", "settings.depth", "settings['depth']", "");
+        row("middle missing", "orvotest.table.nokey.leaf", "", "nokey");
         // An instance is neither a module nor a dictionary: no attribute access.
-        row("instance attribute", "orvotest.holder.attr", false, "", "attr");
+        row("instance attribute", "orvotest.holder.attr", "", "attr");
     }
 
     void lookup()
     {
         QFETCH(QByteArray, name);
-        QFETCH(bool, quiet);
         QFETCH(QByteArray, sameAs);
         QFETCH(QString, missing);
         // The modifiable form, which splits the name in place and must put it back.
         QByteArray buffer = name;
-        PyObject* found = python->pyLookup(buffer.data(), quiet);
+        PyObject* found = python->pyLookup(buffer.data(), false);
         QCOMPARE(buffer, name);
         QVERIFY(!PyErr_Occurred());
         QCOMPARE(python->errors, missing.isEmpty() ? QStringList()
@@ -174,18 +158,14 @@ private Q_SLOTS:
                  qPrintable(text(found)));
     }
 
-    void valueAndAssign()
+    void valuesAndCalls()
     {
-        QCOMPARE(text(python->pyValue("orvotest", "table")),
-                 QStringLiteral("{'inner': {'leaf': 42}}"));
         QCOMPARE(text(python->pyValue("orvotest.table.inner", "leaf")), QStringLiteral("42"));
-        QVERIFY(!python->pyValue("orvotest", "absent"));
-        QVERIFY(!python->pyValue("orvotest.table", "absent"));
-        QVERIFY(python->errors.isEmpty());
-        QVERIFY(!PyErr_Occurred());
-        QVERIFY(!python->pyValue("noSuchModuleHere", "x"));
-        QCOMPARE(python->errors, QStringList{"Internal error: noSuchModuleHere not found\n"});
-        python->errors.clear();
+        QCOMPARE(textOf(python->pyCall("orvotest.echo", "(i,s)", 5, "abc")),
+                 QStringLiteral("(5, 'abc')"));
+        PyObject* holder = python->pyLookup("orvotest.holder", false);
+        QCOMPARE(textOf(python->pyMethodCall(holder, "join", "(i,i)", 5, 5)),
+                 QStringLiteral("'5+5'"));
 
         PyRef number = PyRef::steal(PyLong_FromLong(9));
         python->pyAssign("orvotest", "assigned", number.get());
@@ -193,62 +173,23 @@ private Q_SLOTS:
         QCOMPARE(textOf(python->pyr("(__import__('orvotest').assigned, "
                                     "__import__('orvotest').table['added'])")),
                  QStringLiteral("(9, 9)"));
+        QVERIFY(python->errors.isEmpty());
         python->pyAssign("orvotest.table", "nothing", nullptr);
         QCOMPARE(python->errors,
                  QStringList{"Internal error: cannot assign orvotest.table.nothing\n"});
     }
 
-    void calls()
-    {
-        PyObject* inner = python->pyLookup("orvotest.table.inner", false);
-        PyRef five = PyRef::steal(PyLong_FromLong(5));
-        QCOMPARE(textOf(python->pyCall("orvotest.echo", "()")), QStringLiteral("()"));
-        QCOMPARE(textOf(python->pyCall("orvotest.echo", "(s)", "abc")), QStringLiteral("('abc',)"));
-        QCOMPARE(textOf(python->pyCall("orvotest.echo", "(O,O)", five.get(), inner)),
-                 QStringLiteral("(5, {'leaf': 42})"));
-        // The overload for modifiable texts.
-        QByteArray name("orvotest.echo"), format("(i,s)");
-        QCOMPARE(textOf(python->pyCall(name.data(), format.data(), 3, "x")), QStringLiteral("(3, 'x')"));
-
-        PyObject* holder = python->pyLookup("orvotest.holder", false);
-        QCOMPARE(textOf(python->pyMethodCall(holder, "join", "()")), QStringLiteral("''"));
-        QCOMPARE(textOf(python->pyMethodCall(holder, "join", "(O,O)", five.get(), five.get())),
-                 QStringLiteral("'5+5'"));
-        QVERIFY(python->errors.isEmpty());
-    }
-
-    void callFailures_data()
-    {
-        QTest::addColumn<QByteArray>("function"); // empty: a method of the holder
-        QTest::addColumn<QByteArray>("method");   // empty: with a null self
-        QTest::addColumn<QStringList>("errors");
-        auto row = [](const char* tag, const char* function, const char* method,
-                      const QStringList& errors) {
-            QTest::newRow(tag) << QByteArray(function) << QByteArray(method) << errors;
-        };
-        row("function not found", "orvotest.nothing", "",
-            {"Internal error: nothing not found\n",
-             "Internal error: orvotest.nothing not found\n"});
-        row("function not callable", "orvotest.notCallable", "",
-            {"Internal error: orvotest.notCallable not callable\n"});
-        row("null self", "", "", {"Internal error: method join call attemped with NULL self\n"});
-        row("method not found", "", "absent", {"Internal error: method absent not found\n"});
-        row("method not callable", "", "attr", {"Internal error: method attr not callable\n"});
-    }
-
     void callFailures()
     {
-        QFETCH(QByteArray, function);
-        QFETCH(QByteArray, method);
-        QFETCH(QStringList, errors);
-        PyObject* holder = method.isEmpty() ? nullptr : python->pyLookup("orvotest.holder", false);
-        const char* called = holder ? method.constData() : "join";
-        PyRef result = PyRef::steal(!function.isEmpty()
-                                        ? python->pyCall(function.constData(), "()")
-                                        : python->pyMethodCall(holder, called, "()"));
-        QVERIFY(!result);
-        QCOMPARE(python->errors, errors);
-        QCOMPARE(python->errorCount, 0);
+        PyObject* holder = python->pyLookup("orvotest.holder", false);
+        QVERIFY(!PyRef::steal(python->pyCall("orvotest.nothing", "()")));
+        QVERIFY(!PyRef::steal(python->pyMethodCall(nullptr, "join", "()")));
+        QVERIFY(!PyRef::steal(python->pyMethodCall(holder, "attr", "()")));
+        QCOMPARE(python->errors,
+                 QStringList({"Internal error: nothing not found\n",
+                              "Internal error: orvotest.nothing not found\n",
+                              "Internal error: method join call attemped with NULL self\n",
+                              "Internal error: method attr not callable\n"}));
         QVERIFY(!PyErr_Occurred());
     }
 
@@ -262,32 +203,16 @@ private Q_SLOTS:
         python->pyExceptExpect(baseError);
         // A subclass of an expected type is expected, and stays pending.
         PyRef result = fail("RepoError");
-        QVERIFY(!result);
         QCOMPARE(python->expectedCount, 1);
-        QVERIFY(python->errors.isEmpty());
         QVERIFY(python->pyExceptMatches(result.get(), baseError));
-        QVERIFY(!python->pyExceptMatches(result.get(), PyExc_KeyError));
-        QVERIFY(!python->pyExceptMatches(Py_None, baseError));
-        QCOMPARE(textOf(python->pyExceptValue()), QStringLiteral("RepoError('boom')"));
         QCOMPARE(textOf(python->pyExceptValuef()), QStringLiteral("'boom'"));
-        QVERIFY(PyErr_Occurred());
         python->pyExceptClear();
         QVERIFY(!PyErr_Occurred());
-
-        // An exception carrying a value of its own shows that value.
-        python->pyExceptStart();
-        python->pyExceptExpect(PyExc_Exception);
-        result = fail("Carrier");
-        QCOMPARE(textOf(python->pyExceptValuef()), QStringLiteral("'carried'"));
-        python->pyExceptClear();
 
         // The bracket is closed: the same failure is now an error.
         const QString shown = stderrOf(python, [&] { result = fail("RepoError"); });
-        QCOMPARE(python->errorCount, 1);
         QCOMPARE(python->errors, QStringList{kWalkback});
-        QVERIFY(!PyErr_Occurred());
-        QVERIFY2(shown.startsWith("Traceback") && shown.contains("RepoError: boom"),
-                 qPrintable(shown));
+        QVERIFY2(shown.contains("RepoError: boom"), qPrintable(shown));
 
         // Only the innermost bracket counts; a null type is reported and skipped.
         python->errors.clear();
@@ -301,12 +226,9 @@ private Q_SLOTS:
         QCOMPARE(python->errors.first(),
                  QStringLiteral("Internal error: pyExceptExpect called with NULL\n"));
         result = fail("ValueError");
-        QCOMPARE(python->expectedCount, 3);
+        QCOMPARE(python->expectedCount, 2);
         python->pyExceptClear();
-        result = fail("KeyError");
-        QCOMPARE(python->expectedCount, 4);
         python->pyExceptClear();
-        QVERIFY(!PyErr_Occurred());
     }
 
     void errorReports()
@@ -314,45 +236,29 @@ private Q_SLOTS:
         // SystemExit must be reported like the rest, not end the process.
         QString shown = stderrOf(python, [this] { python->py("raise SystemExit(3)"); });
         QVERIFY2(shown.contains("SystemExit"), qPrintable(shown));
-        shown = stderrOf(python, [this] {
-            QVERIFY(!PyRef::steal(python->pyr("undefinedName + 1")));
-        });
-        QVERIFY2(shown.contains("NameError"), qPrintable(shown));
-        QCOMPARE(python->errorCount, 2);
-        QVERIFY(!PyErr_Occurred());
+        QCOMPARE(python->errorCount, 1);
 
         // The statement buffer holds 10240 characters including the terminator.
         const QByteArray longText(10239, ' ');
         python->pyf("%s", longText.constData());
         python->pyf("%s ", longText.constData());
-        QCOMPARE(python->errors, QStringList({kWalkback, kWalkback,
-                                              "Internal error: python statement too long\n"}));
+        QCOMPARE(python->errors,
+                 QStringList({kWalkback, "Internal error: python statement too long\n"}));
     }
 
     void secondThread()
     {
         QString called;
-        bool heldInside = false, heldAfterRelease = true, heldAfterEnsure = false;
         {
             Python::PyThreadStateWrapper unlocked;
             QVERIFY(!PyGILState_Check());
             std::thread([&] {
                 Python::PyGILStateWrapper lock(true);
-                heldInside = PyGILState_Check();
                 called = textOf(python->pyCall("orvotest.echo", "(s)", "worker"));
-                lock.release();
-                heldAfterRelease = PyGILState_Check();
-                lock.ensure();
-                heldAfterEnsure = PyGILState_Check();
             }).join();
-            unlocked.restore();
-            QVERIFY(PyGILState_Check());
-            unlocked.save();
         }
         QVERIFY(PyGILState_Check());
-        QVERIFY(heldInside && !heldAfterRelease && heldAfterEnsure);
         QCOMPARE(called, QStringLiteral("('worker',)"));
-        QVERIFY(python->errors.isEmpty());
     }
 
 private:
