@@ -7,7 +7,6 @@
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -56,7 +55,6 @@ class TestCatalogue final : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(root_.isValid());
         QString why;
         QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
         std::signal(SIGINT, SIG_DFL);
@@ -85,34 +83,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("arch");
         QTest::addColumn<int>("state");
-        QTest::addColumn<int>("kind");
         QTest::addColumn<QString>("verRel");
         QTest::addColumn<QString>("repo");
         QTest::addColumn<QString>("chain");
-        QTest::addColumn<bool>("duplicate");
 
         // An update holds the slot, the installed versions hang in its chain.
-        QTest::newRow("pear update")
-            << "pear" << "x86_64" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64" << false;
+        QTest::newRow("pear update") << "pear" << "x86_64" << 0 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64";
         QTest::newRow("kettle two installed")
-            << "kettle" << "x86_64" << 0 << 2 << "3.0-1" << "orvo-updates" << "1.0-1.x86_64 2.0-1.x86_64" << false;
+            << "kettle" << "x86_64" << 0 << "3.0-1" << "orvo-updates" << "1.0-1.x86_64 2.0-1.x86_64";
         // The noarch update of an x86_64 package shares its slot.
-        QTest::newRow("quince to noarch")
-            << "quince" << "noarch" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64" << false;
-        // The machine's own word size is preferred.
-        QTest::newRow("plum installed") << "plum" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "" << false;
-        QTest::newRow("plum i686") << "plum" << "i686" << 1 << 2 << "1.0-1" << "orvo-base" << "" << true;
-        QTest::newRow("fig noarch") << "fig" << "noarch" << 1 << 2 << "1.0-1" << "orvo-base" << "" << false;
-        QTest::newRow("grape epoch") << "grape" << "x86_64" << 1 << 2 << "2:3.0-1" << "orvo-base" << "" << false;
-        QTest::newRow("breakfast suite") << "breakfast" << "noarch" << 1 << 0 << "1.0-1" << "orvo-base" << "" << false;
-        QTest::newRow("cherry installed") << "cherry" << "noarch" << 2 << 2 << "1.0-1" << "installed" << "" << false;
-        QTest::newRow("cherry-ng") << "cherry-ng" << "noarch" << 1 << 2 << "2.0-1" << "orvo-updates" << "" << false;
+        QTest::newRow("quince to noarch") << "quince" << "noarch" << 0 << "1.1-1" << "orvo-updates" << "1.0-1.x86_64";
+        QTest::newRow("grape epoch") << "grape" << "x86_64" << 1 << "2:3.0-1" << "orvo-base" << "";
         // Installed for one word size, the newer version only for the other: still preferred.
-        QTest::newRow("medlar installed") << "medlar" << "x86_64" << 2 << 2 << "1.0-1" << "installed" << "" << false;
-        QTest::newRow("medlar i686") << "medlar" << "i686" << 1 << 2 << "1.1-1" << "orvo-updates" << "" << true;
-        QTest::newRow("apricot i686 update")
-            << "apricot" << "i686" << 0 << 2 << "1.1-1" << "orvo-updates" << "1.0-1.i686" << true;
-        QTest::newRow("apricot x86_64") << "apricot" << "x86_64" << 1 << 2 << "1.1-1" << "orvo-updates" << "" << false;
+        QTest::newRow("medlar installed") << "medlar" << "x86_64" << 2 << "1.0-1" << "installed" << "";
+        QTest::newRow("medlar i686") << "medlar" << "i686" << 1 << "1.1-1" << "orvo-updates" << "";
+        QTest::newRow("apricot i686 update") << "apricot" << "i686" << 0 << "1.1-1" << "orvo-updates" << "1.0-1.i686";
     }
 
     void rows()
@@ -120,21 +105,18 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(QString, arch);
         QFETCH(int, state);
-        QFETCH(int, kind);
         QFETCH(QString, verRel);
         QFETCH(QString, repo);
         QFETCH(QString, chain);
-        QFETCH(bool, duplicate);
 
         const Package::Entry* entry = find(*engine_, name, arch);
         QVERIFY2(entry, qPrintable(first_.join('\n')));
         QCOMPARE(int(entry->state), state);
-        QCOMPARE(int(entry->kind), kind);
         QVERIFY2(entry->verRel.endsWith(verRel), qPrintable(entry->verRel));
         QCOMPARE(entry->repo, repo);
         QCOMPARE(chainOf(*entry), chain);
-        QCOMPARE(entry->duplicate, duplicate);
-        QCOMPARE(int(entry->action), int(Package::None));
+        // Here every i686 build stands beside a preferred x86_64 one.
+        QCOMPARE(entry->duplicate, arch == "i686");
     }
 
     void onlyOneRowPerSlot()
@@ -148,46 +130,22 @@ private Q_SLOTS:
         // walnut's repository is disabled; the hidden group is left out.
         QVERIFY(!find(*engine_, "walnut"));
         QVERIFY(!find(*engine_, "Pantry", QString(), true));
-        QVERIFY(!find(*engine_, "pear", "i686"));
         QCOMPARE(engine_->preferredEntry("plum"), find(*engine_, "plum", "x86_64"));
         QCOMPARE(engine_->preferredEntry("medlar"), find(*engine_, "medlar", "x86_64"));
     }
 
-    void groups_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<int>("state");
-        // Installed, but a mandatory member has an update.
-        QTest::newRow("Orchard") << "Orchard" << 0;
-        // Its mandatory member's update is for the build that is not the name's preferred entry.
-        QTest::newRow("Grove") << "Grove" << 0;
-        QTest::newRow("Kitchen") << "Kitchen" << 1;
-        // No mandatory members: installed through a default one.
-        QTest::newRow("Garden") << "Garden" << 2;
-    }
-
     void groups()
     {
-        QFETCH(QString, name);
-        QFETCH(int, state);
-        const Package::Entry* group = find(*engine_, name, QString(), true);
-        QVERIFY2(group, qPrintable(first_.join('\n')));
-        QCOMPARE(int(group->state), state);
-        QVERIFY(group->yumObject);
-        QVERIFY(group->biArch.isEmpty());
-    }
-
-    void entryFields()
-    {
-        const Package::Entry* pear = find(*engine_, "pear");
-        QCOMPARE(pear->summary, QString("A juicy pear"));
-        QCOMPARE(pear->buildTime, qint64(1736150400));
-        QVERIFY(!pear->buildTimeText.isEmpty());
-        QVERIFY(pear->size > 0);
-        QCOMPARE(pear->sizeText, YumIO::bytesFormat(quint64(pear->size)));
-        QVERIFY(pear->yumObject);
-        QCOMPARE(engine_->baseArch(), QString("x86_64"));
-        QCOMPARE(engine_->enabledRepos(), QStringList({ "orvo-base", "orvo-updates" }));
+        const auto group = [this](const char* name) { return find(*engine_, name, QString(), true); };
+        // Installed, but a mandatory member has an update.
+        QCOMPARE(group("Orchard")->state, Package::AvailableForUpdate);
+        // Its mandatory member's update is for the build that is not the name's preferred entry.
+        QCOMPARE(group("Grove")->state, Package::AvailableForUpdate);
+        // No mandatory members: installed through a default one.
+        QCOMPARE(group("Garden")->state, Package::Installed);
+        QCOMPARE(engine_->upToDateGroup(*group("Garden")), 1);
+        QCOMPARE(engine_->getMandatoryPkgs(*group("Orchard")), QStringList({ "pear", "quince" }));
+        QCOMPARE(engine_->getConditionalPkgs(*group("Orchard")), QStringList({ "fig-extras" }));
     }
 
     void installedDetails()
@@ -195,45 +153,30 @@ private Q_SLOTS:
         const Package::Entry* pear = find(*engine_, "pear");
         const Package::Entry& installed = *pear->next;
         QCOMPARE(engine_->getDescription(installed), QString("A pear that ripens in the sandbox.\nIt has two lines of description."));
-        QCOMPARE(engine_->getGroup(installed), QString("Applications/Food"));
-        QCOMPARE(engine_->getVendor(installed), QString("Orvo Sandbox"));
-        QCOMPARE(engine_->getUrl(installed), QString("http://orvo.invalid/pear"));
-        QCOMPARE(engine_->getLicense(installed), QString("MIT"));
-        QCOMPARE(engine_->getPackager(installed), QString("Orvo Developers <dev@orvo.invalid>"));
-        QVERIFY(engine_->getSourceRpm(installed).startsWith("pear-1.0-1"));
-        QVERIFY(!engine_->getBuildHost(installed).isEmpty());
-        QVERIFY(!engine_->getInstallTime(installed).isEmpty());
         QVERIFY(engine_->getBinaryRpm(installed).isEmpty());
-        QVERIFY(engine_->getProvides(installed).contains("fruit(pear) = 1.0"));
-        QVERIFY(engine_->getRequires(installed).filter("pear-data").isEmpty());
         QCOMPARE(engine_->getFiles(installed),
                  QStringList({ "/usr/share/pear", "/usr/share/pear/README", "/usr/share/pear/pear.conf" }));
         QCOMPARE(engine_->getChangeLog(installed), QString("* Mon Jan  6 2025 Orvo Developers <dev@orvo.invalid> - 1.0-1\n- First harvest."));
 
         // No vendor in the header: an empty text, not a placeholder.
         QCOMPARE(engine_->getVendor(*find(*engine_, "plum", "x86_64")), QString());
-        QCOMPARE(engine_->getVendor(*find(*engine_, "plum", "i686")), QString());
         // An unversioned entry keeps the blank before its empty comparison.
         QVERIFY(engine_->getProvides(*find(*engine_, "medlar", "x86_64")).contains("medlar-fruit "));
 
         const Package::Entry* tomato = find(*engine_, "tomato");
         QCOMPARE(engine_->getRelocations(*tomato), QStringList({ "/opt/tomato" }));
-        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
     void availableDetails()
     {
         const Package::Entry* pear = find(*engine_, "pear");
         QVERIFY(engine_->getRequires(*pear).contains("pear-data >= 1.1"));
-        QVERIFY(engine_->getProvides(*pear).contains("fruit(pear) = 1.1"));
-        QCOMPARE(engine_->getGroup(*pear), QString("Applications/Food"));
         QVERIFY(engine_->getBinaryRpm(*pear).endsWith("pear-1.1-1.x86_64.rpm"));
         // Change logs of available packages come with the other data, loaded on request.
         QCOMPARE(engine_->getChangeLog(*pear), QString());
         QVERIFY(engine_->getFiles(*pear).contains("/usr/share/pear/README"));
         // Only installed packages carry a header.
         QCOMPARE(engine_->getInstallTime(*pear), QString());
-        QCOMPARE(engine_->getRelocations(*pear), QStringList());
         QVERIFY(presenter_.dialogs.isEmpty());
         PyRef none = PyRef::steal(engine_->getRpmHdrValue(pear->yumObject.get(), "INSTALLTIME"));
         QVERIFY(!none);
@@ -241,26 +184,8 @@ private Q_SLOTS:
         QCOMPARE(presenter_.dialogs[0].text, QString("getRpmHdrValue called for package with no hdr (i.e. not installed)"));
         presenter_.dialogs.clear();
 
-        const Package::Entry* lemon = find(*engine_, "lemon");
-        QCOMPARE(engine_->getConflicts(*lemon), QStringList({ "lime" }));
-        const Package::Entry* cherryNg = find(*engine_, "cherry-ng");
-        QCOMPARE(engine_->getObsoletes(*cherryNg), QStringList({ "cherry < 2.0" }));
-        QVERIFY(engine_->getProvides(*cherryNg).contains("cherry = 2.0-1"));
-        const Package::Entry* melon = find(*engine_, "melon");
-        QVERIFY(engine_->getRequires(*melon).contains("melon-libs >= 1.0"));
-        QVERIFY(presenter_.dialogs.isEmpty());
-    }
-
-    void groupDetails()
-    {
-        const Package::Entry* orchard = find(*engine_, "Orchard", QString(), true);
-        QCOMPARE(engine_->getMandatoryPkgs(*orchard), QStringList({ "pear", "quince" }));
-        QCOMPARE(engine_->getDefaultPkgs(*orchard), QStringList({ "plum" }));
-        QCOMPARE(engine_->getOptionalPkgs(*orchard), QStringList({ "fig" }));
-        QCOMPARE(engine_->getConditionalPkgs(*orchard), QStringList({ "fig-extras" }));
-        QCOMPARE(engine_->getRequiredGroups(*orchard), QStringList());
-        QCOMPARE(engine_->upToDateGroup(*orchard), 0);
-        QCOMPARE(engine_->upToDateGroup(*find(*engine_, "Garden", QString(), true)), 1);
+        QCOMPARE(engine_->getConflicts(*find(*engine_, "lemon")), QStringList({ "lime" }));
+        QCOMPARE(engine_->getObsoletes(*find(*engine_, "cherry-ng")), QStringList({ "cherry < 2.0" }));
         QVERIFY(presenter_.dialogs.isEmpty());
     }
 
@@ -269,11 +194,8 @@ private Q_SLOTS:
         QSignalSpy spy(engine_, &YumIO::collectedExtraData);
         QVERIFY(engine_->collectFileLists());
         QCOMPARE(spy.count(), 1);
-        QVERIFY(engine_->fileListsLoaded());
         QVERIFY(engine_->collectFileLists());
         QCOMPARE(spy.count(), 1);
-        QVERIFY(engine_->collectOtherData());
-        QCOMPARE(spy.count(), 2);
         QVERIFY(engine_->collectOtherData());
         QCOMPARE(spy.count(), 2);
         // The objects stay usable after the other data was loaded.
@@ -336,9 +258,7 @@ private Q_SLOTS:
         QVERIFY(recollect({ { "orvo-extras", true }, { "no-such-repo", false }, { "another", true } }));
         QVERIFY(presenter_.dialogs.isEmpty());
         const Package::Entry* walnut = find(*engine_, "walnut");
-        QVERIFY(walnut);
-        QCOMPARE(walnut->repo, QString("orvo-extras"));
-        QCOMPARE(engine_->enabledRepos().size(), 3);
+        QVERIFY(walnut && walnut->repo == "orvo-extras");
         // For this session only: the next collection goes by the configuration again.
         QVERIFY(recollect({}));
         QCOMPARE(dump(*engine_), first_);
@@ -348,9 +268,7 @@ private Q_SLOTS:
     {
         QVERIFY(!recollect({ { "orvo-base", false }, { "orvo-updates", false } }));
         QCOMPARE(presenter_.dialogs.size(), 1);
-        QCOMPARE(presenter_.dialogs[0].text,
-                 QString("No repositories are enabled.\n"
-                         "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
+        QVERIFY(presenter_.dialogs[0].text.startsWith("No repositories are enabled."));
         QCOMPARE(engine_->count(), 0);
         presenter_.dialogs.clear();
         QVERIFY(recollect({}));
