@@ -158,6 +158,27 @@ def _redirectOutput():
 _redirectOutput()
 
 
+_rpmSetLogFile = rpm.setLogFile
+
+
+# The process's descriptor 2, which the engine captures into the log while a
+# transaction runs.
+_STDERR_FILE = open(2, "w", closefd=False)
+
+
+def _setLogFile(fileobj):
+    """rpm takes real files only (and fails on None): dnf hands it sys.stderr when
+    a transaction ends, which here is a stream into the log."""
+    try:
+        fileobj.fileno()
+    except (AttributeError, OSError, ValueError):
+        fileobj = _STDERR_FILE
+    return _rpmSetLogFile(fileobj)
+
+
+rpm.setLogFile = _setLogFile
+
+
 def _tsinfo(text):
     yumIOC.log(3, "TSINFO: " + text)
 
@@ -1264,6 +1285,7 @@ class YumIO(object):
         base = self._base
         wanted = set()
         removing = set()
+        installed = base.sack.query().installed().apply()
         for po in installs:
             base.package_install(po._pkg, strict=True)
             wanted.add(str(po._pkg))
@@ -1272,8 +1294,14 @@ class YumIO(object):
             if str(new._pkg) in wanted:
                 continue
             # An install of a newer version replaces the installed one, also
-            # across an architecture change, and keeps install-only kinds.
-            base.package_install(new._pkg, strict=True)
+            # across an architecture change, and keeps install-only kinds.  An
+            # update that obsoletes other installed packages must be an upgrade
+            # job: as an install the solver leaves the obsoleted ones for rpm to
+            # drop unlisted.
+            if base.conf.obsoletes and base.sack.query().filterm(pkg=[new._pkg]).filterm(obsoletes=installed):
+                base.package_upgrade(new._pkg)
+            else:
+                base.package_install(new._pkg, strict=True)
             wanted.add(str(new._pkg))
         for po in removes:
             base.package_remove(po._pkg)
@@ -1373,7 +1401,9 @@ class YumIO(object):
         base._ds_callback = _DepsolveCallback()
         try:
             wanted, removing = self._request(installs, updates, removes)
-            base.resolve(allow_erasing=False)
+            # As yum did, a removal takes along the installed packages that need what
+            # it removes; they are listed as removed for dependencies, to be confirmed.
+            base.resolve(allow_erasing=bool(removing))
         except Exception as e:
             raise _yumError(e)
         if not base.transaction:
@@ -1439,14 +1469,17 @@ class YumIO(object):
         _LOCK.reassert()
 
     def flush(self):
-        """Drop dnf's state; the engine makes a new object for the next collection."""
+        """End an apply, whatever became of it: the resolved transaction is dropped
+        and the object stays ready for the next apply, extra-data load and
+        description, on the same catalogue."""
         if self._base is not None:
             try:
-                self._base.close()
+                self._base.reset(goal=True)
             except Exception:
                 pass
-        self._sackReady = False
-        self._pkgs = {}
+        self.tsInfo = _TransactionInfo()
+        self._obsoleting = set()
+        _LOCK.reassert()
 
     # ---- cache cleaning ------------------------------------------------
 

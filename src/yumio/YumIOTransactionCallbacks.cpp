@@ -175,6 +175,8 @@ void YumIO::startRemoval(Package::Entry* entry, bool completing, const QString& 
     instance->started = true;
     const QString text = completing ? tr("Completing update for: %1").arg(name) : tr("Removing %1").arg(name);
     applyActs += qint64(completing ? completeWeight(instance->size) : removeWeight(instance->size));
+    // Every step of the run has its line, the old version's cleanup and erasures too.
+    log(Log::Info, 1, text);
     if (progress_)
         progress_->startItemAct(text, Steps(std::max<qint64>(itemTail, 0)), Steps(applyActs));
 }

@@ -146,7 +146,7 @@ void TestMainWindow::startup()
     start();
     QStringList names = listed(*window_);
     names.sort();
-    QCOMPARE(names, QStringList({ "apricot", "kettle", "pear", "quince" }));
+    QCOMPARE(names, QStringList({ "apricot", "date", "kettle", "pear", "quince" }));
     // dnf keeps an sqlite cache and no pickled one.
     QVERIFY(!window_->cleanPickledAction()->isEnabled());
     QVERIFY(window_->cleanSqliteAction()->isEnabled());

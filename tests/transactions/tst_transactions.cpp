@@ -177,6 +177,11 @@ private Q_SLOTS:
         QVERIFY(root_.isValid());
         QString why;
         QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
+        // As on real systems, the package manager refuses to remove some packages.
+        QFile conf(root_.filePath("etc/yum.conf"));
+        QVERIFY(conf.open(QIODevice::Append));
+        conf.write("protected_packages=plum\n");
+        conf.close();
         std::signal(SIGINT, SIG_DFL);
         YumIODialogsPresenter::install(&presenter_);
         Progress::Object::setMinionMaker(&recordingMaker);
@@ -237,6 +242,16 @@ private Q_SLOTS:
             << todo + "\tInstall: cherry-ng 2.0-1 (noarch) [orvo-updates]\nOther Transactions:\n"
                       "\tObsoleting: cherry 1.0-1 (noarch) with cherry-ng 2.0-1 (noarch)\n";
         QTest::newRow("nothing marked") << QStringList() << "" << QStringList() << QStringList() << QString();
+        QTest::newRow("removal takes what requires it")
+            << QStringList { "honey-comb:Remove" } << "r:honey-comb-1.0-1.noarch" << QStringList()
+            << QStringList { "honey-1.0-1.noarch", "honey-comb-1.0-1.noarch" }
+            << todo + "\tRemove: honey-comb 1.0-1 (noarch)\nPerforming the following to resolve dependencies:\n"
+                   + "\tRemove: honey 1.0-1 (noarch)\n";
+        QTest::newRow("update that obsoletes another name")
+            << QStringList { "date:Update" } << "u:date-2.0-1.noarch>date-1.0-1.noarch"
+            << QStringList { "date-2.0-1.noarch" } << QStringList { "date-1.0-1.noarch", "date-palm-1.0-1.noarch" }
+            << todo + "\tUpdate: date 2.0-1 (noarch) [orvo-updates]\nOther Transactions:\n"
+                      "\tObsoleting: date-palm 1.0-1 (noarch) with date 2.0-1 (noarch)\n";
     }
 
     void applied()
@@ -264,6 +279,14 @@ private Q_SLOTS:
         if (!listing.isEmpty())
             QVERIFY2(confirmations[0].text.startsWith(listing), qPrintable(confirmations[0].text));
         QCOMPARE(logged(Log::Heading).contains("Applying: OK"), result);
+        // rpm's own output comes without tracebacks, and every erasure has its line.
+        QCOMPARE(logged(Log::Error), QStringList());
+        const QStringList steps = logged(Log::Info, 1);
+        for (const QString& gone : removed) {
+            const QString name = gone.section('-', 0, -3);
+            QVERIFY2(steps.contains("Removing " + name) || steps.contains("Completing update for: " + name),
+                     qPrintable(steps.join('\n')));
+        }
         checkMonotonic();
     }
 
@@ -466,6 +489,81 @@ private Q_SLOTS:
         event(libs, 30, 2);
         QCOMPARE(logged(Log::Info, 1), QStringList({ "Installing melon", "Installing melon-libs" }));
         QCOMPARE(engine_->applyActsReached(), installActs(melon) + installActs(libs));
+    }
+
+    // Applies in turn on one catalogue, as a user does after a refusal or a failure: each
+    // step is "marks|answer|result", its marks replacing the last ones ("=" keeps them).
+    void sequences_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("refusal"); // in the first step's error; empty: none shown
+        QTest::addColumn<QStringList>("added");
+        QTest::addColumn<QStringList>("removed");
+
+        const QStringList melon { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" };
+        QTest::newRow("refuse then accept") << QStringList { "pear:Update|0|0", "=|1|1" } << QString()
+                                            << QStringList { "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" }
+                                            << QStringList { "pear-1.0-1.x86_64" };
+        QTest::newRow("nothing to do then install")
+            << QStringList { "|1|0", "melon:Install|1|1" } << QString() << melon << QStringList();
+        QTest::newRow("conflict then install") << QStringList { "lemon:Install|1|0", "melon:Install|1|1" } << "lime"
+                                               << melon << QStringList();
+        QTest::newRow("failing scriptlet then install")
+            << QStringList { "bramble:Install|1|0", "melon:Install|1|1" } << "Transaction failed: bramble" << melon
+            << QStringList();
+        QTest::newRow("protected then removal")
+            << QStringList { "plum:Remove|1|0", "lime:Remove|1|1" }
+            << "The operation would result in removing the following protected packages: plum" << QStringList()
+            << QStringList { "lime-1.0-1.noarch" };
+    }
+
+    void sequences()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, refusal);
+        QFETCH(QStringList, added);
+        QFETCH(QStringList, removed);
+
+        for (int i = 0; i < steps.size(); ++i) {
+            const QStringList step = steps[i].split('|');
+            if (step[0] != "=") {
+                for (Package::Entry* e : engine_->catalogue())
+                    e->action = Package::None;
+                mark(step[0].split(' ', Qt::SkipEmptyParts));
+            }
+            QStringList marked;
+            for (const Package::Entry* e : engine_->catalogue())
+                if (e->action != Package::None)
+                    marked << e->name;
+            presenter_.dialogs.clear();
+            presenter_.confirmAnswer = step[1].toInt();
+            QCOMPARE(engine_->apply(), step[2] == "1");
+            const QStringList errors = errorDialogs();
+            if (i == 0 && !refusal.isEmpty())
+                QVERIFY2(errors.size() == 1 && errors[0].contains(refusal), qPrintable(errors.join('\n')));
+            else
+                QCOMPARE(errors, QStringList());
+            if (step[2] == "1")
+                break;
+            QCOMPARE(rpmInstalled(), before_);
+            presenter_.dialogs.clear();
+            // The same catalogue serves on: marks, extra data and descriptions.
+            QStringList still;
+            for (const Package::Entry* e : engine_->catalogue())
+                if (e->action != Package::None)
+                    still << e->name;
+            QCOMPARE(still, marked);
+            QVERIFY(engine_->collectOtherData());
+            QVERIFY(engine_->getChangeLog(*entry("pear")).contains("Crisper skin."));
+            QVERIFY(engine_->getDescription(*entry("melon")).contains("A melon."));
+            QCOMPARE(errorDialogs(), QStringList());
+        }
+        QStringList expected = before_;
+        for (const QString& name : removed)
+            expected.removeAll(name);
+        expected += added;
+        expected.sort();
+        QCOMPARE(rpmInstalled(), expected);
     }
 
     void failingTransaction_data()
