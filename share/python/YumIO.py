@@ -41,6 +41,7 @@ for _dir in reversed(_scriptDirs()):
     if _dir not in sys.path:
         sys.path.insert(0, _dir)
 
+import contextlib  # noqa: E402
 import errno  # noqa: E402
 import fcntl  # noqa: E402
 import gc  # noqa: E402
@@ -327,7 +328,9 @@ def _bytes2str(v):
 
 
 class _RootLock(object):
-    """dnf's rpmdb process lock of a root, held for the whole session.
+    """dnf's rpmdb process lock of a root, held while the session works on the
+    system (collecting, applying, cleaning) and given back in between, so that a
+    terminal's dnf is never kept waiting by an idle window.
 
     It uses dnf's own lock file and protocol (the holder's pid, checked under
     flock), so dnf processes respect it, but without dnf's per-thread lock:
@@ -336,6 +339,28 @@ class _RootLock(object):
 
     def __init__(self):
         self.target = None
+        # Set by the session's lock(), cleared by its unlock(): where the lock is.
+        self.session = None
+
+    def take(self):
+        """Held from here until give(); raises LockError when another process has it."""
+        if self.session and not self.target:
+            self.acquire(self.session)
+
+    def give(self):
+        if self.session:
+            self.release()
+
+    @contextlib.contextmanager
+    def holding(self):
+        """Held for the block, unless it was held already (a collection's own steps)."""
+        took = bool(self.session) and not self.target
+        self.take()
+        try:
+            yield
+        finally:
+            if took:
+                self.give()
 
     def _tryLock(self, target):
         d = os.path.dirname(target)
@@ -986,6 +1011,7 @@ class YumIO(object):
         self.tsInfo = _TransactionInfo()
         self._base = None
         self._sackReady = False
+        self._cookie = None
         self._otherLoaded = False
         self._pkgs = {}
         self._installonly = None
@@ -1084,10 +1110,14 @@ class YumIO(object):
     # ---- lock ------------------------------------------------------
 
     def lock(self):
+        """Takes the lock now, and from now on whenever the session works: the
+        collection that follows gives it back when it is done."""
         target = os.path.join(dnf.lock._fit_lock_dir(self._base.conf.persistdir), "rpmdb_lock.pid")
         _LOCK.acquire(target)
+        _LOCK.session = target
 
     def unlock(self):
+        _LOCK.session = None
         _LOCK.release()
 
     # ---- repositories ------------------------------------------------
@@ -1107,14 +1137,46 @@ class YumIO(object):
 
     def _fillSack(self):
         self._fixDbPath()
+        cookie = self._rpmdbCookie()
         try:
             self._base.fill_sack(load_system_repo=True, load_available_repos=True)
         except Exception as e:
             raise _yumError(e)
         self._sackReady = True
         self._installonly = None
+        self._cookie = cookie
+
+    def _rpmdbCookie(self):
+        """What tells one state of the rpm database from another: rpm's cookie, or
+        the database files' sizes and change times where rpm has none."""
+        self._fixDbPath()
+        try:
+            ts = rpm.TransactionSet(self.root)
+            try:
+                ts.openDB()
+                cookie = ts.dbCookie()
+            finally:
+                ts.closeDB()
+            if cookie:
+                return cookie
+        except (AttributeError, rpm.error):
+            pass
+        d = _dbPath(self.root) or rpm.expandMacro("%{_dbpath}")
+        d = _inRoot(self.root, d)
+        try:
+            return repr(sorted((n, st.st_size, st.st_mtime_ns) for n, st in
+                               ((n, os.stat(os.path.join(d, n))) for n in os.listdir(d))))
+        except OSError:
+            return None
+
+    def installedChanged(self):
+        """Whether packages were installed or removed since the catalogue was collected."""
+        if not self._sackReady or self._cookie is None:
+            return False
+        return self._rpmdbCookie() != self._cookie
 
     def setupRepos(self):
+        _LOCK.take()
         self._fillSack()
 
     def setupTs(self):
@@ -1232,6 +1294,7 @@ class YumIO(object):
         return [_Group(g, names) for g in comps.groups_iter()]
 
     def collectDone(self):
+        _LOCK.give()
         return None
 
     # ---- extra data ----------------------------------------------------
@@ -1246,6 +1309,10 @@ class YumIO(object):
         """Read the change logs of available packages (repository "other" data)."""
         if self._otherLoaded:
             return True
+        with _LOCK.holding():
+            return self._loadOtherData()
+
+    def _loadOtherData(self):
         # dnf does not read more of a repository once it has loaded it: read
         # everything again with a new Base that asks for the other data too.
         # The new Base replaces the old one only once it has loaded: after a
@@ -1395,6 +1462,10 @@ class YumIO(object):
         return ts, lines
 
     def apply(self, installs, updates, removes):
+        with _LOCK.holding():
+            return self._apply(installs, updates, removes)
+
+    def _apply(self, installs, updates, removes):
         base = self._base
         if not self._sackReady:
             self._fillSack()
@@ -1490,6 +1561,10 @@ class YumIO(object):
         return sorted(set(found))
 
     def _clean(self, patterns, what):
+        with _LOCK.holding():
+            return self._removeCacheFiles(patterns, what)
+
+    def _removeCacheFiles(self, patterns, what):
         removed = 0
         errors = []
         for f in self._cacheFiles(patterns):

@@ -181,9 +181,18 @@ public:
     bool fileListsLoaded() const { return fileListsLoaded_; }
     bool otherDataLoaded() const { return otherDataLoaded_; }
 
+    // The rpm database changed since the catalogue was collected (another program
+    // installed or removed packages).
+    bool installedChanged();
+    // Collects again with the last collection's choices, keeping the marks of packages
+    // that still exist; the text says what happened.  False when the collection failed.
+    bool collectAgainKeepingMarks(QString& text);
+
 Q_SIGNALS:
     // File lists or other extra data arrived: open views refresh.
     void collectedExtraData();
+    // Before an apply, the catalogue was collected again: tables reset, the text says why.
+    void collectedAgain(const QString& text);
 
 public:
 
@@ -404,6 +413,8 @@ private:
     QStringList enabledRepos_;
     QString baseArch_;
     bool clearing_ = false;
+    // What the last collection was asked for: repositories used in this session.
+    QHash<QString, bool> lastRequests_;
     bool fileListsLoaded_ = false;
     bool otherDataLoaded_ = false;
 

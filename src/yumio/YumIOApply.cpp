@@ -203,6 +203,59 @@ bool YumIO::applyCall(PyObject* installs, PyObject* updates, PyObject* removes)
     return ok;
 }
 
+bool YumIO::installedChanged()
+{
+    PyGILStateWrapper lock(true);
+    PyRef changed = PyRef::steal(pyMethodCall(yumIO_.get(), "installedChanged", "()"));
+    if (!changed) {
+        PyErr_Clear();
+        return false;
+    }
+    return PyObject_IsTrue(changed.get()) == 1;
+}
+
+bool YumIO::collectAgainKeepingMarks(QString& text)
+{
+    struct Mark {
+        Package::Kind kind;
+        QString name, arch, verRel;
+        Package::State state;
+        Package::Action action;
+    };
+    QVector<Mark> marks;
+    for (const Package::Entry* e : qAsConst(entries_))
+        if (e->action != Package::None)
+            marks.append({ e->kind, e->name, e->arch, e->verRel, e->state, e->action });
+    log(Log::Warning, 0,
+        tr("The installed packages were changed by another program since the catalogue was collected: "
+           "collecting it again."));
+    if (!clear() || !collect(lastRequests_)) {
+        text = tr("The installed packages were changed by another program, and collecting the catalogue "
+                  "again failed.");
+        return false;
+    }
+    // A mark holds where the same package is still there in the same state.
+    QHash<QString, Package::Entry*> byPackage;
+    const auto keyOf = [](Package::Kind kind, const QString& name, const QString& arch, const QString& verRel,
+                          Package::State state) {
+        return QStringLiteral("%1|%2|%3|%4|%5").arg(int(kind)).arg(name, arch, verRel).arg(int(state));
+    };
+    for (Package::Entry* e : qAsConst(entries_))
+        byPackage.insert(keyOf(e->kind, e->name, e->arch, e->verRel, e->state), e);
+    QStringList dropped;
+    for (const Mark& m : qAsConst(marks)) {
+        if (Package::Entry* e = byPackage.value(keyOf(m.kind, m.name, m.arch, m.verRel, m.state)))
+            e->action = m.action;
+        else
+            dropped << m.name;
+    }
+    text = tr("The installed packages were changed by another program: the catalogue was collected again.");
+    if (!dropped.isEmpty())
+        text += QLatin1Char(' ') + tr("Marks dropped, their packages changed: %1.").arg(dropped.join(QStringLiteral(", ")));
+    log(Log::Warning, 0, text);
+    return true;
+}
+
 QString YumIO::getLocalHdr(PyObject* package)
 {
     return pyStringXDec(pyMethodCall(package, "localHdr", "()"));

@@ -16,6 +16,7 @@
 
 bool YumIO::collect(const QHash<QString, bool>& requests)
 {
+    lastRequests_ = requests;
     QEventLoop loop;
     CollectThread thread(this, loop, requests);
     execWorkThread(loop, thread);
@@ -53,6 +54,15 @@ bool YumIO::collectOtherData()
 
 bool YumIO::apply()
 {
+    // Another program may have changed the system while the window stood idle: the
+    // transaction is resolved against the catalogue as the system is now.
+    if (!entries_.isEmpty() && installedChanged()) {
+        QString text;
+        const bool collected = collectAgainKeepingMarks(text);
+        Q_EMIT collectedAgain(text);
+        if (!collected)
+            return false;
+    }
     QEventLoop loop;
     ApplyThread thread(this, loop);
     execWorkThread(loop, thread);

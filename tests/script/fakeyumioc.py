@@ -39,6 +39,8 @@ class Recorder(object):
     def __init__(self):
         self.calls = []
         self.confirm = True
+        # Called when the script asks for a confirmation.
+        self.onconfirm = None
 
     def reset(self):
         self.calls = []
@@ -60,6 +62,8 @@ def make_module(recorder):
         def fn(*args):
             check(name, args)
             recorder.calls.append((name, args))
+            if name == "userconfirm" and recorder.onconfirm:
+                recorder.onconfirm()
             return (1 if recorder.confirm else 0) if name == "userconfirm" else None
         return fn
 

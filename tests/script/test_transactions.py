@@ -78,15 +78,23 @@ def other_process_lock(root):
     return res.stdout.strip()
 
 
-def test_lock_held_against_other_process(new_session):
-    s = new_session().collect()
+def test_lock_held_only_while_working(new_session, recorder):
+    s = new_session()
     s.io.lock()
     try:
-        # a later script object of the same session does not need to lock again
-        s.io.flush()
-        new_session(s.root).collect().io.flush()
         assert other_process_lock(s.root).startswith("LockError")
+        s.collect()
+        # idle between operations: a terminal's dnf is not kept waiting
+        assert other_process_lock(s.root) == "locked"
+        seen = []
+        recorder.onconfirm = lambda: seen.append(other_process_lock(s.root))
+        recorder.confirm = False
+        s.io.apply([s.available["melon-1.0-1.x86_64"]], [], [])
+        s.io.flush()
+        assert seen and seen[0].startswith("LockError")
+        assert other_process_lock(s.root) == "locked"
     finally:
+        recorder.onconfirm = None
         s.io.unlock()
     assert other_process_lock(s.root) == "locked"
 

@@ -566,6 +566,30 @@ private Q_SLOTS:
         QCOMPARE(rpmInstalled(), expected);
     }
 
+    // Another program removes a package while the catalogue stands: the next apply collects
+    // again first, keeps the marks of packages still there and goes on.
+    void changedOutside()
+    {
+        mark({ "pear:Update", "lime:Remove", "tomato:Remove" });
+        QProcess rpm;
+        rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-e", "--nodeps", "lime" });
+        QVERIFY(rpm.waitForFinished(-1) && rpm.exitCode() == 0);
+        QStringList told;
+        connect(engine_, &YumIO::collectedAgain, this, [&](const QString& text) { told << text; });
+        presenter_.confirmAnswer = 1;
+        QVERIFY(engine_->apply());
+        QCOMPARE(errorDialogs(), QStringList());
+        QCOMPARE(told.size(), 1);
+        QVERIFY2(told[0].endsWith("Marks dropped, their packages changed: lime."), qPrintable(told[0]));
+        QVERIFY(logged(Log::Warning).contains(told[0]));
+        QStringList expected = before_;
+        for (const QString& gone : { "lime-1.0-1.noarch", "pear-1.0-1.x86_64", "tomato-1.0-1.noarch" })
+            expected.removeAll(gone);
+        expected << "pear-1.1-1.x86_64" << "pear-data-1.1-1.noarch";
+        expected.sort();
+        QCOMPARE(rpmInstalled(), expected);
+    }
+
     void failingTransaction_data()
     {
         QTest::addColumn<QStringList>("marks");

@@ -75,7 +75,7 @@ class YumIO:
 
 # The steps that have nothing to do here.
 for _step in ('lock', 'enableRepo', 'setupRepos', 'setupTs', 'setupTsGroup', 'collectDone',
-              'collectFileLists', 'collectOtherData', 'applyFailCleanup', 'flush'):
+              'collectFileLists', 'collectOtherData', 'applyFailCleanup', 'flush', 'installedChanged'):
     setattr(YumIO, _step, lambda self, *args: None)
 
 def usesSqlite(): return True
