@@ -15,11 +15,13 @@
 #include "widgets/Colors.h"
 #include "widgets/HFrameLabel.h"
 #include "widgets/HMenu.h"
+#include "widgets/ModalAnswer.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QEventLoop>
 #include <QHBoxLayout>
@@ -58,6 +60,7 @@ MainWindow::MainWindow(QWidget* parent)
     setCentralWidget(central);
 
     connect(yumIO_, &YumIO::collectedExtraData, this, &MainWindow::collectedExtraData);
+    connect(yumIO_, &YumIO::collectedAgain, this, &MainWindow::collectedAgain);
     yumIO_->setup(this, secondBar_, firstBar_);
 
     warnConfigure();
@@ -295,6 +298,10 @@ void MainWindow::initialize()
     if (clearEngine)
         yumIO_->clear();
     yumIO_->collect(repoUse);
+    if (quitWhenDone_) {
+        quit();
+        return;
+    }
     model_->reset();
     mainArea_->show();
     view_->resizeColumnsToContents();
@@ -310,10 +317,19 @@ bool MainWindow::checkCredentials(bool& clearEngine)
     return !checker.quit();
 }
 
-void MainWindow::collectAgain()
+void MainWindow::collectAgain(bool keepMarks)
 {
-    yumIO_->clear();
-    yumIO_->collect(repoUse);
+    if (keepMarks) {
+        QStringList dropped;
+        yumIO_->collectKeepingMarks(repoUse, dropped);
+    } else {
+        yumIO_->clear();
+        yumIO_->collect(repoUse);
+    }
+    if (quitWhenDone_) {
+        quit();
+        return;
+    }
     model_->reset();
     // A new catalogue carries no marks: the buttons and the warning say so at once.
     warnUnlistedActions();
@@ -322,20 +338,78 @@ void MainWindow::collectAgain()
 
 void MainWindow::refresh()
 {
+    const bool discard = marksMayGo();
     setReady(false);
-    collectAgain();
-    setReady(true);
+    systemNote_.clear();
+    collectAgain(!discard);
+    if (yumIO_)
+        setReady(true);
+}
+
+bool MainWindow::marksMayGo()
+{
+    const int marked = yumIO_ ? yumIO_->markedCount() : 0;
+    if (!marked)
+        return true;
+    QMessageBox box(QMessageBox::Question, tr("Marked Actions"),
+                    marked == 1 ? tr("1 action is marked. Discard it?")
+                                : tr("%1 actions are marked. Discard them?").arg(marked),
+                    QMessageBox::Discard | QMessageBox::No, this);
+    box.button(QMessageBox::No)->setText(tr("&Keep"));
+    box.setDefaultButton(QMessageBox::No);
+    box.setEscapeButton(QMessageBox::No);
+    return ModalAnswer::exec(box) == QMessageBox::Discard;
+}
+
+void MainWindow::collectedAgain(const QString& text)
+{
+    systemNote_ = text;
+    model_->reset();
+    warnUnlistedActions();
+    stateChanged(-1);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (quitting_ || !yumIO_) {
+        event->accept();
+        return;
+    }
+    if (busy_) {
+        // A transaction cannot be left halfway; a collection can stop at once.
+        event->ignore();
+        if (applying_) {
+            QMessageBox box(QMessageBox::Information, tr("Orvo"),
+                            tr("Changes are being applied to the system.\nOrvo can close once they are done."),
+                            QMessageBox::Ok, this);
+            ModalAnswer::exec(box);
+            return;
+        }
+        quitWhenDone_ = true;
+        yumIO_->cancel();
+        return;
+    }
+    if (!marksMayGo()) {
+        event->ignore();
+        return;
+    }
+    event->accept();
+    quit();
 }
 
 void MainWindow::reposChanged()
 {
+    const bool discard = marksMayGo();
     setReady(false);
+    systemNote_.clear();
     bool clearEngine = false;
     if (!checkCredentials(clearEngine)) {
         quit();
         return;
     }
-    collectAgain();
+    collectAgain(!discard);
+    if (!yumIO_)
+        return;
     if (mainArea_->isHidden()) {
         mainArea_->show();
         view_->resizeColumnsToContents();
@@ -346,13 +420,18 @@ void MainWindow::reposChanged()
 void MainWindow::apply()
 {
     setReady(false);
-    if (yumIO_->apply()) {
+    applying_ = true;
+    const bool applied = yumIO_->apply();
+    applying_ = false;
+    if (applied) {
         bool clearEngine = false;
         if (!checkCredentials(clearEngine)) {
             quit();
             return;
         }
         collectAgain();
+        if (!yumIO_)
+            return;
     }
     warnUnlistedActions();
     stateChanged(-1);
@@ -363,9 +442,11 @@ void MainWindow::clean(bool (YumIO::*operation)(), bool collect)
 {
     setReady(false);
     (yumIO_->*operation)();
+    // Cleaning caches is no reason to lose the user's marks.
     if (collect)
-        collectAgain();
-    setReady(true);
+        collectAgain(true);
+    if (yumIO_)
+        setReady(true);
 }
 
 void MainWindow::cleanHeaders()
@@ -581,8 +662,9 @@ void MainWindow::warnUnlistedActions()
             return;
         }
     }
-    unlistedLabel_->setText(QString());
-    unlistedLabel_->setToolTip(QString());
+    // Otherwise the label tells what happened to the catalogue, if anything did.
+    unlistedLabel_->setText(systemNote_.isEmpty() ? QString() : tr("Collected Again"));
+    unlistedLabel_->setToolTip(systemNote_);
 }
 
 void MainWindow::resize()
@@ -617,6 +699,10 @@ void MainWindow::quit()
 {
     if (!yumIO_)
         return;
+    // Asked for from the menu while ready: marks are not dropped silently.
+    if (!quitting_ && !quitWhenDone_ && !busy_ && !marksMayGo())
+        return;
+    quitting_ = true;
     yumIO_->clearEntriesBeforeQuit();
     model_->detachEngine();
     if (logWindow_ && logWindow_->isVisible())

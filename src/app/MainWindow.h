@@ -11,6 +11,7 @@
 #include <functional>
 
 class HFrameLabel;
+class QCloseEvent;
 class HMenu;
 class HProgressBar;
 class QAction;
@@ -83,6 +84,8 @@ public:
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     bool initialized() const { return initialized_; }
+    // What the window says of the catalogue beside the buttons when no action is unlisted.
+    QString systemNote() const { return systemNote_; }
 
 public Q_SLOTS:
     void resize();
@@ -117,6 +120,9 @@ public Q_SLOTS:
     void clearActions();
     void apply();
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     void createMenus();
     void createMainArea();
@@ -127,7 +133,11 @@ private:
     void warnUnlistedActions();
     // The credentials check; false when the user chose to quit.
     bool checkCredentials(bool& clearEngine);
-    void collectAgain();
+    void collectAgain(bool keepMarks = false);
+    // Asks, when actions are marked, whether they may go; true when they may (or none are).
+    bool marksMayGo();
+    // The engine collected again before applying: the table and the label follow.
+    void collectedAgain(const QString& text);
     void clean(bool (YumIO::*operation)(), bool collect);
     void changeFilter(const std::function<void()>& change);
 
@@ -139,6 +149,11 @@ private:
     YumConfIO* yumConfIO_ = nullptr;
     bool initialized_ = false;
     bool busy_ = false;
+    bool applying_ = false;
+    // Closing was asked for while a collection ran: the window quits once it ends.
+    bool quitWhenDone_ = false;
+    bool quitting_ = false;
+    QString systemNote_;
 
     HMenu* programMenu_ = nullptr;
     HMenu* repositoriesMenu_ = nullptr;

@@ -464,6 +464,11 @@ void Python::setEnablePythonSIGINTHandler(bool enable)
     PyOS_setsig(SIGINT, enable ? noteInterrupt : SIG_DFL);
 }
 
+void Python::requestInterrupt()
+{
+    interruptPending.store(true);
+}
+
 bool Python::raiseInterrupt()
 {
     if (!interruptPending.exchange(false))

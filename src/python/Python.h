@@ -93,6 +93,8 @@ public:
     // Turns a noted interrupt into a pending KeyboardInterrupt on the calling thread;
     // true when it did.  Needs the interpreter lock.
     static bool raiseInterrupt();
+    // As a SIGINT would: the worker's next callback raises KeyboardInterrupt.
+    static void requestInterrupt();
     PyObject* pyExceptValue();
     PyObject* pyExceptValuef();
 

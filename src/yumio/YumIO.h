@@ -184,9 +184,16 @@ public:
     // The rpm database changed since the catalogue was collected (another program
     // installed or removed packages).
     bool installedChanged();
-    // Collects again with the last collection's choices, keeping the marks of packages
-    // that still exist; the text says what happened.  False when the collection failed.
-    bool collectAgainKeepingMarks(QString& text);
+    // Empties the catalogue and collects it again with the repositories requested,
+    // keeping the marks of packages still there in the same state; the names of those
+    // whose marks went are in dropped.  False when the collection failed.
+    bool collectKeepingMarks(const QHash<QString, bool>& requests, QStringList& dropped);
+    // How many entries, groups included, carry a mark.
+    int markedCount() const;
+    // Stops the running collection at the script's next callback, quietly: the user
+    // asked for it.  Graphical thread.
+    void cancel();
+    bool cancelled() const { return cancelled_; }
 
 Q_SIGNALS:
     // File lists or other extra data arrived: open views refresh.
@@ -415,6 +422,7 @@ private:
     bool clearing_ = false;
     // What the last collection was asked for: repositories used in this session.
     QHash<QString, bool> lastRequests_;
+    bool cancelled_ = false;
     bool fileListsLoaded_ = false;
     bool otherDataLoaded_ = false;
 

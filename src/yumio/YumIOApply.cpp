@@ -214,45 +214,38 @@ bool YumIO::installedChanged()
     return PyObject_IsTrue(changed.get()) == 1;
 }
 
-bool YumIO::collectAgainKeepingMarks(QString& text)
+int YumIO::markedCount() const
+{
+    return int(std::count_if(entries_.cbegin(), entries_.cend(),
+                             [](const Package::Entry* e) { return e->action != Package::None; }));
+}
+
+bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringList& dropped)
 {
     struct Mark {
-        Package::Kind kind;
-        QString name, arch, verRel;
-        Package::State state;
+        QString key;
+        QString name;
         Package::Action action;
+    };
+    const auto keyOf = [](const Package::Entry* e) {
+        return QStringLiteral("%1|%2|%3|%4|%5").arg(int(e->kind)).arg(e->name, e->arch, e->verRel).arg(int(e->state));
     };
     QVector<Mark> marks;
     for (const Package::Entry* e : qAsConst(entries_))
         if (e->action != Package::None)
-            marks.append({ e->kind, e->name, e->arch, e->verRel, e->state, e->action });
-    log(Log::Warning, 0,
-        tr("The installed packages were changed by another program since the catalogue was collected: "
-           "collecting it again."));
-    if (!clear() || !collect(lastRequests_)) {
-        text = tr("The installed packages were changed by another program, and collecting the catalogue "
-                  "again failed.");
+            marks.append({ keyOf(e), e->name, e->action });
+    if (!clear() || !collect(requests))
         return false;
-    }
     // A mark holds where the same package is still there in the same state.
-    QHash<QString, Package::Entry*> byPackage;
-    const auto keyOf = [](Package::Kind kind, const QString& name, const QString& arch, const QString& verRel,
-                          Package::State state) {
-        return QStringLiteral("%1|%2|%3|%4|%5").arg(int(kind)).arg(name, arch, verRel).arg(int(state));
-    };
+    QHash<QString, Package::Entry*> byKey;
     for (Package::Entry* e : qAsConst(entries_))
-        byPackage.insert(keyOf(e->kind, e->name, e->arch, e->verRel, e->state), e);
-    QStringList dropped;
+        byKey.insert(keyOf(e), e);
     for (const Mark& m : qAsConst(marks)) {
-        if (Package::Entry* e = byPackage.value(keyOf(m.kind, m.name, m.arch, m.verRel, m.state)))
+        if (Package::Entry* e = byKey.value(m.key))
             e->action = m.action;
         else
             dropped << m.name;
     }
-    text = tr("The installed packages were changed by another program: the catalogue was collected again.");
-    if (!dropped.isEmpty())
-        text += QLatin1Char(' ') + tr("Marks dropped, their packages changed: %1.").arg(dropped.join(QStringLiteral(", ")));
-    log(Log::Warning, 0, text);
     return true;
 }
 

@@ -162,6 +162,11 @@ bool YumIO::commExceptRaised(PyObject* result, const QString& action)
         error(tr("Unable to %1: I/O Error: %2\n\nEmitting a walkback to the Log window.").arg(action, value));
         return true;
     }
+    if (pyExceptMatches(result, PyExc_KeyboardInterrupt) && cancelled_) {
+        PyErr_Clear();
+        log(Log::Info, 0, tr("Canceled: %1").arg(action));
+        return true;
+    }
     if (pyExceptMatches(result, PyExc_KeyboardInterrupt)) {
         printTraceback();
         error(tr("Unable to %1: KeyboardInterrupt\n\n"

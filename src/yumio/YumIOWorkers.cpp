@@ -17,6 +17,9 @@
 bool YumIO::collect(const QHash<QString, bool>& requests)
 {
     lastRequests_ = requests;
+    // Cancelled before it started: the window is on its way out.
+    if (cancelled_)
+        return false;
     QEventLoop loop;
     CollectThread thread(this, loop, requests);
     execWorkThread(loop, thread);
@@ -57,8 +60,18 @@ bool YumIO::apply()
     // Another program may have changed the system while the window stood idle: the
     // transaction is resolved against the catalogue as the system is now.
     if (!entries_.isEmpty() && installedChanged()) {
-        QString text;
-        const bool collected = collectAgainKeepingMarks(text);
+        log(Log::Warning, 0,
+            tr("The installed packages were changed by another program since the catalogue was collected: "
+               "collecting it again."));
+        QStringList dropped;
+        const bool collected = collectKeepingMarks(lastRequests_, dropped);
+        QString text = collected
+            ? tr("The installed packages were changed by another program: the catalogue was collected again.")
+            : tr("The installed packages were changed by another program, and collecting the catalogue again "
+                 "failed.");
+        if (!dropped.isEmpty())
+            text += QLatin1Char(' ') + tr("Marks dropped, their packages changed: %1.").arg(dropped.join(QStringLiteral(", ")));
+        log(Log::Warning, 0, text);
         Q_EMIT collectedAgain(text);
         if (!collected)
             return false;
@@ -67,6 +80,12 @@ bool YumIO::apply()
     ApplyThread thread(this, loop);
     execWorkThread(loop, thread);
     return thread.result();
+}
+
+void YumIO::cancel()
+{
+    cancelled_ = true;
+    requestInterrupt();
 }
 
 void YumIO::execWorkThread(QEventLoop& loop, QThread& thread)

@@ -30,8 +30,10 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
 
 #include <csignal>
@@ -97,6 +99,9 @@ private Q_SLOTS:
     void sessionUseOffInEditor();
     void cleaning_data();
     void cleaning();
+    void marksKept();
+    void closeWhileWorking_data();
+    void closeWhileWorking();
 
 private:
     // Starts the window on a fresh copy of the sandbox system and waits for its first
@@ -327,6 +332,98 @@ void TestMainWindow::cleaning()
     QCOMPARE(logged, QStringList({ headings.value(operation) }));
     // A part that raised is reported once, by the call itself.
     QCOMPARE(presenter_.dialogs.size(), codes.contains("None") ? 1 : 0);
+}
+
+// Marks are never dropped silently: Refresh and Quit ask first and keep them by default;
+// cleaning a cache keeps them without asking.
+void TestMainWindow::marksKept()
+{
+    start();
+    Package::Entry* pear = nullptr;
+    const auto find = [&] {
+        pear = nullptr;
+        for (Package::Entry* e : window_->yumIO()->catalogue())
+            if (e->name == "pear" && e->kind != Package::Group)
+                pear = e;
+        return pear != nullptr;
+    };
+    QVERIFY(find());
+    pear->action = Package::Update;
+    QStringList asked;
+    int answer = QMessageBox::No;
+    ModalAnswer::install([&](QDialog& dialog) {
+        if (auto* box = qobject_cast<QMessageBox*>(&dialog))
+            asked << box->text();
+        return answer;
+    });
+    window_->refresh();
+    QCOMPARE(asked, QStringList({ "1 action is marked. Discard it?" }));
+    QVERIFY(find() && pear->action == Package::Update);
+    QVERIFY(window_->applyButton()->isEnabled());
+
+    window_->cleanHeaders();
+    QCOMPARE(asked.size(), 1);
+    QVERIFY(find() && pear->action == Package::Update);
+
+    window_->quit();
+    QCOMPARE(asked.size(), 2);
+    QVERIFY(window_->yumIO());
+
+    answer = QMessageBox::Discard;
+    window_->refresh();
+    QVERIFY(find() && pear->action == Package::None);
+    QVERIFY(errorDialogs().isEmpty());
+}
+
+namespace {
+MainWindow* closing = nullptr;
+}
+
+// Closing the window while the engine works never leaves a process without a window: a
+// collection stops and the program quits; an apply is not left halfway.
+void TestMainWindow::closeWhileWorking_data()
+{
+    QTest::addColumn<bool>("applying");
+    QTest::newRow("collection") << false;
+    QTest::newRow("apply") << true;
+}
+
+void TestMainWindow::closeWhileWorking()
+{
+    QFETCH(bool, applying);
+    start();
+    QStringList told;
+    ModalAnswer::install([&](QDialog& dialog) {
+        if (auto* box = qobject_cast<QMessageBox*>(&dialog))
+            told << box->text();
+        return int(QMessageBox::Ok);
+    });
+    closing = window_.get();
+    if (applying) {
+        for (Package::Entry* e : window_->yumIO()->catalogue())
+            if (e->name == "pear")
+                e->action = Package::Update;
+        presenter_.confirmAnswer = 0;
+        presenter_.echo = [](const RecordingPresenter::Dialog& d) {
+            // The confirmation may be asked from the worker: the window is closed on its own thread.
+            if (d.kind == "confirm")
+                QMetaObject::invokeMethod(closing, &QWidget::close,
+                                          QThread::currentThread() == qApp->thread() ? Qt::DirectConnection
+                                                                                   : Qt::BlockingQueuedConnection);
+        };
+        window_->apply();
+        presenter_.echo = nullptr;
+        QCOMPARE(told, QStringList({ "Changes are being applied to the system.\nOrvo can close once they are done." }));
+        QVERIFY(window_->yumIO() && window_->isVisible());
+    } else {
+        // Closed as the window manager closes it, while the collection is under way.
+        QTimer::singleShot(0, window_.get(), [] { closing->close(); });
+        window_->refresh();
+        QVERIFY(!window_->yumIO());
+        QVERIFY(!window_->isVisible());
+        QVERIFY(told.isEmpty());
+    }
+    QVERIFY2(errorDialogs().size() == int(applying), qPrintable(errorDialogs().join("\n")));
 }
 
 int main(int argc, char** argv)

@@ -583,7 +583,7 @@ private Q_SLOTS:
         QVERIFY2(told[0].endsWith("Marks dropped, their packages changed: lime."), qPrintable(told[0]));
         QVERIFY(logged(Log::Warning).contains(told[0]));
         QStringList expected = before_;
-        for (const QString& gone : { "lime-1.0-1.noarch", "pear-1.0-1.x86_64", "tomato-1.0-1.noarch" })
+        for (const char* gone : { "lime-1.0-1.noarch", "pear-1.0-1.x86_64", "tomato-1.0-1.noarch" })
             expected.removeAll(gone);
         expected << "pear-1.1-1.x86_64" << "pear-data-1.1-1.noarch";
         expected.sort();
