@@ -111,6 +111,7 @@ public:
 
 private:
     bool ready();
+    bool startInterpreter();
     PyObject* callObject(PyObject* callable, const char* format, va_list args);
 
     // Borrowed exception types, one list per open bracket.
