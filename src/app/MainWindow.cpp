@@ -300,6 +300,8 @@ void MainWindow::initialize()
     view_->resizeColumnsToContents();
     filtersearch();
     setReady(true);
+    // Typing an expression is the usual first step.
+    regexpEdit_->setFocus();
     initialized_ = true;
 }
 

@@ -6,6 +6,7 @@
 #include "widgets/HItemDelegate.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 
 namespace RepoEditor {
 
@@ -90,6 +91,16 @@ void View::handleDoubleClicked(const QModelIndex& index)
     const QModelIndex source = proxy_->mapToSource(index);
     if (source.isValid())
         requestEdit(source.row());
+}
+
+void View::keyPressEvent(QKeyEvent* event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !(event->modifiers() & ~Qt::KeypadModifier) && currentRow() >= 0) {
+        requestEdit(currentRow());
+        return;
+    }
+    HTableView::keyPressEvent(event);
 }
 
 void View::handleCustomContextMenuRequested(const QPoint& pos)

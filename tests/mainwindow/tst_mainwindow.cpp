@@ -32,6 +32,7 @@
 #include <QComboBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QLineEdit>
 #include <QtTest>
 
 #include <csignal>
@@ -147,6 +148,9 @@ void TestMainWindow::startup()
     QStringList names = listed(*window_);
     names.sort();
     QCOMPARE(names, QStringList({ "apricot", "kettle", "pear", "quince" }));
+    // Focus starts in the expression line.
+    auto* focused = qobject_cast<QLineEdit*>(window_->focusWidget());
+    QVERIFY(focused && focused->text() == ".*");
     // dnf keeps an sqlite cache and no pickled one.
     QVERIFY(!window_->cleanPickledAction()->isEnabled());
     QVERIFY(window_->cleanSqliteAction()->isEnabled());
