@@ -37,6 +37,11 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     header->setSectionsClickable(true);
     header->setSectionsMovable(true);
     setHorizontalHeader(header);
+    // The order chosen shows in the header (set after the header is the view's, which
+    // hides the indicator of a view that does not sort itself); the last column takes
+    // the room left over.
+    header->setSortIndicatorShown(true);
+    header->setStretchLastSection(true);
     HTableView::sortByColumn(Model::KindColumn);
     proxy_->setFilterKeyColumn(Model::KindColumn);
 

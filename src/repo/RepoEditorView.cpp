@@ -27,9 +27,10 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     auto* header = new QHeaderView(Qt::Horizontal, this);
     header->setSectionsClickable(true);
     header->setSectionsMovable(true);
+    setHorizontalHeader(header);
+    // After the header is the view's, which would hide the indicator again.
     header->setSortIndicatorShown(true);
     header->setStretchLastSection(true);
-    setHorizontalHeader(header);
     model_->setViewFont(font());
 
     connect(header, &QHeaderView::sectionClicked, this, &View::handleHorizontalHeaderClicked);
