@@ -6,9 +6,12 @@
 #include <getopt.h>
 #include <libgen.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -16,6 +19,21 @@ enum LongOnly { OptDuplicates = 'd', OptDisableRepo = 'D', OptEnableRepo = 'E' }
 
 const char* const modes[] = { "filter", "search" };
 const char* const states[] = { "updatable", "installable", "removable", "all" };
+
+// The toolkit's own options, which the application object takes out of the arguments
+// (also written with two dashes).  Those in the first list take the next word.
+const char* const toolkitWithArgument[] = { "-platform", "-platformpluginpath", "-platformtheme", "-plugin",
+                                            "-qwindowgeometry", "-geometry", "-qwindowicon", "-icon",
+                                            "-qwindowtitle", "-title", "-display", "-session", "-style",
+                                            "-stylesheet", "-name", "-visual", "-ncols", "-cmap",
+                                            "-qmljsdebugger" };
+const char* const toolkitFlags[] = { "-reverse", "-widgetcount", "-nograb", "-dograb", "-sync" };
+
+template <size_t N>
+bool among(const std::string& word, const char* const (&list)[N])
+{
+    return std::find(std::begin(list), std::end(list), word) != std::end(list);
+}
 
 } // namespace
 
@@ -68,6 +86,30 @@ void CommandLine::usage(std::FILE* out)
 
 int CommandLine::parse(int argc, char** argv, MainWindow& window, std::FILE* out, std::FILE* err)
 {
+    return parseInto(argc, argv, &window, out, err);
+}
+
+int CommandLine::check(int argc, char** argv, std::FILE* out, std::FILE* err)
+{
+    std::vector<char*> words;
+    for (int i = 0; i < argc; ++i) {
+        std::string word(argv[i]);
+        if (i > 0 && word.rfind("--", 0) == 0)
+            word.erase(0, 1);
+        if (i > 0 && (word.rfind("-style=", 0) == 0 || word.rfind("-stylesheet=", 0) == 0 || among(word, toolkitFlags)))
+            continue;
+        if (i > 0 && among(word, toolkitWithArgument)) {
+            ++i;
+            continue;
+        }
+        words.push_back(argv[i]);
+    }
+    words.push_back(nullptr);
+    return parseInto(int(words.size()) - 1, words.data(), nullptr, out, err);
+}
+
+int CommandLine::parseInto(int argc, char** argv, MainWindow* window, std::FILE* out, std::FILE* err)
+{
     static const struct option longOptions[] = {
         { "help", no_argument, nullptr, 'h' },
         { "mode", required_argument, nullptr, 'm' },
@@ -100,11 +142,13 @@ int CommandLine::parse(int argc, char** argv, MainWindow& window, std::FILE* out
                 usage(out);
                 return 1;
             }
-            window.setMode(PackageTable::Mode(mode));
+            if (window)
+                window->setMode(PackageTable::Mode(mode));
             break;
         }
         case 'e':
-            window.setRegexp(optarg);
+            if (window)
+                window->setRegexp(optarg);
             break;
         case 's': {
             const int state = matchKeyword(optarg, states, 4);
@@ -113,26 +157,33 @@ int CommandLine::parse(int argc, char** argv, MainWindow& window, std::FILE* out
                 usage(out);
                 return 1;
             }
-            window.setStateFilter(PackageTable::StateFilter(state));
+            if (window)
+                window->setStateFilter(PackageTable::StateFilter(state));
             break;
         }
         case OptDuplicates:
-            window.setDups(false);
+            if (window)
+                window->setDups(false);
             break;
         case 'g':
-            window.setGroups(true);
+            if (window)
+                window->setGroups(true);
             break;
         case 'r':
-            window.openRepoEditorAtStart = true;
+            if (window)
+                window->openRepoEditorAtStart = true;
             break;
         case 'l':
-            window.openLogAtStart = true;
+            if (window)
+                window->openLogAtStart = true;
             break;
         case OptDisableRepo:
-            window.yumRepoEnabled.append(YumRepoEnabled(false, QString::fromLocal8Bit(optarg)));
+            if (window)
+                window->yumRepoEnabled.append(YumRepoEnabled(false, QString::fromLocal8Bit(optarg)));
             break;
         case OptEnableRepo:
-            window.yumRepoEnabled.append(YumRepoEnabled(true, QString::fromLocal8Bit(optarg)));
+            if (window)
+                window->yumRepoEnabled.append(YumRepoEnabled(true, QString::fromLocal8Bit(optarg)));
             break;
         default:
             if (optopt)

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 void Environment::makePathsAbsolute()
 {
@@ -12,4 +13,12 @@ void Environment::makePathsAbsolute()
             continue;
         qputenv(name, QFile::encodeName(QDir::cleanPath(QDir::current().absoluteFilePath(value))));
     }
+}
+
+QString Environment::rootProblem()
+{
+    const QString root = QFile::decodeName(qgetenv("ORVOROOT"));
+    if (root.isEmpty() || QFileInfo(root).isDir())
+        return QString();
+    return QStringLiteral("ORVOROOT: not a directory: %1").arg(root);
 }

@@ -178,27 +178,32 @@ void MainWindow::createMainArea()
                                  "for update.\nUse this to check for new updates in repositories, "
                                  "or if any packages were installed manually."));
     buttonRow->addWidget(refreshButton);
+    // The marking commands on a row of their own: in one row the buttons alone would
+    // keep the window wider than a 1024 pixels wide screen leaves room for.
+    auto* markRow = new QHBoxLayout;
+    layout->addLayout(markRow);
+    markRow->addStretch(1);
     auto* selectedButton = new QPushButton(tr("Set &Install/Update of Selected"), mainArea_);
     selectedButton->setToolTip(tr("Sets the Action for all selected packages which are Not "
                                   "Installed to Install, and\nsets the Action for all selected "
                                   "packages which are Installed but Out-of-date to Update.\nDoes "
                                   "not Apply Actions automatically."));
-    buttonRow->addWidget(selectedButton);
+    markRow->addWidget(selectedButton);
     auto* listedButton = new QPushButton(updateIcon_, tr("Set &Update of Listed"), mainArea_);
     listedButton->setToolTip(tr("Sets the Action to Update for any packages which are Installed "
                                 "but Out-of-date,\nand which are currently listed based on the "
                                 "the Mode, Filter, Search, State, Duplicates, and Groups "
                                 "settings.\nDoes not Apply Actions automatically."));
-    buttonRow->addWidget(listedButton);
+    markRow->addWidget(listedButton);
     auto* clearButton = new QPushButton(emptyIcon_, tr("&Clear Actions"), mainArea_);
     clearButton->setToolTip(tr("Clears all specified Actions (Updates, Installs, and Removals)"));
-    buttonRow->addWidget(clearButton);
+    markRow->addWidget(clearButton);
     unlistedLabel_ = new HFrameLabel(mainArea_);
     unlistedLabel_->setPalette(Colors::makeWarning(unlistedLabel_->palette()));
-    buttonRow->addWidget(unlistedLabel_);
+    markRow->addWidget(unlistedLabel_);
     applyButton_ = new QPushButton(checkIcon_, tr("&Apply Actions"), mainArea_);
     applyButton_->setToolTip(tr("Applies the specified Actions (Updates, Installs, and Removals)"));
-    buttonRow->addWidget(applyButton_);
+    markRow->addWidget(applyButton_);
     describeButton_->setEnabled(false);
     applyButton_->setEnabled(false);
 
@@ -307,6 +312,8 @@ void MainWindow::initialize()
     view_->resizeColumnsToContents();
     filtersearch();
     setReady(true);
+    // Typing an expression is the usual first step.
+    regexpEdit_->setFocus();
     initialized_ = true;
 }
 
@@ -331,7 +338,9 @@ void MainWindow::collectAgain(bool keepMarks)
         return;
     }
     model_->reset();
-    // A new catalogue carries no marks: the buttons and the warning say so at once.
+    // New packages may be wider than the old.
+    view_->resizeColumnsToContents();
+    // The buttons and the warning follow the marks the new catalogue carries.
     warnUnlistedActions();
     stateChanged(-1);
 }

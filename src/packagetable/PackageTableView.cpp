@@ -7,6 +7,7 @@
 #include "widgets/HItemDelegate.h"
 
 #include <QEvent>
+#include <QKeyEvent>
 #include <QHeaderView>
 #include <QStyle>
 
@@ -36,6 +37,11 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     header->setSectionsClickable(true);
     header->setSectionsMovable(true);
     setHorizontalHeader(header);
+    // The order chosen shows in the header (set after the header is the view's, which
+    // hides the indicator of a view that does not sort itself); the last column takes
+    // the room left over.
+    header->setSortIndicatorShown(true);
+    header->setStretchLastSection(true);
     HTableView::sortByColumn(Model::KindColumn);
     proxy_->setFilterKeyColumn(Model::KindColumn);
 
@@ -43,6 +49,7 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     connect(this, &QAbstractItemView::clicked, this, &View::handleActivated);
     connect(this, &QWidget::customContextMenuRequested, this,
             &View::handleCustomContextMenuRequested);
+    connect(this, &QAbstractItemView::doubleClicked, this, &View::handleDoubleClicked);
 }
 
 QModelIndexList View::selectedRows() const
@@ -82,6 +89,13 @@ void View::handleActivated(const QModelIndex& index)
     Q_EMIT stateChanged(source.row());
 }
 
+void View::handleDoubleClicked(const QModelIndex& index)
+{
+    // A double click on the Action cell is two steps of the action, not a description.
+    if (index.isValid() && index.column() != Model::ActionColumn)
+        describe();
+}
+
 void View::handleCustomContextMenuRequested(const QPoint& pos)
 {
     const QModelIndex source = proxy_->mapToSource(indexAt(pos));
@@ -112,6 +126,50 @@ void View::changeEvent(QEvent* event)
     HTableView::changeEvent(event);
     if (event->type() == QEvent::EnabledChange)
         model_->setEnabled(isEnabled());
+}
+
+void View::keyPressEvent(QKeyEvent* event)
+{
+    const QModelIndex current = currentIndex();
+    if (!current.isValid() || event->modifiers() & ~(Qt::KeypadModifier | Qt::ShiftModifier)) {
+        HTableView::keyPressEvent(event);
+        return;
+    }
+    const QModelIndex action = current.siblingAtColumn(Model::ActionColumn);
+    switch (event->key()) {
+    case Qt::Key_Space:
+        if (event->modifiers() != Qt::NoModifier)
+            break;
+        handleActivated(action);
+        return;
+    case Qt::Key_Delete:
+        if (event->modifiers() != Qt::NoModifier)
+            break;
+        // As "Remove" from the action menu: the selected rows that can be removed.
+        if (!actionMenu_)
+            actionMenu_ = new ActionContextMenu(model_, this);
+        actionMenu_->prepare(proxy_->mapToSource(current));
+        if (actionMenu_->removeAction()->isEnabled()) {
+            actionMenu_->handleRemoveAction();
+            Q_EMIT stateChanged(-1);
+        }
+        return;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        describe();
+        return;
+    case Qt::Key_F10:
+        if (event->modifiers() != Qt::ShiftModifier)
+            break;
+        Q_FALLTHROUGH();
+    case Qt::Key_Menu:
+        scrollTo(action);
+        handleCustomContextMenuRequested(visualRect(action).center());
+        return;
+    default:
+        break;
+    }
+    HTableView::keyPressEvent(event);
 }
 
 } // namespace PackageTable

@@ -10,7 +10,9 @@ class OtherContextMenu;
 class SortFilterProxyModel;
 
 // The filtered, sorted catalogue; clicks in the Action column step a row's action, right
-// clicks open the action menu (Action column) or the other menu.
+// clicks open the action menu (Action column) or the other menu.  From the keyboard:
+// Space steps the current row's action, Delete marks Remove, Enter describes, the Menu
+// key opens the action menu at the current row.
 class View final : public HTableView
 {
     Q_OBJECT
@@ -37,12 +39,14 @@ public Q_SLOTS:
     void handleHorizontalHeaderClicked(int column);
     void handleActivated(const QModelIndex& index);
     void handleCustomContextMenuRequested(const QPoint& pos);
+    void handleDoubleClicked(const QModelIndex& index);
 
 protected Q_SLOTS:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
 protected:
     void changeEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     Model* model_;

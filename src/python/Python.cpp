@@ -5,9 +5,11 @@
 
 #include "python/PyRef.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -45,6 +47,48 @@ private:
 
 Python::Python() = default;
 
+bool Python::startInterpreter()
+{
+    // The package manager's modules are installed for the interpreter found at build
+    // time only.  Left to itself the interpreter would take its prefix from the first
+    // python3 on PATH (a virtual environment, conda, pyenv) or from PYTHONHOME and
+    // PYTHONPATH, and lose dnf and rpm; so it is told where it lives and reads no
+    // PYTHON* variable.  ORVOPYTHONPATH adds folders in front of the module path.
+    PyConfig config;
+    PyConfig_InitPythonConfig(&config);
+    config.use_environment = 0;
+    config.user_site_directory = 0;
+    config.parse_argv = 0;
+    bool ok = !PyStatus_Exception(PyConfig_SetBytesString(&config, &config.program_name, ORVO_PYTHON_EXECUTABLE))
+        && !PyStatus_Exception(PyConfig_SetBytesString(&config, &config.executable, ORVO_PYTHON_EXECUTABLE))
+        && !PyStatus_Exception(PyConfig_SetBytesString(&config, &config.home, ORVO_PYTHON_HOME))
+        && !PyStatus_Exception(Py_InitializeFromConfig(&config));
+    PyConfig_Clear(&config);
+    if (!ok) {
+        initialized = false;
+        startedInterpreter = false;
+        error("Internal error: cannot start the python interpreter " ORVO_PYTHON_EXECUTABLE "\n");
+        return false;
+    }
+    const char* extra = std::getenv("ORVOPYTHONPATH");
+    PyObject* path = PySys_GetObject("path"); // borrowed
+    if (!extra || !path)
+        return true;
+    const std::string list(extra);
+    Py_ssize_t at = 0;
+    for (size_t start = 0; start <= list.size();) {
+        const size_t end = std::min(list.find(':', start), list.size());
+        if (end > start) {
+            PyRef folder = PyRef::steal(PyUnicode_DecodeFSDefault(list.substr(start, end - start).c_str()));
+            if (folder && PyList_Insert(path, at, folder.get()) == 0)
+                ++at;
+        }
+        start = end + 1;
+    }
+    PyErr_Clear();
+    return ok;
+}
+
 Python::~Python()
 {
     if (!startedInterpreter || !initialized)
@@ -64,7 +108,8 @@ bool Python::initialize()
     startedInterpreter = true;
     // With its signal handlers; defaultSigIntSigaction keeps its interrupt handler
     // for the scripts.
-    Py_Initialize();
+    if (!startInterpreter())
+        return false;
     PyGILStateWrapper lock(true);
 
     PyRun_SimpleString("import signal\n"

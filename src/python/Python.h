@@ -113,6 +113,7 @@ public:
 
 private:
     bool ready();
+    bool startInterpreter();
     PyObject* callObject(PyObject* callable, const char* format, va_list args);
 
     // Borrowed exception types, one list per open bracket.

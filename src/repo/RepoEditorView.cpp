@@ -6,6 +6,7 @@
 #include "widgets/HItemDelegate.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 
 namespace RepoEditor {
 
@@ -26,9 +27,10 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     auto* header = new QHeaderView(Qt::Horizontal, this);
     header->setSectionsClickable(true);
     header->setSectionsMovable(true);
+    setHorizontalHeader(header);
+    // After the header is the view's, which would hide the indicator again.
     header->setSortIndicatorShown(true);
     header->setStretchLastSection(true);
-    setHorizontalHeader(header);
     model_->setViewFont(font());
 
     connect(header, &QHeaderView::sectionClicked, this, &View::handleHorizontalHeaderClicked);
@@ -90,6 +92,16 @@ void View::handleDoubleClicked(const QModelIndex& index)
     const QModelIndex source = proxy_->mapToSource(index);
     if (source.isValid())
         requestEdit(source.row());
+}
+
+void View::keyPressEvent(QKeyEvent* event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !(event->modifiers() & ~Qt::KeypadModifier) && currentRow() >= 0) {
+        requestEdit(currentRow());
+        return;
+    }
+    HTableView::keyPressEvent(event);
 }
 
 void View::handleCustomContextMenuRequested(const QPoint& pos)

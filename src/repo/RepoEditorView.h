@@ -42,6 +42,8 @@ public Q_SLOTS:
 
 protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
+    // Enter edits the current row, as a double click does.
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     Model* model_;

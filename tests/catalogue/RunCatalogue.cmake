@@ -1,6 +1,7 @@
 # Runs orvo-catalogue on a copy of the sandbox root and checks a few rows of its output.
 # With RELATIVE set, ORVOROOT and ORVOSHARE are given relative to the folder it starts in,
-# as the README's command gives them.
+# as the README's command gives them.  With FAKEPYTHON set, another Python is first on
+# PATH and the interpreter's variables point at it.
 file(REMOVE_RECURSE ${WORK})
 execute_process(COMMAND cp -a ${SANDBOX}/root ${WORK} RESULT_VARIABLE copied)
 if(NOT copied EQUAL 0)
@@ -16,9 +17,24 @@ else()
   set(ENV{ORVOROOT} ${WORK})
   set(ENV{ORVOSHARE} ${SHARE})
 endif()
+if(FAKEPYTHON)
+  # A user's shell with a virtual environment of the same Python first on PATH, and
+  # PYTHONHOME and PYTHONPATH pointing into it: none of it has dnf or rpm, and none of
+  # it may reach the embedded interpreter.
+  set(fake ${WORK}-python)
+  file(REMOVE_RECURSE ${fake})
+  file(MAKE_DIRECTORY ${fake}/bin ${fake}/lib/python3/site-packages)
+  file(WRITE ${fake}/bin/python3 "#!/bin/sh\nexec /usr/bin/python3 \"$@\"\n")
+  file(CHMOD ${fake}/bin/python3 PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+  file(WRITE ${fake}/pyvenv.cfg "home = /usr/bin\ninclude-system-site-packages = false\n")
+  file(WRITE ${fake}/lib/python3/site-packages/rpm.py "raise ImportError('the environment\\'s rpm')\n")
+  set(ENV{PATH} "${fake}/bin:$ENV{PATH}")
+  set(ENV{PYTHONHOME} ${fake})
+  set(ENV{PYTHONPATH} ${fake}/lib/python3/site-packages)
+endif()
 execute_process(COMMAND ${PROGRAM} --enablerepo=orvo-extras WORKING_DIRECTORY ${START}
   RESULT_VARIABLE status OUTPUT_VARIABLE rows ERROR_VARIABLE errors)
-file(REMOVE_RECURSE ${WORK})
+file(REMOVE_RECURSE ${WORK} ${WORK}-python)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "orvo-catalogue failed (${status}):\n${errors}\n${rows}")
 endif()

@@ -7,6 +7,9 @@
 #include "packagetable/PackageTableDescribeDialog.h"
 #include "packagetable/PackageTableDescribeInstanceArea.h"
 #include "packagetable/PackageTableDescribeInstanceRepoDialog.h"
+#include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSortFilterProxyModel.h"
+#include "packagetable/PackageTableView.h"
 #include "repo/YumConfIO.h"
 #include "repo/YumRepoEnabled.h"
 #include "widgets/HTextEdit.h"
@@ -122,6 +125,49 @@ private Q_SLOTS:
             QCOMPARE(area->labels().join(','), further);
         // Only a repository other than "installed" can be described.
         QCOMPARE(areas[0]->button("Repository") != nullptr, entry->repo != "installed" && entry->kind != Package::Group);
+    }
+
+    // Enter and a double click describe the current row; a double click on the Action
+    // cell only steps its action.
+    void fromTheTable_data()
+    {
+        QTest::addColumn<QString>("gesture");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<int>("described");
+        QTest::newRow("return") << "return" << int(PackageTable::Model::NameColumn) << 1;
+        QTest::newRow("keypad enter") << "enter" << int(PackageTable::Model::ActionColumn) << 1;
+        QTest::newRow("double click, name") << "double" << int(PackageTable::Model::NameColumn) << 1;
+        QTest::newRow("double click, action") << "double" << int(PackageTable::Model::ActionColumn) << 0;
+    }
+
+    void fromTheTable()
+    {
+        QFETCH(QString, gesture);
+        QFETCH(int, column);
+        QFETCH(int, described);
+        PackageTable::Model model(engine_, nullptr);
+        model.setYumConfIO(conf_);
+        model.reset();
+        PackageTable::SortFilterProxyModel proxy(PackageTable::All, true, true, engine_, nullptr);
+        proxy.setSourceModel(&model);
+        proxy.setFilterRegExp(".*");
+        PackageTable::View view(&model, &proxy, nullptr);
+        view.resize(900, 400);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        const QModelIndex index = proxy.index(0, column);
+        view.setCurrentIndex(index);
+        Answers answers;
+        if (gesture == "double") {
+            const QPoint at = view.visualRect(index).center();
+            QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, at);
+            QTest::mouseDClick(view.viewport(), Qt::LeftButton, {}, at);
+        } else {
+            QTest::keyClick(&view, gesture == "return" ? Qt::Key_Return : Qt::Key_Enter,
+                            gesture == "return" ? Qt::NoModifier : Qt::KeypadModifier);
+        }
+        QCOMPARE(answers.shown.size(), described);
+        model.clearActions();
     }
 
     void extraDataButtons()

@@ -33,6 +33,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QHeaderView>
+#include <QLineEdit>
 #include <QTimer>
 #include <QtTest>
 
@@ -152,6 +154,19 @@ void TestMainWindow::startup()
     QStringList names = listed(*window_);
     names.sort();
     QCOMPARE(names, QStringList({ "apricot", "date", "kettle", "pear", "quince" }));
+    // Focus starts in the expression line.
+    auto* focused = qobject_cast<QLineEdit*>(window_->focusWidget());
+    QVERIFY(focused && focused->text() == ".*");
+    // The columns fit again after every collection, and the last one takes the room left.
+    QHeaderView* header = window_->view()->horizontalHeader();
+    const int last = header->logicalIndex(header->count() - 1);
+    QVERIFY(header->sectionViewportPosition(last) + header->sectionSize(last) >= window_->view()->viewport()->width());
+    QVERIFY(header->isSortIndicatorShown());
+    window_->view()->setColumnWidth(Model::NameColumn, 3);
+    button(window_->mainArea(), "Re&fresh")->click();
+    QVERIFY(window_->view()->columnWidth(Model::NameColumn) > 3);
+    // Room for every control on a 1024 pixels wide screen.
+    QVERIFY(window_->minimumSizeHint().width() <= 800);
     // dnf keeps an sqlite cache and no pickled one.
     QVERIFY(!window_->cleanPickledAction()->isEnabled());
     QVERIFY(window_->cleanSqliteAction()->isEnabled());

@@ -12,11 +12,14 @@
 #include "widgets/Colors.h"
 #include "widgets/HItemDelegate.h"
 #include "widgets/HTableView.h"
+#include "widgets/ModalAnswer.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>
+#include <QApplication>
+#include <QDialog>
 #include <QItemSelectionModel>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -353,6 +356,51 @@ private Q_SLOTS:
         t.proxy.setStateFilter(PackageTable::Updatable);
         view.resizeColumnsToContents();
         QVERIFY(view.columnWidth(Model::NameColumn) > view.fontMetrics().horizontalAdvance(QString(100, 'w')));
+    }
+
+    void keyboard_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("row");    // of the package model, made current
+        QTest::addColumn<int>("action"); // the row's action afterwards
+        QTest::addColumn<QString>("opened"); // class of the dialog or menu opened, if any
+
+        QTest::newRow("space steps out of date") << int(Qt::Key_Space) << 0 << int(Package::Update) << "";
+        QTest::newRow("space steps available") << int(Qt::Key_Space) << 2 << int(Package::Install) << "";
+        QTest::newRow("delete removes installed") << int(Qt::Key_Delete) << 4 << int(Package::Remove) << "";
+        QTest::newRow("delete leaves available") << int(Qt::Key_Delete) << 2 << int(Package::None) << "";
+        QTest::newRow("menu key, action menu") << int(Qt::Key_Menu) << 1 << int(Package::None)
+                                               << "PackageTable::ActionContextMenu";
+    }
+
+    void keyboard()
+    {
+        QFETCH(int, key);
+        QFETCH(int, row);
+        QFETCH(int, action);
+        QFETCH(QString, opened);
+        Table t;
+        PackageTable::View view(&t.model, &t.proxy, nullptr);
+        view.resize(900, 400);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        view.setCurrentIndex(t.proxy.mapFromSource(t.model.index(row, Model::NameColumn)));
+        QString seen;
+        ModalAnswer::install([&seen](QDialog& dialog) {
+            seen = dialog.metaObject()->className();
+            return 0;
+        });
+        // A menu runs its own loop: note which opened, then close it.
+        QTimer::singleShot(0, &view, [&seen] {
+            if (QWidget* popup = QApplication::activePopupWidget()) {
+                seen = popup->metaObject()->className();
+                popup->close();
+            }
+        });
+        QTest::keyClick(&view, Qt::Key(key));
+        ModalAnswer::clear();
+        QCOMPARE(seen, opened);
+        QCOMPARE(int(t.yumIO.catalogue().at(row)->action), action);
     }
 
     void columnWidthsMeasureEveryCell()

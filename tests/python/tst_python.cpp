@@ -4,6 +4,7 @@
 #include "python/PyRef.h"
 #include "python/Python.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <thread>
@@ -85,6 +86,17 @@ class TestPython : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
+        // A module on PYTHONPATH must stay out of reach; one on ORVOPYTHONPATH is found.
+        QVERIFY(userPath_.isValid() && orvoPath_.isValid());
+        for (const auto& [dir, module] : { std::pair { &userPath_, "orvo_user_module" },
+                                           std::pair { &orvoPath_, "orvo_extra_module" } }) {
+            QFile file(dir->filePath(QString::fromLatin1(module) + ".py"));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("value = 1\n");
+        }
+        qputenv("PYTHONPATH", QFile::encodeName(userPath_.path()));
+        qputenv("PYTHONHOME", QFile::encodeName(userPath_.path()));
+        qputenv("ORVOPYTHONPATH", QFile::encodeName(orvoPath_.path()) + ":");
         python = new RecordingPython;
         QVERIFY(python->initialize());
         QVERIFY(PyGILState_Check());
@@ -117,6 +129,31 @@ private Q_SLOTS:
         }
         QVERIFY(Py_IsInitialized());
         QCOMPARE(Python::main_dict, dict);
+    }
+
+    // The system's interpreter with its own modules, whatever the environment says.
+    void environment_data()
+    {
+        QTest::addColumn<QByteArray>("expression");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("PYTHONPATH ignored") << QByteArray("importlib.util.find_spec('orvo_user_module') is None")
+                                            << "True";
+        QTest::newRow("ORVOPYTHONPATH used") << QByteArray("importlib.import_module('orvo_extra_module').value")
+                                             << "1";
+        QTest::newRow("executable") << QByteArray("sys.executable") << "'/usr/bin/python3'";
+        QTest::newRow("prefix") << QByteArray("sys.prefix == sys.base_prefix == '/usr'") << "True";
+        QTest::newRow("no user site") << QByteArray("site.ENABLE_USER_SITE") << "False";
+        QTest::newRow("rpm") << QByteArray("importlib.util.find_spec('rpm') is not None") << "True";
+        QTest::newRow("dnf") << QByteArray("importlib.util.find_spec('dnf') is not None") << "True";
+    }
+
+    void environment()
+    {
+        QFETCH(QByteArray, expression);
+        QFETCH(QString, expected);
+        python->py("import importlib, importlib.util, site, sys");
+        QCOMPARE(textOf(python->pyr(expression.constData())), expected);
+        QVERIFY(python->errors.isEmpty());
     }
 
     void lookup_data()
@@ -262,6 +299,8 @@ private Q_SLOTS:
     }
 
 private:
+    QTemporaryDir userPath_;
+    QTemporaryDir orvoPath_;
     RecordingPython* python = nullptr;
     PyObject* baseError = nullptr; // borrowed from the fixture module
 };

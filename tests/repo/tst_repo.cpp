@@ -16,6 +16,8 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QDialog>
 #include <QtTest>
 
 #include <cerrno>
@@ -597,6 +599,42 @@ private Q_SLOTS:
         QVERIFY(noChild());
         QTRY_COMPARE(readFile(marker + "1"), QByteArray("first\n"));
         QVERIFY(noChild());
+    }
+
+    // A viewer that cannot show its target (none installed, or missing) is reported with
+    // the target, so that the user can open it by hand; one that shows it is not.
+    void executeReportsFailure_data()
+    {
+        QTest::addColumn<QByteArray>("script"); // empty: no viewer program at all
+        QTest::addColumn<bool>("reported");
+        QTest::newRow("shown") << QByteArray("#!/bin/sh\nexit 0\n") << false;
+        QTest::newRow("nothing to show it with") << QByteArray("#!/bin/sh\nexit 1\n") << true;
+        QTest::newRow("viewer missing") << QByteArray() << true;
+    }
+
+    void executeReportsFailure()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(bool, reported);
+        QTemporaryDir dir;
+        const QString viewer = dir.path() + "/viewer";
+        if (!script.isEmpty()) {
+            QVERIFY(writeFile(viewer, script));
+            QVERIFY(QFile::setPermissions(viewer, QFile::ReadOwner | QFile::ExeOwner));
+        }
+        QStringList shown;
+        ModalAnswer::install([&shown](QDialog& dialog) {
+            shown << dialog.windowTitle() + "|" + static_cast<QMessageBox&>(dialog).text();
+            return int(QMessageBox::Ok);
+        });
+        QObject* watch = Execute::execute(nullptr, QStringList{viewer, "text/html", "/usr/share/doc/x/index.html"});
+        QVERIFY(watch);
+        QSignalSpy done(watch, &QObject::destroyed);
+        QVERIFY(done.wait(30000));
+        ModalAnswer::clear();
+        QCOMPARE(shown, reported ? QStringList{"Help|No program could show this; open it by hand:\n\n"
+                                               "/usr/share/doc/x/index.html"}
+                                 : QStringList());
     }
 
 private:

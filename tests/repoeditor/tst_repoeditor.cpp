@@ -198,6 +198,13 @@ private Q_SLOTS:
         auto editor = makeEditor();
         QCOMPARE(shownIds(*editor), QStringList({"repo", "repo1b", "repo2", "repo10"}));
         QCOMPARE(enabledButtons(*editor), QStringList({"Add", "Cancel", "OK"}));
+        // Enter on a row opens its form, as a double click does.
+        QString opened;
+        form_ = [&opened](RepoEditor::ConfigDialog& form) { opened = field<QLineEdit>(form, "identifier")->text(); };
+        auto* view = editor->findChild<RepoEditor::View*>();
+        view->setCurrentIndex(view->model()->index(1, 0));
+        QTest::keyClick(view, Qt::Key_Return);
+        QCOMPARE(opened, QStringLiteral("repo1b"));
     }
 
     void newEntryWithoutIdentifier()
