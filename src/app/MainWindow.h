@@ -125,6 +125,8 @@ private:
     void prepareFilterSearch();
     void warnConfigure();
     void warnUnlistedActions();
+    // Marks the expression field when the expression does not compile.
+    void showExpressionError();
     // The credentials check; false when the user chose to quit.
     bool checkCredentials(bool& clearEngine);
     void collectAgain();
@@ -155,6 +157,8 @@ private:
     QWidget* mainArea_ = nullptr;
     QComboBox* modeCombo_ = nullptr;
     QLineEdit* regexpEdit_ = nullptr;
+    // The expression field's own tip, shown while the expression is valid.
+    QString regexpTip_;
     QPushButton* filterButton_ = nullptr;
     QComboBox* stateCombo_ = nullptr;
     QCheckBox* dupsCheck_ = nullptr;

@@ -7,6 +7,7 @@
 
 #include "packagetable/PackageTableActionContextMenu.h"
 #include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSearchMatcher.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "packagetable/PackageTableView.h"
 #include "widgets/Colors.h"
@@ -195,7 +196,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("groups");
         QTest::addColumn<QString>("expression");
         QTest::addColumn<QStringList>("listed");
-        const QStringList all{"Orchard", "breakfast", "kettle", "lime", "lime.i686", "pear", "plum"};
         QTest::newRow("installable, groups out: suites stay")
             << int(PackageTable::Installable) << true << false << ".*"
             << QStringList{"breakfast", "lime", "lime.i686"};
@@ -203,8 +203,8 @@ private Q_SLOTS:
                                         << QStringList{"Orchard", "breakfast", "lime"};
         QTest::newRow(".* stripped twice at the start, once at the end")
             << int(PackageTable::All) << true << true << ".*.*ime.*" << QStringList{"lime", "lime.i686"};
-        QTest::newRow("expression that does not compile lists everything")
-            << int(PackageTable::All) << true << true << "(pea" << all;
+        QTest::newRow("expression that does not compile lists nothing")
+            << int(PackageTable::All) << true << true << "(pea" << QStringList();
     }
     void filterSettings()
     {
@@ -221,6 +221,7 @@ private Q_SLOTS:
         QStringList shown = t.listed(t.proxy);
         shown.sort();
         QCOMPARE(shown, listed);
+        QCOMPARE(t.proxy.expressionError().isEmpty(), expression != "(pea");
         // The cache holds an answer for every row once the expression is set.
         QCOMPARE(t.proxy.cachedRows(), t.model.rowCount());
     }
@@ -254,6 +255,47 @@ private Q_SLOTS:
         proxy.rowCount();
         proxy.sort(Model::SizeColumn);
         QCOMPARE(proxy.asked, once);
+    }
+
+    void matcherSkipsOnlyTextsWithoutAMatch_data()
+    {
+        // The text every match needs decides which items are tried at all: a wrong one
+        // would lose matches.  Items are tried one by one, never across their ends.
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("required");
+        QTest::addColumn<QStringList>("items");
+        QTest::addColumn<bool>("matches");
+        QTest::newRow("plain text") << "pear" << "pear" << QStringList{"apple", "pearl"} << true;
+        QTest::newRow("optional letter") << "colou?r" << "colo" << QStringList{"x", "color"} << true;
+        QTest::newRow("repeated letter") << "ab*c" << "a" << QStringList{"ac"} << true;
+        QTest::newRow("interval drops its atom") << "xa{0}b" << "x" << QStringList{"xb"} << true;
+        QTest::newRow("optional group") << "(lib)?z+" << "z" << QStringList{"zz"} << true;
+        QTest::newRow("alternatives make nothing certain") << "pear|^fig$" << "" << QStringList{"pea", "fig"} << true;
+        QTest::newRow("escaped dot") << "\\.conf$" << ".conf" << QStringList{"/etc/a.conf.d", "/etc/a.conf"} << true;
+        QTest::newRow("bracket with a closing bracket first") << "[]a]bc" << "bc" << QStringList{"]bc"} << true;
+        QTest::newRow("class by name") << "[[:digit:]]x" << "x" << QStringList{"7x"} << true;
+        QTest::newRow("multibyte letter made optional") << QString::fromUtf8("caf\u00e9?s") << "caf"
+                                                       << QStringList{"cafs"} << true;
+        QTest::newRow("match spans two items: none") << "ar.da" << "ar" << QStringList{"pear", "data"} << false;
+        QTest::newRow("anchored, needed text in a later item") << "^lib.*devel$" << "devel"
+                                                             << QStringList{"libdevel-x", "lib-devel"} << true;
+        QTest::newRow("empty item matched by an empty-capable expression") << "^$" << "" << QStringList{""} << true;
+        QTest::newRow("no items") << "^$" << "" << QStringList{} << false;
+    }
+    void matcherSkipsOnlyTextsWithoutAMatch()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(QString, required);
+        QFETCH(QStringList, items);
+        QFETCH(bool, matches);
+        const QByteArray bytes = pattern.toUtf8();
+        QCOMPARE(QString::fromUtf8(PackageTable::SearchMatcher::requiredText(bytes)), required);
+        QByteArray joined;
+        for (const QString& item : items)
+            joined += item.toUtf8() + '\0';
+        const PackageTable::SearchMatcher matcher(bytes);
+        QVERIFY(matcher.valid());
+        QCOMPARE(matcher.matchesAny(std::string_view(joined.constData(), size_t(joined.size()))), matches);
     }
 
     void sorting()
