@@ -435,6 +435,71 @@ private Q_SLOTS:
         for (int row = 0; row < proxy.rowCount(); ++row)
             QCOMPARE(proxy.index(row, Model::StateColumn).data(Qt::UserRole).toInt(), int(Package::AvailableForUpdate));
         QVERIFY2(presenter.dialogs.isEmpty(), qPrintable(presenter.dialogs.value(0).text));
+
+        // Search through the index lists exactly the rows that reading every field
+        // through the engine lists, each time after a search that the next one cancels.
+        QVERIFY(engine->collectFileLists() && engine->collectOtherData());
+        QVERIFY(engine->buildSearchIndex());
+        QVERIFY(engine->searchIndex());
+        SortFilterProxyModel search(PackageTable::All, true, true, engine.get(), nullptr);
+        search.setSourceModel(&model);
+        search.setMode(PackageTable::Search);
+        QSignalSpy finished(&search, &SortFilterProxyModel::searchFinished);
+        const auto listed = [&](SortFilterProxyModel& p) {
+            QList<int> rows;
+            for (int row = 0; row < p.rowCount(); ++row)
+                rows << p.mapToSource(p.index(row, 0)).row();
+            std::sort(rows.begin(), rows.end());
+            return rows;
+        };
+        const QStringList expressions{
+            "^pe",                   // names
+            "/usr/share/bramble",    // a file path
+            "Crisper skin",          // a change-log phrase
+            "melon-libs >= 1.0",     // a requirement
+            "fruit\\(pear\\)",       // a provide, escaped parentheses
+            "zz-nothing-zz",         // nothing
+            ".",                     // everything
+            "^melon-libs$",          // anchors
+            "^[a-c][^ ]*$",          // a character class
+            "GPL|^x86_64$",          // alternatives
+        };
+        for (const QString& expression : expressions) {
+            search.setFilterRegExp(QStringLiteral("e"));
+            QVERIFY(search.searching());
+            finished.clear();
+            search.setFilterRegExp(expression);
+            if (search.searching())
+                QVERIFY(finished.wait(20000));
+            QCOMPARE(finished.count(), 1);
+            QList<int> expected;
+            for (int row = 0; row < model.rowCount(); ++row) {
+                if (search.acceptRow(model.entry(row), row, QModelIndex()))
+                    expected << row;
+            }
+            QVERIFY2(listed(search) == expected, qPrintable(expression));
+            // Each expression picks what it was chosen for.
+            if (expression == QLatin1String("."))
+                QCOMPARE(expected.size(), model.rowCount());
+            else
+                QVERIFY2(expected.isEmpty() == expression.startsWith("zz"), qPrintable(expression));
+        }
+        // A change of mode drops the running search: nothing of it arrives later.
+        search.setFilterRegExp(QStringLiteral("e"));
+        finished.clear();
+        search.setMode(PackageTable::Filter);
+        QVERIFY(!search.searching());
+        const QList<int> filtered = listed(search);
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(finished.count(), 0);
+        QCOMPARE(listed(search), filtered);
+        // An expression that does not compile searches nothing and lists nothing.
+        search.setMode(PackageTable::Search);
+        search.setFilterRegExp(QStringLiteral("(pea"));
+        QVERIFY(!search.searching());
+        QCOMPARE(search.rowCount(), 0);
+        QVERIFY(!search.expressionError().isEmpty());
+
         engine->clearEntriesBeforeQuit();
         model.detachEngine();
         YumIODialogsPresenter::install(nullptr);
