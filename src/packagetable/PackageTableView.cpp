@@ -5,12 +5,17 @@
 #include "packagetable/PackageTableOtherContextMenu.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "widgets/HItemDelegate.h"
+#include "yumio/PackageEntry.h"
 
 #include <QEvent>
+#include <QFontMetrics>
 #include <QHeaderView>
+#include <QSet>
 #include <QStyle>
 
+#include <algorithm>
 #include <climits>
+#include <vector>
 
 namespace PackageTable {
 
@@ -55,11 +60,79 @@ QModelIndexList View::selectedRows() const
 
 void View::resizeColumnsToContents()
 {
-    // Widths fit every row of the catalogue, listed or not.
-    const bool filtering = proxy_->getFilter();
-    proxy_->setFilter(false);
+    // Widths fit every row of the catalogue, listed or not: sizeHintForColumn() reads
+    // the package model itself, so the listing stays as it is.
     HTableView::resizeColumnsToContents();
-    proxy_->setFilter(filtering);
+}
+
+namespace {
+
+// How many of the widest estimated texts and spread rows are laid out per column.
+constexpr int widestRows = 12;
+constexpr int sampleRows = 256;
+
+} // namespace
+
+int View::sizeHintForColumn(int column) const
+{
+    const int rows = model_ ? model_->rowCount() : 0;
+    if (!model_ || column < 0 || column >= Model::ColumnCount)
+        return HTableView::sizeHintForColumn(column);
+    QStyleOptionViewItem option;
+    initViewItemOption(&option);
+    option.features &= ~QStyleOptionViewItem::WrapText;
+
+    // Laying out a cell costs far more than reading its text: all texts are read, only a
+    // few dozen cells are laid out.  Widths are estimated from the advances of single
+    // characters, any character beyond ASCII counted as the font's widest.
+    std::vector<int> measured;
+    const int step = qMax(1, rows / sampleRows);
+    for (int row = 0; row < rows; row += step)
+        measured.push_back(row);
+    QSet<int> combinations;
+    for (int row = 0; row < rows; ++row) {
+        const Package::Entry* e = model_->entry(row);
+        if (e && !combinations.contains(int(e->action) | int(e->state) << 4 | int(e->kind) << 8)) {
+            combinations.insert(int(e->action) | int(e->state) << 4 | int(e->kind) << 8);
+            measured.push_back(row);
+        }
+    }
+    if (column >= Model::NameColumn) {
+        const QFontMetrics metrics(option.font);
+        int advance[128];
+        for (int c = 0; c < 128; ++c)
+            advance[c] = metrics.horizontalAdvance(QChar(c));
+        const int widest = metrics.maxWidth();
+        std::vector<std::pair<int, int>> top; // estimate, row; widest first
+        for (int row = 0; row < rows; ++row) {
+            const Package::Entry* e = model_->entry(row);
+            if (!e)
+                continue;
+            const QString text = Model::displayText(*e, column);
+            int estimate = 0;
+            for (const QChar c : text)
+                estimate += c.unicode() < 128 ? advance[c.unicode()] : widest;
+            if (int(top.size()) == widestRows && estimate <= top.back().first)
+                continue;
+            const auto at = std::upper_bound(top.begin(), top.end(), estimate,
+                                             [](int value, const std::pair<int, int>& item) { return value > item.first; });
+            top.insert(at, {estimate, row});
+            if (int(top.size()) > widestRows)
+                top.pop_back();
+        }
+        for (const auto& item : top)
+            measured.push_back(item.second);
+    }
+
+    const QAbstractItemDelegate* delegate = itemDelegateForColumn(column);
+    if (!delegate)
+        delegate = itemDelegate();
+    int hint = 0;
+    for (const int row : measured) {
+        const QModelIndex index = model_->index(row, column);
+        hint = qMax(hint, delegate->sizeHint(option, index).width());
+    }
+    return showGrid() ? hint + 1 : hint;
 }
 
 void View::describe()

@@ -26,6 +26,10 @@ public:
     // The menus, once opened.
     ActionContextMenu* actionMenu() const { return actionMenu_; }
     OtherContextMenu* otherMenu() const { return otherMenu_; }
+    // The widest cell of the column over every row of the catalogue, listed or not,
+    // measured on a bounded set of rows: a spread sample, one row of each combination
+    // of action, state and kind, and the rows whose texts are estimated the widest.
+    int sizeHintForColumn(int column) const override;
 
 Q_SIGNALS:
     void currentChanged(int currentRow, int previousRow);

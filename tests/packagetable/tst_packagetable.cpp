@@ -413,6 +413,37 @@ private Q_SLOTS:
             QCOMPARE(view.sizeHintForColumn(column), view.everyCell(column));
     }
 
+    void columnFitFindsTheWidestCell_data()
+    {
+        // One cell, away from the spread sample and hidden by the filter, is the widest
+        // of its column: the fit must find it all the same.
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("wide letters, few of them") << int(Model::NameColumn) << "WWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWW";
+        QTest::newRow("beyond ASCII") << int(Model::VersionColumn) << QString::fromUtf8("1.0-1.\u4e2d\u6587\u4e2d\u6587\u4e2d\u6587\u4e2d\u6587");
+        QTest::newRow("repository") << int(Model::RepositoryColumn) << "a-very-long-repository-name-for-the-test";
+    }
+    void columnFitFindsTheWidestCell()
+    {
+        QFETCH(int, column);
+        QFETCH(QString, text);
+        YumIO yumIO;
+        SyntheticCatalogue::fill(yumIO, 3000);
+        Package::Entry* odd = yumIO.catalogue().at(1000); // not in the spread sample
+        (column == Model::NameColumn ? odd->name : column == Model::VersionColumn ? odd->verRel : odd->repo) = text;
+        Model model(&yumIO, nullptr);
+        SortFilterProxyModel proxy(PackageTable::All, true, true, &yumIO, nullptr);
+        proxy.setSourceModel(&model);
+        proxy.setFilterRegExp("^zz-none");
+        PackageTable::View view(&model, &proxy, nullptr);
+        MeasuringView measuring;
+        measuring.setItemDelegate(new HItemDelegate(&measuring));
+        measuring.setModel(&model);
+        measuring.setShowGrid(false);
+        for (int c = 0; c < Model::ColumnCount; ++c)
+            QCOMPARE(view.sizeHintForColumn(c), measuring.everyCell(c));
+    }
+
     // Last: it starts the interpreter of this process.
     void sandboxCatalogue()
     {
