@@ -396,6 +396,7 @@ const YumIOSearchIndex* SortFilterProxyModel::usableIndex() const
 void SortFilterProxyModel::startSearch() const
 {
     searchStale_ = false;
+    newlyFound_ = 0;
     const int rows = model_->rowCount();
     found_.assign(size_t(rows), 0);
     std::vector<SearchRun::Candidate> candidates;
@@ -418,13 +419,20 @@ void SortFilterProxyModel::searchFound(const QList<int>& rows)
         if (size_t(row) < found_.size())
             found_[size_t(row)] = 1;
     }
+    newlyFound_ += rows.size();
     if (!applyTimer_->isActive())
         applyTimer_->start();
 }
 
 void SortFilterProxyModel::applyFound()
 {
-    invalidateRowsFilter();
+    // Rows found are inserted one range at a time, which for tens of thousands of rows
+    // costs more than filtering and sorting the whole listing afresh.
+    if (newlyFound_ > 4096)
+        invalidate();
+    else if (newlyFound_ > 0)
+        invalidateRowsFilter();
+    newlyFound_ = 0;
 }
 
 void SortFilterProxyModel::endSearch()

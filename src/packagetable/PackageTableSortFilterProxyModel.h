@@ -129,6 +129,7 @@ private:
     QTimer* applyTimer_;
     mutable bool searchStale_ = true;
     mutable std::vector<quint8> found_;
+    mutable qsizetype newlyFound_ = 0;
     // Index position of every row's entry, for one index and catalogue.
     mutable std::shared_ptr<const YumIOSearchIndex> rowIndexOf_;
     mutable quint64 rowIndexGeneration_ = 0;

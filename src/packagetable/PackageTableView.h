@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "widgets/HTableView.h"
 
 namespace PackageTable {
@@ -49,8 +51,14 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
+    // Rows worth laying out per column, kept for one catalogue and font.
+    void findWidthRows() const;
+
     Model* model_;
     SortFilterProxyModel* proxy_;
+    mutable std::vector<int> widthRows_[9];
+    mutable quint64 widthRowsGeneration_ = ~quint64(0);
+    mutable QString widthRowsFont_;
     ActionContextMenu* actionMenu_ = nullptr;
     OtherContextMenu* otherMenu_ = nullptr;
 };
