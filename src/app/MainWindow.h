@@ -78,6 +78,7 @@ public:
     QPushButton* describeButton() const { return describeButton_; }
     HFrameLabel* unlistedLabel() const { return unlistedLabel_; }
     QComboBox* modeCombo() const { return modeCombo_; }
+    QLineEdit* regexpEdit() const { return regexpEdit_; }
     QAction* cleanPickledAction() const { return cleanPickled_; }
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
     Log::Window* logWindow() const { return logWindow_; }
