@@ -671,12 +671,18 @@ class _Package(object):
         return None
 
     def returnPrco(self, prcotype, printable=False):
-        deps = {
-            "provides": self._pkg.provides,
-            "requires": list(self._pkg.requires_pre) + list(self._pkg.requires),
-            "conflicts": self._pkg.conflicts,
-            "obsoletes": self._pkg.obsoletes,
-        }.get(prcotype, [])
+        # Only the kind asked for is read: each is a query of the solver's pool, and a
+        # search reads all four of every package.
+        if prcotype == "provides":
+            deps = self._pkg.provides
+        elif prcotype == "requires":
+            deps = list(self._pkg.requires_pre) + list(self._pkg.requires)
+        elif prcotype == "conflicts":
+            deps = self._pkg.conflicts
+        elif prcotype == "obsoletes":
+            deps = self._pkg.obsoletes
+        else:
+            deps = []
         result = []
         seen = set()
         for dep in deps:

@@ -50,9 +50,9 @@ SortFilterProxyModel::SortFilterProxyModel(StateFilter stateFilter, bool dups, b
     , applyTimer_(new QTimer(this))
 {
     // Matches arrive by the chunk; the listing takes them in a few times a second rather
-    // than each time, since every update walks all rows.
+    // than each time, since every update walks all rows: a quick search is listed once.
     applyTimer_->setSingleShot(true);
-    applyTimer_->setInterval(60);
+    applyTimer_->setInterval(120);
     connect(applyTimer_, &QTimer::timeout, this, &SortFilterProxyModel::applyFound);
     connect(run_, &SearchRun::found, this, &SortFilterProxyModel::searchFound);
     connect(run_, &SearchRun::finished, this, &SortFilterProxyModel::endSearch);
@@ -165,6 +165,12 @@ void SortFilterProxyModel::setFilterRegExp(const QString& text)
 
     if (!source_)
         return;
+    // A search through the index keeps no per-row cache to fill: it only starts.
+    if (usableIndex()) {
+        if (searchStale_)
+            startSearch();
+        return;
+    }
     const int rows = source_->rowCount();
     for (int row = 0; row < rows; ++row)
         filterAcceptsRow(row, QModelIndex());
