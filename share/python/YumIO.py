@@ -596,6 +596,16 @@ class _Base(dnf.Base):
         return super(_Base, self)._run_transaction(cb)
 
 
+_SIMPLE_FIELDS = {
+    "name": "name", "arch": "arch", "version": "version", "release": "release",
+    "summary": "summary", "description": "description", "group": "group",
+    "vendor": "vendor", "sourcerpm": "sourcerpm", "license": "license",
+    "packager": "packager", "url": "url", "buildtime": "buildtime",
+    "installedsize": "installsize", "packagesize": "downloadsize",
+}
+_NOT_SIMPLE = object()
+
+
 class _Package(object):
     """A package as yum handed it over."""
 
@@ -648,11 +658,21 @@ class _Package(object):
         # libsolv names a tag missing from the rpm database "<NULL>"; yum had no value.
         return {tag: None if v == "<NULL>" else v for tag, v in values.items()}
 
-    def returnSimple(self, tag):
-        values = self._simple()
-        if tag in values:
-            v = values[tag]
+    def _simpleOne(self, tag):
+        """One value of _simple(), read alone: a search reads several tags of every
+        package, and each value is a query of the solver's pool."""
+        attr = _SIMPLE_FIELDS.get(tag)
+        if attr is not None:
+            v = getattr(self._pkg, attr)
+        elif tag in ("epoch", "repoid", "size"):
+            v = getattr(self, tag)
         else:
+            return _NOT_SIMPLE
+        return None if v == "<NULL>" else v
+
+    def returnSimple(self, tag):
+        v = self._simpleOne(tag)
+        if v is _NOT_SIMPLE:
             v = self._headerValue(tag)
         if v is None:
             raise KeyError(tag)
@@ -739,6 +759,11 @@ class _AvailablePackage(_Package):
         d["relativepath"] = self.relativepath
         return d
 
+    def _simpleOne(self, tag):
+        if tag == "relativepath":
+            return self.relativepath
+        return _Package._simpleOne(self, tag)
+
     def localPkg(self):
         return self._pkg.localPkg()
 
@@ -773,6 +798,11 @@ class _InstalledPackage(_Package):
         d = _Package._simple(self)
         d["installtime"] = self._pkg.installtime
         return d
+
+    def _simpleOne(self, tag):
+        if tag == "installtime":
+            return self._pkg.installtime
+        return _Package._simpleOne(self, tag)
 
     @property
     def hdr(self):
