@@ -642,6 +642,16 @@ class _Base(dnf.Base):
         return super(_Base, self)._run_transaction(cb)
 
 
+_SIMPLE_FIELDS = {
+    "name": "name", "arch": "arch", "version": "version", "release": "release",
+    "summary": "summary", "description": "description", "group": "group",
+    "vendor": "vendor", "sourcerpm": "sourcerpm", "license": "license",
+    "packager": "packager", "url": "url", "buildtime": "buildtime",
+    "installedsize": "installsize", "packagesize": "downloadsize",
+}
+_NOT_SIMPLE = object()
+
+
 class _Package(object):
     """A package as yum handed it over."""
 
@@ -694,11 +704,21 @@ class _Package(object):
         # libsolv names a tag missing from the rpm database "<NULL>"; yum had no value.
         return {tag: None if v == "<NULL>" else v for tag, v in values.items()}
 
-    def returnSimple(self, tag):
-        values = self._simple()
-        if tag in values:
-            v = values[tag]
+    def _simpleOne(self, tag):
+        """One value of _simple(), read alone: a search reads several tags of every
+        package, and each value is a query of the solver's pool."""
+        attr = _SIMPLE_FIELDS.get(tag)
+        if attr is not None:
+            v = getattr(self._pkg, attr)
+        elif tag in ("epoch", "repoid", "size"):
+            v = getattr(self, tag)
         else:
+            return _NOT_SIMPLE
+        return None if v == "<NULL>" else v
+
+    def returnSimple(self, tag):
+        v = self._simpleOne(tag)
+        if v is _NOT_SIMPLE:
             v = self._headerValue(tag)
         if v is None:
             raise KeyError(tag)
@@ -717,12 +737,18 @@ class _Package(object):
         return None
 
     def returnPrco(self, prcotype, printable=False):
-        deps = {
-            "provides": self._pkg.provides,
-            "requires": list(self._pkg.requires_pre) + list(self._pkg.requires),
-            "conflicts": self._pkg.conflicts,
-            "obsoletes": self._pkg.obsoletes,
-        }.get(prcotype, [])
+        # Only the kind asked for is read: each is a query of the solver's pool, and a
+        # search reads all four of every package.
+        if prcotype == "provides":
+            deps = self._pkg.provides
+        elif prcotype == "requires":
+            deps = list(self._pkg.requires_pre) + list(self._pkg.requires)
+        elif prcotype == "conflicts":
+            deps = self._pkg.conflicts
+        elif prcotype == "obsoletes":
+            deps = self._pkg.obsoletes
+        else:
+            deps = []
         result = []
         seen = set()
         for dep in deps:
@@ -779,6 +805,11 @@ class _AvailablePackage(_Package):
         d["relativepath"] = self.relativepath
         return d
 
+    def _simpleOne(self, tag):
+        if tag == "relativepath":
+            return self.relativepath
+        return _Package._simpleOne(self, tag)
+
     def localPkg(self):
         return self._pkg.localPkg()
 
@@ -813,6 +844,11 @@ class _InstalledPackage(_Package):
         d = _Package._simple(self)
         d["installtime"] = self._pkg.installtime
         return d
+
+    def _simpleOne(self, tag):
+        if tag == "installtime":
+            return self._pkg.installtime
+        return _Package._simpleOne(self, tag)
 
     @property
     def hdr(self):

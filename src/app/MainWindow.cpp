@@ -218,6 +218,11 @@ void MainWindow::createMainArea()
     connect(view_, &PackageTable::View::stateChanged, this,
             qOverload<int>(&MainWindow::stateChanged));
     // Every rebuild of the listing forgets the current row, without saying so.
+    // A search through the index lists its rows after it returned.
+    connect(proxy_, &PackageTable::SortFilterProxyModel::searchFinished, this, [this] {
+        warnUnlistedActions();
+        showExpressionError();
+    });
     connect(proxy_, &QAbstractItemModel::modelReset, this, [this] {
         currentChanged(proxy_->mapToSource(view_->currentIndex()).row(), -1);
     });
@@ -527,6 +532,7 @@ void MainWindow::prepareFilterSearch()
     proxy_->setFilter(false);
     yumIO_->collectFileLists();
     yumIO_->collectOtherData();
+    yumIO_->buildSearchIndex();
     proxy_->setFilter(true);
 }
 
@@ -540,6 +546,7 @@ void MainWindow::filtersearch()
     if (search)
         setReady(true);
     warnUnlistedActions();
+    showExpressionError();
 }
 
 void MainWindow::modeChanged(int index)
@@ -547,13 +554,12 @@ void MainWindow::modeChanged(int index)
     if (index == PackageTable::Search) {
         setReady(false);
         filterButton_->setText(tr("Search"));
-        regexpEdit_->setToolTip(tr("Regular expression to compare to all fields of a package"));
+        regexpTip_ = tr("Regular expression to compare to all fields of a package");
         filterButton_->setToolTip(tr("Perform the search for the regular expression specified "
                                      "to the left"));
     } else {
         filterButton_->setText(tr("Filter"));
-        regexpEdit_->setToolTip(tr("Regular expression filter matching textual fields visible "
-                                   "in the table"));
+        regexpTip_ = tr("Regular expression filter matching textual fields visible in the table");
         filterButton_->setToolTip(tr("Apply the filter specified to the left"));
     }
     prepareFilterSearch();
@@ -561,6 +567,7 @@ void MainWindow::modeChanged(int index)
     if (index == PackageTable::Search && initialized_)
         setReady(true);
     warnUnlistedActions();
+    showExpressionError();
 }
 
 void MainWindow::collectedExtraData()
@@ -674,6 +681,24 @@ void MainWindow::warnUnlistedActions()
     // Otherwise the label tells what happened to the catalogue, if anything did.
     unlistedLabel_->setText(systemNote_.isEmpty() ? QString() : tr("Collected Again"));
     unlistedLabel_->setToolTip(systemNote_);
+}
+
+void MainWindow::showExpressionError()
+{
+    const QString why = proxy_->expressionError();
+    if (why.isEmpty()) {
+        regexpEdit_->setPalette(QPalette());
+        regexpEdit_->setToolTip(regexpTip_);
+        return;
+    }
+    QPalette marked = regexpEdit_->palette();
+    marked.setColor(QPalette::Base, QColor(Colors::warningBg()));
+    regexpEdit_->setPalette(marked);
+    const QString text = tr("Invalid regular expression: %1").arg(why);
+    regexpEdit_->setToolTip(text);
+    unlistedLabel_->setText(unlistedLabel_->fontMetrics().elidedText(why, Qt::ElideRight,
+                                                                      unlistedLabel_->contentsRect().width()));
+    unlistedLabel_->setToolTip(text);
 }
 
 void MainWindow::resize()

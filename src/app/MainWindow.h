@@ -79,6 +79,7 @@ public:
     QPushButton* describeButton() const { return describeButton_; }
     HFrameLabel* unlistedLabel() const { return unlistedLabel_; }
     QComboBox* modeCombo() const { return modeCombo_; }
+    QLineEdit* regexpEdit() const { return regexpEdit_; }
     QAction* cleanPickledAction() const { return cleanPickled_; }
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
     Log::Window* logWindow() const { return logWindow_; }
@@ -131,6 +132,8 @@ private:
     void prepareFilterSearch();
     void warnConfigure();
     void warnUnlistedActions();
+    // Marks the expression field when the expression does not compile.
+    void showExpressionError();
     // The credentials check; false when the user chose to quit.
     bool checkCredentials(bool& clearEngine);
     void collectAgain(bool keepMarks = false);
@@ -170,6 +173,8 @@ private:
     QWidget* mainArea_ = nullptr;
     QComboBox* modeCombo_ = nullptr;
     QLineEdit* regexpEdit_ = nullptr;
+    // The expression field's own tip, shown while the expression is valid.
+    QString regexpTip_;
     QPushButton* filterButton_ = nullptr;
     QComboBox* stateCombo_ = nullptr;
     QCheckBox* dupsCheck_ = nullptr;

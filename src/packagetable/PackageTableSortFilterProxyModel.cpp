@@ -1,10 +1,13 @@
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 
 #include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSearchRun.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
+#include "yumio/YumIOSearchIndex.h"
 
 #include <QRegularExpression>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstring>
@@ -34,17 +37,6 @@ bool isLiteral(const QByteArray& pattern)
     return !pattern.isEmpty();
 }
 
-enum SearchField {
-    GroupName, RequiredGroups, DefaultMetaPkgs, OptionalMetaPkgs, MandatoryPkgs, DefaultPkgs,
-    OptionalPkgs, ConditionalPkgs, GroupFieldCount
-};
-
-enum PackageField {
-    Name, VerRel, Repo, Arch, Size, Summary, Description, Group, Vendor, BuildTime,
-    InstallTime, BinaryRpm, SourceRpm, License, Packager, Url, Relocations, Provides,
-    Requires, Conflicts, Obsoletes, Files, ChangeLog, PackageFieldCount
-};
-
 } // namespace
 
 SortFilterProxyModel::SortFilterProxyModel(StateFilter stateFilter, bool dups, bool groups,
@@ -54,7 +46,16 @@ SortFilterProxyModel::SortFilterProxyModel(StateFilter stateFilter, bool dups, b
     , dups_(dups)
     , groups_(groups)
     , yumIO_(yumIO)
+    , run_(new SearchRun(this))
+    , applyTimer_(new QTimer(this))
 {
+    // Matches arrive by the chunk; the listing takes them in a few times a second rather
+    // than each time, since every update walks all rows: a quick search is listed once.
+    applyTimer_->setSingleShot(true);
+    applyTimer_->setInterval(120);
+    connect(applyTimer_, &QTimer::timeout, this, &SortFilterProxyModel::applyFound);
+    connect(run_, &SearchRun::found, this, &SortFilterProxyModel::searchFound);
+    connect(run_, &SearchRun::finished, this, &SortFilterProxyModel::endSearch);
 }
 
 // The compiled expression lives as long as the window; only the cache is released.
@@ -128,6 +129,9 @@ void SortFilterProxyModel::clearCache()
 {
     holdAnswers_ = false;
     cache_.clear();
+    searchStale_ = true;
+    run_->cancel();
+    applyTimer_->stop();
 }
 
 void SortFilterProxyModel::setFilterRegExp(const QString& text)
@@ -139,6 +143,13 @@ void SortFilterProxyModel::setFilterRegExp(const QString& text)
     regexResult_ = regcomp(&regex_, bytes.constData(), REG_EXTENDED | REG_NOSUB);
     literal_ = regexResult_ == 0 && isLiteral(bytes);
     literalText_ = bytes;
+    pattern_ = bytes;
+    expressionError_.clear();
+    if (regexResult_ != 0) {
+        char text[256];
+        regerror(regexResult_, &regex_, text, sizeof text);
+        expressionError_ = QString::fromLocal8Bit(text);
+    }
 
     const QRegularExpression expression(pattern);
     // The cache is cleared when the expression differs, by the source's reset that the
@@ -154,15 +165,23 @@ void SortFilterProxyModel::setFilterRegExp(const QString& text)
 
     if (!source_)
         return;
+    // A search through the index keeps no per-row cache to fill: it only starts.
+    if (usableIndex()) {
+        if (searchStale_)
+            startSearch();
+        return;
+    }
     const int rows = source_->rowCount();
     for (int row = 0; row < rows; ++row)
         filterAcceptsRow(row, QModelIndex());
 }
 
+// An expression that does not compile matches nothing: it is shown as wrong rather
+// than listing everything.
 bool SortFilterProxyModel::matchesBytes(const char* text, qsizetype length) const
 {
     if (regexResult_ != 0)
-        return true;
+        return false;
     if (literal_)
         return std::string_view(text, size_t(length)).find(std::string_view(
                    literalText_.constData(), size_t(literalText_.size())))
@@ -173,7 +192,7 @@ bool SortFilterProxyModel::matchesBytes(const char* text, qsizetype length) cons
 bool SortFilterProxyModel::matches(const QString& text) const
 {
     if (regexResult_ != 0)
-        return true;
+        return false;
     const std::string bytes = text.toStdString();
     return matchesBytes(bytes.c_str(), qsizetype(bytes.size()));
 }
@@ -182,6 +201,12 @@ bool SortFilterProxyModel::filterAcceptsRow(int row, const QModelIndex& parent) 
 {
     if (!filtering_)
         return true;
+    // Searches through the index answer from what the running match found so far.
+    if (usableIndex()) {
+        if (searchStale_)
+            startSearch();
+        return size_t(row) < found_.size() && found_[size_t(row)];
+    }
     Package::Entry* entry = nullptr;
     if (model_)
         entry = model_->entry(row);
@@ -211,8 +236,18 @@ quint8 rowFlags(const Package::Entry& entry)
 bool SortFilterProxyModel::acceptRow(Package::Entry* entry, int row, const QModelIndex& parent) const
 {
     Q_UNUSED(parent);
-    if (!entry)
+    if (!entry || !settingsAccept(*entry, row))
         return false;
+    if (emptyExpression_)
+        return true;
+    if (mode_ == Filter)
+        return filterModeAccepts(*entry, row);
+    return searchModeAccepts(*entry);
+}
+
+bool SortFilterProxyModel::settingsAccept(const Package::Entry& e, int row) const
+{
+    const Package::Entry* entry = &e;
     // The settings' part is read from a byte a row kept for the catalogue: every setting
     // walks all rows, and entries lie scattered in memory.
     quint8 flags;
@@ -250,17 +285,13 @@ bool SortFilterProxyModel::acceptRow(Package::Entry* entry, int row, const QMode
     // Suites stay listed: only groups follow the setting.
     if (!groups_ && ((flags >> 2) & 0x3) == Package::Group)
         return false;
-    if (emptyExpression_)
-        return true;
-    if (mode_ == Filter)
-        return filterModeAccepts(*entry, row);
-    return searchModeAccepts(*entry);
+    return true;
 }
 
 bool SortFilterProxyModel::filterModeAccepts(const Package::Entry& entry, int row) const
 {
     if (regexResult_ != 0)
-        return true;
+        return false;
     if (!model_) {
         QStringList texts;
         for (int column = Model::NameColumn; column <= Model::BuildTimeColumn; ++column)
@@ -322,62 +353,12 @@ void SortFilterProxyModel::buildFilterTexts() const
 
 QStringList SortFilterProxyModel::searchField(const Package::Entry& entry, int field) const
 {
-    YumIO& y = *yumIO_;
-    if (entry.kind == Package::Group) {
-        switch (field) {
-        case GroupName: return {y.getName(entry)};
-        case RequiredGroups: return y.getRequiredGroups(entry);
-        case DefaultMetaPkgs: return y.getDefaultMetaPkgs(entry);
-        case OptionalMetaPkgs: return y.getOptionalMetaPkgs(entry);
-        case MandatoryPkgs: return y.getMandatoryPkgs(entry);
-        case DefaultPkgs: return y.getDefaultPkgs(entry);
-        case OptionalPkgs: return y.getOptionalPkgs(entry);
-        case ConditionalPkgs: return y.getConditionalPkgs(entry);
-        default: return {};
-        }
-    }
-    switch (field) {
-    case Name: return {y.getName(entry)};
-    case VerRel: return {y.getVerRel(entry)};
-    case Repo: return {y.getRepo(entry)};
-    case Arch: return {y.getArch(entry)};
-    case Size: return {y.getSize(entry)};
-    case Summary: return {y.getSummary(entry)};
-    case Description: return {y.getDescription(entry)};
-    case Group: return {y.getGroup(entry)};
-    case Vendor: return {y.getVendor(entry)};
-    case BuildTime: return {y.getBuildTime(entry)};
-    case InstallTime: return {y.getInstallTime(entry)};
-    case BinaryRpm: return {y.getBinaryRpm(entry)};
-    case SourceRpm: return {y.getSourceRpm(entry)};
-    case License: return {y.getLicense(entry)};
-    case Packager: return {y.getPackager(entry)};
-    case Url: return {y.getUrl(entry)};
-    case Relocations: return y.getRelocations(entry);
-    case Provides: return y.getProvides(entry);
-    case Requires: return y.getRequires(entry);
-    case Conflicts: return y.getConflicts(entry);
-    case Obsoletes: return y.getObsoletes(entry);
-    case Files: return y.getFiles(entry);
-    case ChangeLog: return {y.getChangeLog(entry)};
-    default: return {};
-    }
+    return YumIOSearchIndex::fieldTexts(*yumIO_, entry, field);
 }
 
 bool SortFilterProxyModel::searchModeAccepts(const Package::Entry& entry) const
 {
-    int fields = 0;
-    switch (entry.kind) {
-    case Package::Group:
-        fields = GroupFieldCount;
-        break;
-    case Package::Suite:
-    case Package::Ordinary:
-        fields = PackageFieldCount;
-        break;
-    default:
-        return false;
-    }
+    const int fields = YumIOSearchIndex::fieldCount(entry);
     // In order, and each field only when every earlier one failed: the file list and the
     // change log are by far the dearest.
     for (int field = 0; field < fields; ++field) {
@@ -388,6 +369,83 @@ bool SortFilterProxyModel::searchModeAccepts(const Package::Entry& entry) const
         }
     }
     return false;
+}
+
+const YumIOSearchIndex* SortFilterProxyModel::usableIndex() const
+{
+    if (mode_ != Search || emptyExpression_ || regexResult_ != 0 || !model_ || !yumIO_)
+        return nullptr;
+    const YumIOSearchIndex* index = yumIO_->searchIndex().get();
+    if (!index)
+        return nullptr;
+    const int rows = model_->rowCount();
+    if (rowIndexOf_.get() != index || rowIndexGeneration_ != model_->catalogueGeneration()
+        || rowIndex_.size() != size_t(rows)) {
+        rowIndexOf_ = yumIO_->searchIndex();
+        rowIndexGeneration_ = model_->catalogueGeneration();
+        QHash<const Package::Entry*, int> positions;
+        positions.reserve(index->count());
+        for (int at = 0; at < index->count(); ++at)
+            positions.insert(index->entry(at), at);
+        rowIndex_.assign(size_t(rows), -1);
+        rowIndexComplete_ = true;
+        for (int row = 0; row < rows; ++row) {
+            rowIndex_[size_t(row)] = positions.value(model_->entry(row), -1);
+            rowIndexComplete_ = rowIndexComplete_ && rowIndex_[size_t(row)] >= 0;
+        }
+    }
+    // A row the index does not know (an entry added since) leaves the search to the
+    // engine's getters.
+    return rowIndexComplete_ ? index : nullptr;
+}
+
+void SortFilterProxyModel::startSearch() const
+{
+    searchStale_ = false;
+    newlyFound_ = 0;
+    const int rows = model_->rowCount();
+    found_.assign(size_t(rows), 0);
+    std::vector<SearchRun::Candidate> candidates;
+    candidates.reserve(size_t(rows));
+    for (int row = 0; row < rows; ++row) {
+        if (settingsAccept(*model_->entry(row), row))
+            candidates.emplace_back(row, rowIndex_[size_t(row)]);
+    }
+    run_->start(yumIO_->searchIndex(), std::move(candidates), pattern_);
+}
+
+bool SortFilterProxyModel::searching() const
+{
+    return run_->running();
+}
+
+void SortFilterProxyModel::searchFound(const QList<int>& rows)
+{
+    for (const int row : rows) {
+        if (size_t(row) < found_.size())
+            found_[size_t(row)] = 1;
+    }
+    newlyFound_ += rows.size();
+    if (!applyTimer_->isActive())
+        applyTimer_->start();
+}
+
+void SortFilterProxyModel::applyFound()
+{
+    // Rows found are inserted one range at a time, which for tens of thousands of rows
+    // costs more than filtering and sorting the whole listing afresh.
+    if (newlyFound_ > 4096)
+        invalidate();
+    else if (newlyFound_ > 0)
+        invalidateRowsFilter();
+    newlyFound_ = 0;
+}
+
+void SortFilterProxyModel::endSearch()
+{
+    applyTimer_->stop();
+    applyFound();
+    Q_EMIT searchFinished();
 }
 
 void SortFilterProxyModel::setUpdateListed()

@@ -7,9 +7,12 @@
 #include <QHash>
 
 #include <regex.h>
+#include <memory>
 #include <vector>
 
+class QTimer;
 class YumIO;
+class YumIOSearchIndex;
 
 namespace Package {
 class Entry;
@@ -18,6 +21,7 @@ class Entry;
 namespace PackageTable {
 
 class Model;
+class SearchRun;
 
 // Decides which catalogue rows are listed, from the mode, a regular expression, the state
 // filter and whether duplicates and groups are included; sorts with the name as tie-break.
@@ -47,9 +51,19 @@ public:
     // Marks every listed out-of-date package for update.
     void setUpdateListed();
 
+    // Why the expression does not compile, as the system says; empty when it does.
+    QString expressionError() const { return expressionError_; }
     bool matches(const QString& text) const;
+    // The answer for one row, every field read through the engine: what the search
+    // index gives must be the same.
     bool acceptRow(Package::Entry* entry, int row, const QModelIndex& parent) const;
     int cachedRows() const { return int(cache_.size()); }
+    // Whether a search through the engine's index is still filling in the listing.
+    bool searching() const;
+
+Q_SIGNALS:
+    // The listing of a search through the index is complete.
+    void searchFinished();
 
 public Q_SLOTS:
     void clear();
@@ -64,6 +78,13 @@ protected:
 
 private:
     bool matchesBytes(const char* text, qsizetype length) const;
+    bool settingsAccept(const Package::Entry& entry, int row) const;
+    // The index when search mode can use it for the current catalogue, else null.
+    const YumIOSearchIndex* usableIndex() const;
+    void startSearch() const;
+    void searchFound(const QList<int>& rows);
+    void applyFound();
+    void endSearch();
     bool filterModeAccepts(const Package::Entry& entry, int row) const;
     void buildFilterTexts() const;
     bool searchModeAccepts(const Package::Entry& entry) const;
@@ -100,6 +121,20 @@ private:
     mutable std::vector<int> sortKeys_[9];
     mutable quint64 sortKeysGeneration_ = 0;
     bool emptyExpression_ = true;
+    QString expressionError_;
+    QByteArray pattern_;
+    // The search through the index: which rows matched so far, and whether the settings
+    // changed since it started.
+    SearchRun* run_;
+    QTimer* applyTimer_;
+    mutable bool searchStale_ = true;
+    mutable std::vector<quint8> found_;
+    mutable qsizetype newlyFound_ = 0;
+    // Index position of every row's entry, for one index and catalogue.
+    mutable std::shared_ptr<const YumIOSearchIndex> rowIndexOf_;
+    mutable quint64 rowIndexGeneration_ = 0;
+    mutable std::vector<int> rowIndex_;
+    mutable bool rowIndexComplete_ = false;
 };
 
 } // namespace PackageTable

@@ -5,13 +5,18 @@
 #include "packagetable/PackageTableOtherContextMenu.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "widgets/HItemDelegate.h"
+#include "yumio/PackageEntry.h"
 
 #include <QEvent>
+#include <QFontMetrics>
 #include <QKeyEvent>
 #include <QHeaderView>
+#include <QSet>
 #include <QStyle>
 
+#include <algorithm>
 #include <climits>
+#include <vector>
 
 namespace PackageTable {
 
@@ -62,11 +67,94 @@ QModelIndexList View::selectedRows() const
 
 void View::resizeColumnsToContents()
 {
-    // Widths fit every row of the catalogue, listed or not.
-    const bool filtering = proxy_->getFilter();
-    proxy_->setFilter(false);
+    // Widths fit every row of the catalogue, listed or not: sizeHintForColumn() reads
+    // the package model itself, so the listing stays as it is.
     HTableView::resizeColumnsToContents();
-    proxy_->setFilter(filtering);
+}
+
+namespace {
+
+// How many of the widest estimated texts and of the spread rows are laid out.
+constexpr size_t widestRows = 12;
+constexpr int sampleRows = 64;
+
+} // namespace
+
+static_assert(Model::ColumnCount == 9, "one list of rows per column");
+
+void View::findWidthRows() const
+{
+    // Laying out a cell costs far more than reading its text: every text is read, once
+    // per catalogue, and only a few dozen cells per column are laid out.  Widths are
+    // estimated from the advances of single characters, any character beyond ASCII
+    // counted as the font's widest.
+    const int rows = model_->rowCount();
+    std::vector<int> common;
+    const int step = qMax(1, rows / sampleRows);
+    for (int row = 0; row < rows; row += step)
+        common.push_back(row);
+    QSet<int> combinations;
+    const QFontMetrics metrics(font());
+    int advance[128];
+    for (int c = 0; c < 128; ++c)
+        advance[c] = metrics.horizontalAdvance(QChar(c));
+    const int widest = metrics.maxWidth();
+    // Estimate and row, widest first, per text column.
+    std::vector<std::pair<int, int>> top[Model::ColumnCount];
+    for (int row = 0; row < rows; ++row) {
+        const Package::Entry* e = model_->entry(row);
+        if (!e)
+            continue;
+        const int combination = int(e->action) | int(e->state) << 4 | int(e->kind) << 8;
+        if (!combinations.contains(combination)) {
+            combinations.insert(combination);
+            common.push_back(row);
+        }
+        for (int column = Model::NameColumn; column < Model::ColumnCount; ++column) {
+            const QString text = Model::displayText(*e, column);
+            int estimate = 0;
+            for (const QChar c : text)
+                estimate += c.unicode() < 128 ? advance[c.unicode()] : widest;
+            std::vector<std::pair<int, int>>& best = top[column];
+            if (best.size() == widestRows && estimate <= best.back().first)
+                continue;
+            const auto at = std::upper_bound(best.begin(), best.end(), estimate,
+                                             [](int value, const std::pair<int, int>& item) { return value > item.first; });
+            best.insert(at, {estimate, row});
+            if (best.size() > widestRows)
+                best.pop_back();
+        }
+    }
+    for (int column = 0; column < Model::ColumnCount; ++column) {
+        widthRows_[column] = common;
+        for (const auto& item : top[column])
+            widthRows_[column].push_back(item.second);
+    }
+    widthRowsGeneration_ = model_->catalogueGeneration();
+    widthRowsFont_ = font().toString();
+}
+
+int View::sizeHintForColumn(int column) const
+{
+    if (!model_ || column < 0 || column >= Model::ColumnCount)
+        return HTableView::sizeHintForColumn(column);
+    // Actions change without a new catalogue, but every action's icon has the same
+    // size: the rows found for the catalogue still hold the widest cells.
+    if (widthRowsGeneration_ != model_->catalogueGeneration() || widthRowsFont_ != font().toString())
+        findWidthRows();
+    QStyleOptionViewItem option;
+    initViewItemOption(&option);
+    option.features &= ~QStyleOptionViewItem::WrapText;
+    const QAbstractItemDelegate* delegate = itemDelegateForColumn(column);
+    if (!delegate)
+        delegate = itemDelegate();
+    const int rows = model_->rowCount();
+    int hint = 0;
+    for (const int row : widthRows_[column]) {
+        if (row < rows)
+            hint = qMax(hint, delegate->sizeHint(option, model_->index(row, column)).width());
+    }
+    return showGrid() ? hint + 1 : hint;
 }
 
 void View::describe()

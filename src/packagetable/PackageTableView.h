@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "widgets/HTableView.h"
 
 namespace PackageTable {
@@ -28,6 +30,10 @@ public:
     // The menus, once opened.
     ActionContextMenu* actionMenu() const { return actionMenu_; }
     OtherContextMenu* otherMenu() const { return otherMenu_; }
+    // The widest cell of the column over every row of the catalogue, listed or not,
+    // measured on a bounded set of rows: a spread sample, one row of each combination
+    // of action, state and kind, and the rows whose texts are estimated the widest.
+    int sizeHintForColumn(int column) const override;
 
 Q_SIGNALS:
     void currentChanged(int currentRow, int previousRow);
@@ -49,8 +55,14 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    // Rows worth laying out per column, kept for one catalogue and font.
+    void findWidthRows() const;
+
     Model* model_;
     SortFilterProxyModel* proxy_;
+    mutable std::vector<int> widthRows_[9];
+    mutable quint64 widthRowsGeneration_ = ~quint64(0);
+    mutable QString widthRowsFont_;
     ActionContextMenu* actionMenu_ = nullptr;
     OtherContextMenu* otherMenu_ = nullptr;
 };

@@ -13,9 +13,12 @@
 #include <QObject>
 #include <QString>
 
+#include <memory>
+
 class HProgressBar;
 class QWidget;
 class YumIODialogs;
+class YumIOSearchIndex;
 
 namespace Package {
 class Entry;
@@ -180,6 +183,9 @@ public:
     int upToDateGroup(const Package::Entry& entry);
     bool fileListsLoaded() const { return fileListsLoaded_; }
     bool otherDataLoaded() const { return otherDataLoaded_; }
+    // The texts search mode compares, once both kinds of extra data are loaded and
+    // buildSearchIndex() ran; null otherwise.  Dropped by the next collection.
+    std::shared_ptr<const YumIOSearchIndex> searchIndex() const { return searchIndex_; }
 
     // The rpm database changed since the catalogue was collected (another program
     // installed or removed packages).
@@ -310,6 +316,8 @@ public:
     void clearEntries();
     bool collectFileLists();
     bool collectOtherData();
+    // Builds the search index when the extra data are loaded and there is none yet.
+    bool buildSearchIndex();
     bool apply();
     // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
     void execWorkThread(class QEventLoop& loop, QThread& thread);
@@ -319,6 +327,7 @@ public:
     void clearEntriesReal();
     bool collectFileListsReal();
     bool collectOtherDataReal();
+    bool buildSearchIndexReal();
     bool applyReal();
 
     Blocker& blocker() { return blocker_; }
@@ -425,6 +434,9 @@ private:
     bool cancelled_ = false;
     bool fileListsLoaded_ = false;
     bool otherDataLoaded_ = false;
+    std::shared_ptr<const YumIOSearchIndex> searchIndex_;
+    // Filled by the worker, handed over by the starter once the worker is done.
+    std::shared_ptr<YumIOSearchIndex> builtIndex_;
 
     bool collectSteps(const QHash<QString, bool>& requests);
     bool readRepos();

@@ -363,6 +363,7 @@ void YumIO::clearEntriesReal()
 void YumIO::clearEntriesBeforeQuit()
 {
     clearing_ = true;
+    searchIndex_.reset();
     deleteEntries(false);
     groupInfo_.release();
     reposDict_.release();

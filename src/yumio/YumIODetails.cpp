@@ -10,6 +10,7 @@
 #include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIODialogsUser.h"
+#include "yumio/YumIOSearchIndex.h"
 
 #include <algorithm>
 
@@ -577,5 +578,34 @@ bool YumIO::collectExtra(bool fileLists)
     progress_->endItemActs();
     (fileLists ? fileListsLoaded_ : otherDataLoaded_) = true;
     Q_EMIT collectedExtraData();
+    return true;
+}
+
+bool YumIO::buildSearchIndexReal()
+{
+    blocker_.block();
+    Progress::User progress(progress_, totalBar_, itemBar_);
+    YumIODialogsUser dialogs(dialogs_, parent_);
+    PyGILStateWrapper lock(true);
+    setEnablePythonSIGINTHandler(true);
+
+    const int rows = int(entries_.size());
+    progress_->startTotal(tr("Preparing search: Total Progress"), Steps(qMax(rows, 1)));
+    progress_->startItem(tr("Reading package details"), Steps(qMax(rows, 1)), Steps(qMax(rows, 1)));
+    auto index = std::make_shared<YumIOSearchIndex>();
+    std::vector<QStringList> fields;
+    for (int row = 0; row < rows; ++row) {
+        const Package::Entry& entry = *entries_.at(row);
+        const int count = YumIOSearchIndex::fieldCount(entry);
+        fields.assign(size_t(count), QStringList());
+        for (int field = 0; field < count; ++field)
+            fields[size_t(field)] = YumIOSearchIndex::fieldTexts(*this, entry, field);
+        index->append(&entry, fields);
+        if ((row & 0xff) == 0)
+            progress_->setItemValue(Steps(row));
+    }
+    index->squeeze();
+    builtIndex_ = std::move(index);
+    progress_->reset();
     return true;
 }

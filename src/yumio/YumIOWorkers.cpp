@@ -4,6 +4,7 @@
 #include "yumio/YumIO.h"
 
 #include "yumio/YumIOApplyThread.h"
+#include "yumio/YumIOBuildSearchIndexThread.h"
 #include "yumio/YumIOClearEntriesThread.h"
 #include "yumio/YumIOCollectFileListsThread.h"
 #include "yumio/YumIOCollectOtherDataThread.h"
@@ -20,6 +21,8 @@ bool YumIO::collect(const QHash<QString, bool>& requests)
     // Cancelled before it started: the window is on its way out.
     if (cancelled_)
         return false;
+    // The index points at the entries about to go.
+    searchIndex_.reset();
     QEventLoop loop;
     CollectThread thread(this, loop, requests);
     execWorkThread(loop, thread);
@@ -30,6 +33,7 @@ void YumIO::clearEntries()
 {
     // The table sees an empty catalogue from now on, while the entries are deleted.
     clearing_ = true;
+    searchIndex_.reset();
     QEventLoop loop;
     ClearEntriesThread thread(this, loop);
     execWorkThread(loop, thread);
@@ -53,6 +57,20 @@ bool YumIO::collectOtherData()
     CollectOtherDataThread thread(this, loop);
     execWorkThread(loop, thread);
     return thread.result();
+}
+
+bool YumIO::buildSearchIndex()
+{
+    if (searchIndex_)
+        return true;
+    if (!fileListsLoaded_ || !otherDataLoaded_)
+        return false;
+    QEventLoop loop;
+    BuildSearchIndexThread thread(this, loop);
+    execWorkThread(loop, thread);
+    searchIndex_ = std::move(builtIndex_);
+    builtIndex_.reset();
+    return thread.result() && searchIndex_;
 }
 
 bool YumIO::apply()

@@ -205,12 +205,25 @@ void TestMainWindow::searchDescribeQuit()
     window_->setRegexp("pear/README");
     button(window_->mainArea(), "Search")->click();
     QCOMPARE(loaded.count(), 2);
+    QVERIFY(window_->yumIO()->searchIndex());
+    // A second search while the first still fills the listing replaces it.
     button(window_->mainArea(), "Search")->click();
     QCOMPARE(loaded.count(), 2);
+    QTRY_VERIFY_WITH_TIMEOUT(!window_->proxy()->searching(), 20000);
     QCOMPARE(listed(*window_), QStringList({ "pear" }));
+
+    // An expression that does not compile lists nothing and says why; the next one
+    // that does takes the mark away.
+    window_->setRegexp("(pear");
+    button(window_->mainArea(), "Search")->click();
+    QCOMPARE(window_->proxy()->rowCount(), 0);
+    QVERIFY(window_->regexpEdit()->toolTip().contains(window_->proxy()->expressionError()));
+    QVERIFY(!window_->proxy()->expressionError().isEmpty());
 
     window_->setRegexp("kettle");
     button(window_->mainArea(), "Search")->click();
+    QCOMPARE(window_->regexpEdit()->toolTip(), QString("Regular expression to compare to all fields of a package"));
+    QTRY_VERIFY_WITH_TIMEOUT(!window_->proxy()->searching(), 20000);
     const int kettle = listed(*window_).indexOf("kettle");
     window_->view()->setCurrentIndex(window_->proxy()->index(kettle, Model::NameColumn));
     QStringList shown;

@@ -7,6 +7,7 @@
 
 #include "packagetable/PackageTableActionContextMenu.h"
 #include "packagetable/PackageTableModel.h"
+#include "packagetable/PackageTableSearchMatcher.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "packagetable/PackageTableView.h"
 #include "widgets/Colors.h"
@@ -198,7 +199,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("groups");
         QTest::addColumn<QString>("expression");
         QTest::addColumn<QStringList>("listed");
-        const QStringList all{"Orchard", "breakfast", "kettle", "lime", "lime.i686", "pear", "plum"};
         QTest::newRow("installable, groups out: suites stay")
             << int(PackageTable::Installable) << true << false << ".*"
             << QStringList{"breakfast", "lime", "lime.i686"};
@@ -206,8 +206,8 @@ private Q_SLOTS:
                                         << QStringList{"Orchard", "breakfast", "lime"};
         QTest::newRow(".* stripped twice at the start, once at the end")
             << int(PackageTable::All) << true << true << ".*.*ime.*" << QStringList{"lime", "lime.i686"};
-        QTest::newRow("expression that does not compile lists everything")
-            << int(PackageTable::All) << true << true << "(pea" << all;
+        QTest::newRow("expression that does not compile lists nothing")
+            << int(PackageTable::All) << true << true << "(pea" << QStringList();
     }
     void filterSettings()
     {
@@ -224,6 +224,7 @@ private Q_SLOTS:
         QStringList shown = t.listed(t.proxy);
         shown.sort();
         QCOMPARE(shown, listed);
+        QCOMPARE(t.proxy.expressionError().isEmpty(), expression != "(pea");
         // The cache holds an answer for every row once the expression is set.
         QCOMPARE(t.proxy.cachedRows(), t.model.rowCount());
     }
@@ -257,6 +258,47 @@ private Q_SLOTS:
         proxy.rowCount();
         proxy.sort(Model::SizeColumn);
         QCOMPARE(proxy.asked, once);
+    }
+
+    void matcherSkipsOnlyTextsWithoutAMatch_data()
+    {
+        // The text every match needs decides which items are tried at all: a wrong one
+        // would lose matches.  Items are tried one by one, never across their ends.
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("required");
+        QTest::addColumn<QStringList>("items");
+        QTest::addColumn<bool>("matches");
+        QTest::newRow("plain text") << "pear" << "pear" << QStringList{"apple", "pearl"} << true;
+        QTest::newRow("optional letter") << "colou?r" << "colo" << QStringList{"x", "color"} << true;
+        QTest::newRow("repeated letter") << "ab*c" << "a" << QStringList{"ac"} << true;
+        QTest::newRow("interval drops its atom") << "xa{0}b" << "x" << QStringList{"xb"} << true;
+        QTest::newRow("optional group") << "(lib)?z+" << "z" << QStringList{"zz"} << true;
+        QTest::newRow("alternatives make nothing certain") << "pear|^fig$" << "" << QStringList{"pea", "fig"} << true;
+        QTest::newRow("escaped dot") << "\\.conf$" << ".conf" << QStringList{"/etc/a.conf.d", "/etc/a.conf"} << true;
+        QTest::newRow("bracket with a closing bracket first") << "[]a]bc" << "bc" << QStringList{"]bc"} << true;
+        QTest::newRow("class by name") << "[[:digit:]]x" << "x" << QStringList{"7x"} << true;
+        QTest::newRow("multibyte letter made optional") << QString::fromUtf8("caf\u00e9?s") << "caf"
+                                                       << QStringList{"cafs"} << true;
+        QTest::newRow("match spans two items: none") << "ar.da" << "ar" << QStringList{"pear", "data"} << false;
+        QTest::newRow("anchored, needed text in a later item") << "^lib.*devel$" << "devel"
+                                                             << QStringList{"libdevel-x", "lib-devel"} << true;
+        QTest::newRow("empty item matched by an empty-capable expression") << "^$" << "" << QStringList{""} << true;
+        QTest::newRow("no items") << "^$" << "" << QStringList{} << false;
+    }
+    void matcherSkipsOnlyTextsWithoutAMatch()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(QString, required);
+        QFETCH(QStringList, items);
+        QFETCH(bool, matches);
+        const QByteArray bytes = pattern.toUtf8();
+        QCOMPARE(QString::fromUtf8(PackageTable::SearchMatcher::requiredText(bytes)), required);
+        QByteArray joined;
+        for (const QString& item : items)
+            joined += item.toUtf8() + '\0';
+        const PackageTable::SearchMatcher matcher(bytes);
+        QVERIFY(matcher.valid());
+        QCOMPARE(matcher.matchesAny(std::string_view(joined.constData(), size_t(joined.size()))), matches);
     }
 
     void sorting()
@@ -419,6 +461,37 @@ private Q_SLOTS:
             QCOMPARE(view.sizeHintForColumn(column), view.everyCell(column));
     }
 
+    void columnFitFindsTheWidestCell_data()
+    {
+        // One cell, away from the spread sample and hidden by the filter, is the widest
+        // of its column: the fit must find it all the same.
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("wide letters, few of them") << int(Model::NameColumn) << "WWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWW";
+        QTest::newRow("beyond ASCII") << int(Model::VersionColumn) << QString::fromUtf8("1.0-1.\u4e2d\u6587\u4e2d\u6587\u4e2d\u6587\u4e2d\u6587");
+        QTest::newRow("repository") << int(Model::RepositoryColumn) << "a-very-long-repository-name-for-the-test";
+    }
+    void columnFitFindsTheWidestCell()
+    {
+        QFETCH(int, column);
+        QFETCH(QString, text);
+        YumIO yumIO;
+        SyntheticCatalogue::fill(yumIO, 3000);
+        Package::Entry* odd = yumIO.catalogue().at(1000); // not in the spread sample
+        (column == Model::NameColumn ? odd->name : column == Model::VersionColumn ? odd->verRel : odd->repo) = text;
+        Model model(&yumIO, nullptr);
+        SortFilterProxyModel proxy(PackageTable::All, true, true, &yumIO, nullptr);
+        proxy.setSourceModel(&model);
+        proxy.setFilterRegExp("^zz-none");
+        PackageTable::View view(&model, &proxy, nullptr);
+        MeasuringView measuring;
+        measuring.setItemDelegate(new HItemDelegate(&measuring));
+        measuring.setModel(&model);
+        measuring.setShowGrid(false);
+        for (int c = 0; c < Model::ColumnCount; ++c)
+            QCOMPARE(view.sizeHintForColumn(c), measuring.everyCell(c));
+    }
+
     // Last: it starts the interpreter of this process.
     void sandboxCatalogue()
     {
@@ -441,6 +514,71 @@ private Q_SLOTS:
         for (int row = 0; row < proxy.rowCount(); ++row)
             QCOMPARE(proxy.index(row, Model::StateColumn).data(Qt::UserRole).toInt(), int(Package::AvailableForUpdate));
         QVERIFY2(presenter.dialogs.isEmpty(), qPrintable(presenter.dialogs.value(0).text));
+
+        // Search through the index lists exactly the rows that reading every field
+        // through the engine lists, each time after a search that the next one cancels.
+        QVERIFY(engine->collectFileLists() && engine->collectOtherData());
+        QVERIFY(engine->buildSearchIndex());
+        QVERIFY(engine->searchIndex());
+        SortFilterProxyModel search(PackageTable::All, true, true, engine.get(), nullptr);
+        search.setSourceModel(&model);
+        search.setMode(PackageTable::Search);
+        QSignalSpy finished(&search, &SortFilterProxyModel::searchFinished);
+        const auto listed = [&](SortFilterProxyModel& p) {
+            QList<int> rows;
+            for (int row = 0; row < p.rowCount(); ++row)
+                rows << p.mapToSource(p.index(row, 0)).row();
+            std::sort(rows.begin(), rows.end());
+            return rows;
+        };
+        const QStringList expressions{
+            "^pe",                   // names
+            "/usr/share/bramble",    // a file path
+            "Crisper skin",          // a change-log phrase
+            "melon-libs >= 1.0",     // a requirement
+            "fruit\\(pear\\)",       // a provide, escaped parentheses
+            "zz-nothing-zz",         // nothing
+            ".",                     // everything
+            "^melon-libs$",          // anchors
+            "^[a-c][^ ]*$",          // a character class
+            "GPL|^x86_64$",          // alternatives
+        };
+        for (const QString& expression : expressions) {
+            search.setFilterRegExp(QStringLiteral("e"));
+            QVERIFY(search.searching());
+            finished.clear();
+            search.setFilterRegExp(expression);
+            if (search.searching())
+                QVERIFY(finished.wait(20000));
+            QCOMPARE(finished.count(), 1);
+            QList<int> expected;
+            for (int row = 0; row < model.rowCount(); ++row) {
+                if (search.acceptRow(model.entry(row), row, QModelIndex()))
+                    expected << row;
+            }
+            QVERIFY2(listed(search) == expected, qPrintable(expression));
+            // Each expression picks what it was chosen for.
+            if (expression == QLatin1String("."))
+                QCOMPARE(expected.size(), model.rowCount());
+            else
+                QVERIFY2(expected.isEmpty() == expression.startsWith("zz"), qPrintable(expression));
+        }
+        // A change of mode drops the running search: nothing of it arrives later.
+        search.setFilterRegExp(QStringLiteral("e"));
+        finished.clear();
+        search.setMode(PackageTable::Filter);
+        QVERIFY(!search.searching());
+        const QList<int> filtered = listed(search);
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(finished.count(), 0);
+        QCOMPARE(listed(search), filtered);
+        // An expression that does not compile searches nothing and lists nothing.
+        search.setMode(PackageTable::Search);
+        search.setFilterRegExp(QStringLiteral("(pea"));
+        QVERIFY(!search.searching());
+        QCOMPARE(search.rowCount(), 0);
+        QVERIFY(!search.expressionError().isEmpty());
+
         engine->clearEntriesBeforeQuit();
         model.detachEngine();
         YumIODialogsPresenter::install(nullptr);

@@ -6,12 +6,14 @@
 // startup_ms (interpreter and script), collect_ms, total_ms (from the start of the
 // process to the collected catalogue), rows, entries (rows and their chains), rss_kb and
 // peak_rss_kb after collection; with --extra also filelists_ms and otherdata_ms (loading
-// the extra data).  Nothing is printed before the figures: the program's own output
+// the extra data), index_ms, index_kb (the search index) and index_rss_kb (resident
+// memory after it).  Nothing is printed before the figures: the program's own output
 // would not be timed fairly against a quiet package manager.
 
 #include "app/Globals.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
+#include "yumio/YumIOSearchIndex.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -70,7 +72,11 @@ int main(int argc, char** argv)
         std::printf("filelists_ms=%lld\n", step.restart());
         if (!engine->collectOtherData())
             return 1;
-        std::printf("otherdata_ms=%lld\nextra_peak_rss_kb=%ld\n", step.elapsed(), statusKb("VmHWM"));
+        std::printf("otherdata_ms=%lld\nextra_peak_rss_kb=%ld\n", step.restart(), statusKb("VmHWM"));
+        if (!engine->buildSearchIndex())
+            return 1;
+        std::printf("index_ms=%lld\nindex_kb=%llu\nindex_rss_kb=%ld\n", step.elapsed(),
+                    static_cast<unsigned long long>(engine->searchIndex()->memory() / 1024), statusKb("VmRSS"));
     }
     std::fflush(stdout);
     engine->clearEntriesBeforeQuit();

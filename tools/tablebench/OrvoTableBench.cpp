@@ -4,6 +4,10 @@
 // makes.  Prints the median of several runs of each.
 //
 //   orvo-table-bench [rows | --collect] [runs]
+//
+// With --collect it also loads the extra data, builds the search index (time, its size
+// and the resident memory after it) and times searches through it: until the listing is
+// complete, and the longest the graphical thread went without serving a 5 ms timer.
 
 #include "SyntheticCatalogue.h"
 
@@ -11,12 +15,17 @@
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "packagetable/PackageTableView.h"
 #include "yumio/YumIO.h"
+#include "yumio/YumIOSearchIndex.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -56,6 +65,47 @@ void measure(const char* what, QWidget& view, PackageTable::SortFilterProxyModel
         times.push_back(timed(view, proxy, step));
     }
     report(what, times, proxy.rowCount());
+}
+
+// A line of /proc/self/status in kilobytes ("VmRSS").
+long statusKb(const char* key)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray prefix = QByteArray(key) + ':';
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLong();
+    return -1;
+}
+
+// One search: milliseconds until the listing is complete, and the longest gap between
+// two ticks of a 5 ms timer meanwhile.
+std::pair<double, double> searchOnce(QWidget& view, PackageTable::SortFilterProxyModel& proxy, const char* text)
+{
+    QElapsedTimer clock;
+    QTimer ticker;
+    ticker.setInterval(5);
+    qint64 lastTick = 0;
+    qint64 longest = 0;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        longest = qMax(longest, now - lastTick);
+        lastTick = now;
+    });
+    QEventLoop loop;
+    QObject::connect(&proxy, &PackageTable::SortFilterProxyModel::searchFinished, &loop, &QEventLoop::quit);
+    clock.start();
+    ticker.start();
+    proxy.setFilterRegExp(QString::fromLatin1(text));
+    if (proxy.searching())
+        loop.exec();
+    proxy.rowCount();
+    view.repaint();
+    const qint64 done = clock.nsecsElapsed();
+    longest = qMax(longest, done - lastTick);
+    return {double(done) / 1e6, double(longest) / 1e6};
 }
 
 } // namespace
@@ -131,7 +181,40 @@ int main(int argc, char** argv)
     runs = qMin(runs, 3);
     measure("resize columns to every row", view, proxy, [] {},
             [&] { view.resizeColumnsToContents(); });
-    if (collect)
+    if (collect) {
+        QElapsedTimer step;
+        step.start();
+        if (!yumIO.collectFileLists() || !yumIO.collectOtherData()) {
+            std::fprintf(stderr, "orvo-table-bench: cannot load the extra data\n");
+            return 1;
+        }
+        const double extra = double(step.restart());
+        yumIO.buildSearchIndex();
+        const double built = double(step.elapsed());
+        const auto index = yumIO.searchIndex();
+        std::printf("%-44s %8.0f ms (extra data %.0f ms before); index %.1f MB; resident %.0f MB\n",
+                    "search index built", built, extra, index ? double(index->memory()) / 1048576 : 0.0,
+                    double(statusKb("VmRSS")) / 1024);
+        proxy.setFilterRegExp(QStringLiteral(".*"));
+        proxy.setMode(PackageTable::Search);
+        for (const char* text : {"e", "/usr/share/no/such/file", "system network", "^py.*-devel", "lib", ".*"}) {
+            std::vector<double> complete;
+            std::vector<double> stalls;
+            for (int run = 0; run < runs; ++run) {
+                proxy.setFilterRegExp(QStringLiteral(".*"));
+                QCoreApplication::processEvents();
+                const auto [ms, stall] = searchOnce(view, proxy, text);
+                complete.push_back(ms);
+                stalls.push_back(stall);
+            }
+            std::sort(complete.begin(), complete.end());
+            std::sort(stalls.begin(), stalls.end());
+            std::printf("search \"%s\"%*s complete median %7.1f ms, longest stall median %5.1f ms (max %5.1f); %d rows\n",
+                        text, int(qMax<size_t>(1, 34 - std::strlen(text))), "", complete[complete.size() / 2],
+                        stalls[stalls.size() / 2], stalls.back(), proxy.rowCount());
+            std::fflush(stdout);
+        }
         yumIO.clearEntriesBeforeQuit();
+    }
     return 0;
 }
