@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QMap>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -128,6 +129,7 @@ public:
             }
             if (n == 0)
                 return End;
+            raw.append(buffer_, n);
             len_ = n;
             pos_ = 0;
         }
@@ -136,6 +138,7 @@ public:
 
     const QString path; // as shown in messages
     int errnum = 0;
+    QByteArray raw;     // everything read so far
 
 private:
     int fd_;
@@ -261,6 +264,8 @@ bool YumConfIO::read(QWidget* parent)
     mainText_.clear();
     repos_.clear();
     pushedBack_.clear();
+    kept_.clear();
+    origins_.clear();
     // A file reached twice (through a link) is read once.
     QSet<QPair<quint64, quint64>> readIds;
 
@@ -281,6 +286,7 @@ bool YumConfIO::read(QWidget* parent)
             readIds.insert(fileId(st));
         if (!readConfFile(input))
             return false;
+        keepText(fileName(), input.raw, 0, true);
     }
 
     const bool read = forEachRepoFile([this, &readIds](const RepoFile& repoFile) {
@@ -293,7 +299,11 @@ bool YumConfIO::read(QWidget* parent)
             return false;
         }
         Input input(fd, repoFile.shown);
-        return readRepoFile(input, repoFile.file);
+        const int first = int(repos_.size());
+        if (!readRepoFile(input, repoFile.file))
+            return false;
+        keepText(repoFile.file, input.raw, first, false);
+        return true;
     });
     if (!read)
         return false;
@@ -509,29 +519,31 @@ bool YumConfIO::write(QWidget* parent)
 
     QList<Repo::Entry> sorted = repos_;
     std::stable_sort(sorted.begin(), sorted.end(), filePositionLessThan);
+    QMap<QString, QList<const Repo::Entry*>> byFile;
+    for (const KeptFile& kept : qAsConst(kept_))
+        byFile[cleanPath(kept.file)];
+    for (const Repo::Entry& entry : qAsConst(sorted))
+        byFile[cleanPath(entry.file)].append(&entry);
 
     QSet<QString> written;
     writtenIds_.clear();
-    QString current;
-    QByteArray text;
-    bool haveFile = false;
-    for (const Repo::Entry& entry : qAsConst(sorted)) {
-        if (!haveFile || entry.file != current) {
-            if (haveFile && !commitFile(current, text))
-                return false;
-            current = entry.file;
-            haveFile = true;
-            written.insert(cleanPath(current));
-            text.clear();
-            if (cleanPath(current) == mainFile && !mainText_.isEmpty())
+    for (auto it = byFile.cbegin(); it != byFile.cend(); ++it) {
+        QByteArray text;
+        if (!editedText(it.key(), it.value(), text)) {
+            if (it.value().isEmpty())
+                continue; // its repositories are gone: removeUnusedFiles deletes it
+            if (it.key() == mainFile)
                 text += encodeText(mainText_);
-        } else {
-            text += '\n';
+            for (const Repo::Entry* entry : it.value()) {
+                if (entry != it.value().first())
+                    text += '\n';
+                writeRepo(text, *entry);
+            }
         }
-        writeRepo(text, entry);
+        if (!commitFile(it.key(), text))
+            return false;
+        written.insert(it.key());
     }
-    if (haveFile && !commitFile(current, text))
-        return false;
     if (!written.contains(mainFile)) {
         if (!commitFile(mainFile, encodeText(mainText_)))
             return false;
@@ -610,6 +622,8 @@ void YumConfIO::sameFileSameName(const QString& mainFile)
     nameOf(mainFile);
     for (Repo::Entry& entry : repos_)
         entry.file = nameOf(entry.file);
+    for (KeptFile& kept : kept_)
+        kept.file = nameOf(cleanPath(kept.file));
 }
 
 bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)
@@ -754,6 +768,47 @@ bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
         }
         return true;
     });
+}
+
+void YumConfIO::keepText(const QString& file, const QByteArray& text, int first, bool mainFile)
+{
+    KeptFile kept{file, Repo::FileText(text, mainFile), repos_.mid(first)};
+    // A file laid out otherwise than it was read is written whole.
+    if (kept.text.sectionCount() != kept.read.size())
+        return;
+    for (int i = first; i < repos_.size(); ++i) {
+        repos_[i].origin = int(origins_.size());
+        origins_.append(qMakePair(int(kept_.size()), i - first));
+    }
+    kept_.append(kept);
+}
+
+bool YumConfIO::editedText(const QString& file, const QList<const Repo::Entry*>& entries, QByteArray& text) const
+{
+    const auto kept = std::find_if(kept_.cbegin(), kept_.cend(),
+                                   [&file](const KeptFile& k) { return cleanPath(k.file) == file; });
+    if (kept == kept_.cend())
+        return false;
+    const int keptIndex = int(kept - kept_.cbegin());
+    // A file all of whose repositories were removed is deleted, unless it is the main
+    // file or held none to begin with.
+    if (entries.isEmpty() && kept->text.sectionCount() > 0 && file != fileName())
+        return false;
+    QList<const Repo::Entry*> now(kept->text.sectionCount(), nullptr);
+    QList<QByteArray> added;
+    for (const Repo::Entry* entry : entries) {
+        const QPair<int, int> origin = origins_.value(entry->origin, qMakePair(-1, -1));
+        // A copy of an entry is a new section: the first holder keeps the old one.
+        if (origin.first == keptIndex && !now.at(origin.second)) {
+            now[origin.second] = entry;
+        } else {
+            QByteArray section;
+            writeRepo(section, *entry);
+            added.append(section);
+        }
+    }
+    text = kept->text.edited(kept->read, now, added);
+    return true;
 }
 
 void YumConfIO::error(const QString& message, int errnum)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "repo/RepoEntry.h"
+#include "repo/RepoFileText.h"
 
 #include <QHash>
 #include <QList>
@@ -69,6 +70,9 @@ public:
     // Every id that equals a later entry's id, once per such pair, joined by ", ".
     QString getDuplicateId() const;
 
+    // Matches "option = value" lines; see readRepoFile for the rules.
+    static bool isOption(const QString& line, const QString& option, QString& value);
+
 Q_SIGNALS:
     void changed();
 
@@ -82,7 +86,6 @@ private:
     LineResult readLogicalLine(Input& file, QString& line);
     LineResult readLine(Input& file, QString& line);
     void unreadLine(const QString& line);
-    static bool isOption(const QString& line, const QString& option, QString& value);
     static void cleanupRead(Repo::Entry& entry);
     void applyUsedOptions(const Repo::Entry& entry);
     void finishEntry(Repo::Entry& entry, bool newId);
@@ -102,6 +105,10 @@ private:
     // as the package manager leaves them out.
     bool forEachRepoFile(const std::function<bool(const RepoFile&)>& visit);
     void error(const QString& message, int errnum);
+    // Remembers the text of a file just read, whose sections became repos_ from `first`.
+    void keepText(const QString& file, const QByteArray& text, int first, bool mainFile);
+    // The new text of a file read before, or false when it is to be written whole.
+    bool editedText(const QString& file, const QList<const Repo::Entry*>& entries, QByteArray& text) const;
 
     const QList<YumRepoEnabled>& requests_;
     UseTable& used_;
@@ -114,6 +121,15 @@ private:
     QString mainText_;
     QWidget* parent_ = nullptr;
     QStringList pushedBack_;
+    // Every file as read, with its sections as they were read.
+    struct KeptFile {
+        QString file;
+        Repo::FileText text;
+        QList<Repo::Entry> read;
+    };
+    QList<KeptFile> kept_;
+    // Entry::origin → (kept file, section)
+    QList<QPair<int, int>> origins_;
     // Files replaced by the write in hand, as device and inode, so that a file reached
     // through another directory name is known as written.
     QSet<QPair<quint64, quint64>> writtenIds_;
