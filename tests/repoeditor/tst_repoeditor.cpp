@@ -237,8 +237,8 @@ private Q_SLOTS:
         Files expected = snapshot(root_->path());
         button(*editor, "Apply")->click();
         QCOMPARE(errors_, QStringList());
-        expected["/etc/yum.repos.d/alpha.repo"] = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\nenabled=0\n"
-                                                  "# kept comment\nmetadata_expire=7d\n\n"
+        expected["/etc/yum.repos.d/alpha.repo"] = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\n"
+                                                  "# kept comment\nmetadata_expire=7d\nenabled=0\n\n"
                                                   "[repo2]\nname=Zwei\nbaseurl=file:///srv/2\nenabled=1\n";
         QCOMPARE(snapshot(root_->path()), expected);
         QVERIFY(!button(*editor, "Apply")->isEnabled());
