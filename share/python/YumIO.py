@@ -566,14 +566,42 @@ class _TransactionDisplay(dnf.callback.TransactionProgress):
         yumIOC.errorlog(0, message)
 
 
+def _skipRepo(base, repo, e):
+    """One repository that cannot be read must not hide the others and the
+    installed packages: it is left out of the session."""
+    try:
+        repo._repo.expire()
+    except Exception:
+        pass
+    repo.disable()
+    base._skipped.append((repo.id, e))
+
+
+def _skippedError(skipped):
+    """The error that names the repositories left out, for the engine to show."""
+    lines = [str(e) for _, e in skipped]
+    lines.append("Repositories skipped for this session: %s" % ", ".join(rid for rid, _ in skipped))
+    return Errors.RepoError("\n".join(lines))
+
+
 class _Base(dnf.Base):
     """dnf's Base with yum's reporting points added."""
 
     def __init__(self, io):
         super(_Base, self).__init__()
         self._orvo = io
+        # (id, exception) of the repositories left out of this Base's sack
+        self._skipped = []
 
     def _add_repo_to_sack(self, repo):
+        try:
+            self._loadRepo(repo)
+        except (dnf.exceptions.RepoError, dnf.exceptions.MetadataError, libdnf.error.Error) as e:
+            if _interrupted[0]:
+                raise
+            _skipRepo(self, repo, e)
+
+    def _loadRepo(self, repo):
         meter = _RepoMeter(self._orvo, repo)
         repo.set_progress_bar(meter)
         try:
@@ -968,6 +996,7 @@ class YumIO(object):
         self._otherLoaded = False
         self._pkgs = {}
         self._installonly = None
+        self.skippedRepos = []
         try:
             self._configure()
         except Errors.YumBaseError as e:
@@ -1086,12 +1115,27 @@ class YumIO(object):
 
     def _fillSack(self):
         self._fixDbPath()
+        self.skippedRepos = []
         try:
             self._base.fill_sack(load_system_repo=True, load_available_repos=True)
         except Exception as e:
             raise _yumError(e)
         self._sackReady = True
         self._installonly = None
+        self._noteSkipped()
+
+    def _noteSkipped(self):
+        """Raises, once the sack holds the rest, the error naming the skipped
+        repositories; they stay off for the rest of the session."""
+        skipped = self._base._skipped
+        if not skipped:
+            return
+        self._base._skipped = []
+        self.skippedRepos = [rid for rid, _ in skipped]
+        for rid in self.skippedRepos:
+            if rid in self.repos.repos:
+                self.repos.repos[rid].enabled = 0
+        raise _skippedError(skipped)
 
     def setupRepos(self):
         self._fillSack()
@@ -1236,6 +1280,9 @@ class YumIO(object):
                 repo.load_metadata_other = True
             self._fixDbPath()
             base.fill_sack(load_system_repo=True, load_available_repos=True)
+            # Extra data that cannot be read leaves the session as it was.
+            if base._skipped:
+                raise base._skipped[0][1]
         except Exception as e:
             if base is not None:
                 try:

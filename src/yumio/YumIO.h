@@ -411,6 +411,8 @@ private:
     bool readRepos();
     void useRepos(const QHash<QString, bool>& requests);
     void collectRepos();
+    // After setupRepos failed: whether it left out the failing repositories and read the rest.
+    bool reposSkipped();
     bool collectSet(PyObject* packages, Package::State state);
     bool collectEach(PyObject* items, Package::State state);
     void collectOne(PyObject* package, Package::State state);
