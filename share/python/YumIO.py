@@ -52,6 +52,7 @@ import time  # noqa: E402
 import dnf  # noqa: E402
 import dnf.callback  # noqa: E402
 import dnf.conf  # noqa: E402
+import dnf.conf.read  # noqa: E402
 import dnf.exceptions  # noqa: E402
 import dnf.lock  # noqa: E402
 import dnf.rpm  # noqa: E402
@@ -584,6 +585,58 @@ def _skippedError(skipped):
     return Errors.RepoError("\n".join(lines))
 
 
+class _RecordHandler(logging.Handler):
+    def __init__(self):
+        logging.Handler.__init__(self, logging.WARNING)
+        self.records = []
+
+    def emit(self, record):
+        self.records.append(record)
+
+
+def _checkRepoText(substitutions, text, shown, mainFile):
+    import re
+    import tempfile
+    sections = [m.group(1) for m in re.finditer(br"^\[([^\n]*)\][ \t]*$", text, re.M)
+                if m.group(1) != b"main"]
+    work = tempfile.mkdtemp(prefix="orvo-check-")
+    handler = _RecordHandler()
+    logger = logging.getLogger("dnf")
+    logger.addHandler(handler)
+    problems = []
+    try:
+        path = os.path.join(work, "main.conf" if mainFile else "check.repo")
+        with open(path, "wb") as fh:
+            fh.write(text)
+        conf = dnf.conf.Conf()
+        for key, value in dict(substitutions).items():
+            conf.substitutions[key] = value
+        if mainFile:
+            conf.read(path)
+            conf.config_file_path = path
+            conf.reposdir = []
+        else:
+            empty = os.path.join(work, "empty.conf")
+            open(empty, "w").close()
+            conf.config_file_path = empty
+            conf.reposdir = [work]
+        read = [r.id for r in dnf.conf.read.RepoReader(conf, {})]
+        for record in handler.records:
+            message = record.getMessage()
+            # A name taken from the id is no loss.
+            if "missing name" not in message:
+                problems.append(message)
+        if len(read) < len(sections) and not problems:
+            problems.append("only %d of %d repositories read" % (len(read), len(sections)))
+    except Exception as e:
+        problems.append(str(e))
+    finally:
+        logger.removeHandler(handler)
+        shutil.rmtree(work, ignore_errors=True)
+    return "\n".join(p.replace(os.path.join(work, "check.repo"), shown)
+                     .replace(os.path.join(work, "main.conf"), shown) for p in problems)
+
+
 class _Base(dnf.Base):
     """dnf's Base with yum's reporting points added."""
 
@@ -1088,6 +1141,14 @@ class YumIO(object):
                 baseurl=list(r.baseurl or []), mirrorlist=r.mirrorlist or "",
                 gpgcheck=1 if r.gpgcheck else 0, repofile=r.repofile)
         self.repos.repos = repos
+
+    # ---- configuration checks ------------------------------------------
+
+    def checkRepoText(self, text, shown, mainFile):
+        """What dnf would say reading `text` as the file `shown`: "" when it reads
+        every repository section of it, else its messages."""
+        return _checkRepoText(self._base.conf.substitutions if self._base else {},
+                              bytes(text), shown, bool(mainFile))
 
     # ---- lock ------------------------------------------------------
 

@@ -272,6 +272,10 @@ void MainWindow::initialize()
         yumConfIO_ = new YumConfIO(yumRepoEnabled, repoUse, this);
         connect(yumConfIO_, &YumConfIO::changed, this, &MainWindow::yumConfIOChanged);
         model_->setYumConfIO(yumConfIO_);
+        yumConfIO_->setTextCheck([this](const QString& shown, const QByteArray& text, bool mainFile,
+                                         QString& message) {
+            return yumIO_->checkRepoText(shown, text, mainFile, message);
+        });
     }
     if (openLogAtStart)
         displayLog();

@@ -74,6 +74,11 @@ void ConfigDialog::ok()
         reject();
         return;
     }
+    // The status line names what the package manager would refuse.
+    if (!config_->problem().isEmpty()) {
+        refresh();
+        return;
+    }
     Repo::Entry entry = config_->toEntry();
     // Still the section it was read from, so that only the changed lines are written.
     entry.origin = entry_->origin;

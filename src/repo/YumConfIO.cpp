@@ -525,8 +525,8 @@ bool YumConfIO::write(QWidget* parent)
     for (const Repo::Entry& entry : qAsConst(sorted))
         byFile[cleanPath(entry.file)].append(&entry);
 
-    QSet<QString> written;
-    writtenIds_.clear();
+    // Every text first, so that a text the package manager refuses leaves all files alone.
+    QList<QPair<QString, QByteArray>> texts;
     for (auto it = byFile.cbegin(); it != byFile.cend(); ++it) {
         QByteArray text;
         if (!editedText(it.key(), it.value(), text)) {
@@ -540,16 +540,45 @@ bool YumConfIO::write(QWidget* parent)
                 writeRepo(text, *entry);
             }
         }
-        if (!commitFile(it.key(), text))
-            return false;
-        written.insert(it.key());
+        texts.append(qMakePair(it.key(), text));
     }
-    if (!written.contains(mainFile)) {
-        if (!commitFile(mainFile, encodeText(mainText_)))
+    if (!byFile.contains(mainFile))
+        texts.append(qMakePair(mainFile, encodeText(mainText_)));
+    for (const auto& file : qAsConst(texts)) {
+        if (!checkText(file.first, file.second))
             return false;
-        written.insert(mainFile);
+    }
+
+    QSet<QString> written;
+    writtenIds_.clear();
+    for (const auto& file : qAsConst(texts)) {
+        if (!commitFile(file.first, file.second))
+            return false;
+        written.insert(file.first);
     }
     return removeUnusedFiles(written);
+}
+
+bool YumConfIO::checkText(const QString& fileName, const QByteArray& text)
+{
+    if (!textCheck_)
+        return true;
+    const QString shown = inRoot(fileName);
+    // A file that keeps its text needs no second opinion.
+    QByteArray target;
+    if (resolve(fileName, target)) {
+        QFile current(QFile::decodeName(target));
+        if (current.open(QIODevice::ReadOnly) && current.readAll() == text)
+            return true;
+    }
+    QString message;
+    if (textCheck_(shown, text, fileName == this->fileName(), message))
+        return true;
+    Repo::Messages::critical(parent_, tr("Orvo Repository Editor Error"),
+                             tr("The package manager would not read %1 as it would be written:\n%2\n"
+                                "No file was changed.")
+                                 .arg(shown, message));
+    return false;
 }
 
 bool YumConfIO::hasEmptyId() const

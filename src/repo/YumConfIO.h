@@ -30,6 +30,10 @@ class YumConfIO final : public QObject
 
 public:
     using UseTable = QHash<QString, bool>;
+    // Reads a file's new text as the package manager would (shown: the path in
+    // messages); false, with its message, when it would refuse or drop anything.
+    using TextCheck = std::function<bool(const QString& shown, const QByteArray& text, bool mainFile,
+                                         QString& message)>;
 
     // Both are owned by the caller and must outlive this object.
     YumConfIO(const QList<YumRepoEnabled>& requests, UseTable& sessionUse,
@@ -39,7 +43,10 @@ public:
     // Reads everything anew; emits changed() on success.
     bool read(QWidget* parent);
     // Writes repos() back; false when the user declines at the error check or on a failure.
+    // Every new text passes the text check first; one that fails it leaves every file
+    // as it was.
     bool write(QWidget* parent);
+    void setTextCheck(const TextCheck& check) { textCheck_ = check; }
 
     // The main file: /etc/yum/yum.conf, /etc/yum.conf or /etc/dnf/dnf.conf, the first
     // that exists, else /etc/yum.conf.  Asked afresh at each use.
@@ -98,6 +105,7 @@ private:
     static bool filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b);
     static void writeRepo(QByteArray& file, const Repo::Entry& entry);
     bool commitFile(const QString& fileName, const QByteArray& text);
+    bool checkText(const QString& fileName, const QByteArray& text);
     bool removeUnusedFiles(const QSet<QString>& writtenFiles);
     struct RepoFile;
     // Calls visit for each ".repo" file of the repository directories, in name order
@@ -130,6 +138,7 @@ private:
     QList<KeptFile> kept_;
     // Entry::origin → (kept file, section)
     QList<QPair<int, int>> origins_;
+    TextCheck textCheck_;
     // Files replaced by the write in hand, as device and inode, so that a file reached
     // through another directory name is known as written.
     QSet<QPair<quint64, quint64>> writtenIds_;

@@ -75,6 +75,10 @@ public:
     bool usesPresto();
     bool hasMultiProgress();
     QString getYumVar(const QString& name);
+    // What the package manager's own reader says of a configuration file's new text:
+    // true when it reads every repository of it, else false with its message.  True
+    // when there is no script object to ask.
+    bool checkRepoText(const QString& shown, const QByteArray& text, bool mainFile, QString& message);
 
     // -- reporting
     void log(Log::Kind kind, unsigned int level, const QString& text);

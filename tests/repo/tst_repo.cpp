@@ -419,6 +419,40 @@ private Q_SLOTS:
         }
     }
 
+    // The package manager's reading is asked for every text that changes; a refusal
+    // leaves every file as it was, and the write goes through once corrected.
+    void textCheckRefusesThenWrites()
+    {
+        writeRoot(kMainConf, {{"/etc/yum.repos.d/CentOS-Base.repo", kShippedRepo},
+                              {"/etc/yum.repos.d/fedora.repo", kFedoraRepo}});
+        const QMap<QString, QByteArray> before = snapshot(root());
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QStringList asked;
+        conf.setTextCheck([&asked](const QString& shown, const QByteArray& text, bool mainFile, QString& message) {
+            asked << shown + (mainFile ? " (main)" : "");
+            message = "dropped: " + QString::number(text.count("bogus"));
+            return !text.contains("bogus");
+        });
+        QVERIFY(conf.read(nullptr));
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(asked, QStringList());
+        conf.repos()[0].name = "Local";                 // the main file
+        conf.repos()[2].otherOptions += "bogusline\n";  // [updates]
+        QVERIFY(!conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList{"Orvo Repository Editor Error|The package manager would not read "
+                                           + path("/etc/yum.repos.d/CentOS-Base.repo")
+                                           + " as it would be written:\ndropped: 1\nNo file was changed."});
+        QCOMPARE(snapshot(root()), before);
+        conf.repos()[2].otherOptions.remove("bogusline\n");
+        conf.repos()[2].otherOptions += "cost=5\n";
+        asked.clear();
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(asked, QStringList({path("/etc/yum.conf") + " (main)", path("/etc/yum.repos.d/CentOS-Base.repo")}));
+        QVERIFY(readFile(path("/etc/yum.repos.d/CentOS-Base.repo")).contains("# keep this one\ncost=5\n"));
+        QVERIFY(readFile(path("/etc/yum.conf")).contains("name=Local\n"));
+    }
+
     void sessionUse_data()
     {
         QTest::addColumn<QByteArray>("mainConf");
