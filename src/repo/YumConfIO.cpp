@@ -632,7 +632,7 @@ void YumConfIO::cleanupWrite(QList<Repo::Entry>& list) const
         if (entry.file.isEmpty())
             entry.file = entry.id + QLatin1String(".repo");
         if (!entry.file.startsWith(QLatin1Char('/')) && !reposdirs_.isEmpty())
-            entry.file = reposdirs_.first() + QLatin1Char('/') + entry.file;
+            entry.file = newFileDir() + QLatin1Char('/') + entry.file;
         // Two spellings of one path must not become two writes of one file.
         entry.file = cleanPath(entry.file);
     }
@@ -653,6 +653,18 @@ void YumConfIO::sameFileSameName(const QString& mainFile)
         entry.file = nameOf(entry.file);
     for (KeptFile& kept : kept_)
         kept.file = nameOf(cleanPath(kept.file));
+}
+
+QString YumConfIO::newFileDir() const
+{
+    for (const QString& dir : reposdirs_) {
+        QByteArray target;
+        struct stat st;
+        if (resolve(dir, target) && ::stat(target.constData(), &st) == 0 && S_ISDIR(st.st_mode))
+            return dir;
+    }
+    // commitFile creates it.
+    return reposdirs_.value(0);
 }
 
 bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)
@@ -704,6 +716,14 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
     }
 
     const qsizetype slash = target.lastIndexOf('/');
+    // The first repository directory is made when none exists yet.
+    if (!exists && !reposdirs_.isEmpty() && cleanPath(fileName).section(QLatin1Char('/'), 0, -2) == cleanPath(reposdirs_.first())
+        && !QDir().exists(QFile::decodeName(target.left(slash)))) {
+        if (!QDir().mkpath(QFile::decodeName(target.left(slash)))) {
+            error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+            return false;
+        }
+    }
     QByteArray temporary = target.left(slash + 1) + '.' + target.mid(slash + 1) + ".orvo-XXXXXX";
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) {

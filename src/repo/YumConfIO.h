@@ -99,6 +99,8 @@ private:
 
     bool checkErrors();
     void cleanupWrite(QList<Repo::Entry>& list) const;
+    // Where a new file goes: the first repository directory that exists, else the first.
+    QString newFileDir() const;
     // Entries of one file reached under two names (through a link) get one name, the
     // main file's first, so that the file is written once with all of them.
     void sameFileSameName(const QString& mainFile);

@@ -453,6 +453,37 @@ private Q_SLOTS:
         QVERIFY(readFile(path("/etc/yum.conf")).contains("name=Local\n"));
     }
 
+    // A new entry without a file goes to the first repository directory that exists;
+    // with none, the first one is made.
+    void newFileLocation_data()
+    {
+        QTest::addColumn<QStringList>("dirs");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("only the second exists") << QStringList{"/etc/yum.repos.d"} << "/etc/yum.repos.d/new.repo";
+        QTest::newRow("both exist") << QStringList{"/etc/yum.repos.d", "/etc/yum/repos.d"} << "/etc/yum/repos.d/new.repo";
+        QTest::newRow("none exists") << QStringList{} << "/etc/yum/repos.d/new.repo";
+    }
+
+    void newFileLocation()
+    {
+        QFETCH(QStringList, dirs);
+        QFETCH(QString, expected);
+        QVERIFY(writeFile(path("/etc/yum.conf"), "[main]\n"));
+        for (const QString& dir : dirs)
+            QVERIFY(QDir().mkpath(path(dir)));
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        Repo::Entry added;
+        added.id = "new";
+        added.baseurl = "file:///srv/new";
+        conf.repos().append(added);
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(readFile(path(expected)), QByteArray("[new]\nbaseurl=file:///srv/new\n"));
+        QCOMPARE(located(readAgain()), "new@" + expected);
+    }
+
     void sessionUse_data()
     {
         QTest::addColumn<QByteArray>("mainConf");
