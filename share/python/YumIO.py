@@ -567,6 +567,15 @@ class _TransactionDisplay(dnf.callback.TransactionProgress):
         yumIOC.errorlog(0, message)
 
 
+# Set by Refresh: the next collection checks every repository for new metadata,
+# whatever the cache's age (dnf's "clean expire-cache" before "makecache").
+_expireNext = [False]
+
+
+def expireMetadata():
+    _expireNext[0] = True
+
+
 def _skipRepo(base, repo, e):
     """One repository that cannot be read must not hide the others and the
     installed packages: it is left out of the session."""
@@ -1177,6 +1186,10 @@ class YumIO(object):
     def _fillSack(self):
         self._fixDbPath()
         self.skippedRepos = []
+        if _expireNext[0]:
+            _expireNext[0] = False
+            for r in self._base.repos.iter_enabled():
+                r._repo.expire()
         try:
             self._base.fill_sack(load_system_repo=True, load_available_repos=True)
         except Exception as e:

@@ -327,6 +327,7 @@ void MainWindow::collectAgain()
 void MainWindow::refresh()
 {
     setReady(false);
+    yumIO_->expireMetadata();
     collectAgain();
     setReady(true);
 }

@@ -295,6 +295,9 @@ public:
     // -- worker threads
     // Starters: graphical thread only, one at a time; each returns when its worker is done.
     bool collect(const QHash<QString, bool>& requests);
+    // The next collection checks every repository for new metadata, however young the
+    // cache (Refresh).
+    void expireMetadata();
     void clearEntries();
     bool collectFileLists();
     bool collectOtherData();

@@ -397,3 +397,12 @@ bool YumIO::clear()
     yumIO_ = std::move(object);
     return true;
 }
+
+void YumIO::expireMetadata()
+{
+    PyGILStateWrapper lock(true);
+    // A script without the function keeps its caches as they are.
+    if (!main_dict || !PyDict_GetItemString(main_dict, "expireMetadata"))
+        return;
+    PyRef done = PyRef::steal(pyCall("expireMetadata", "()"));
+}

@@ -23,3 +23,30 @@ def test_repository_text_checked(script, text, main, refused):
     else:
         assert message and refused in message
         assert "orvo-check-" not in message
+
+
+def test_refresh_reads_changed_metadata(new_session, sandbox, tmp_path, script):
+    from test_transactions import add_repo
+    from conftest import copy_root
+    import os
+    import shutil
+    root = copy_root(sandbox, tmp_path)
+    repo = str(tmp_path / "moving")
+    shutil.copytree(os.path.join(sandbox, "repos/base"), repo)
+    add_repo(root, "orvo-moving", "file://" + repo)
+    versions = []
+    for expire in (False, False, True):
+        s = new_session(root)
+        s.io.disableRepo("orvo-updates")
+        s.io.disableRepo("orvo-base")
+        if expire:
+            script["expireMetadata"]()
+        s.io.setupRepos()
+        versions.append(sorted(str(p) for p in s.io.collectUpdates() if p.name == "pear"))
+        s.io.unlock()
+        # the repository is replaced by a newer one after the first collection
+        shutil.rmtree(repo)
+        shutil.copytree(os.path.join(sandbox, "repos/updates"), repo)
+    # within the cache's lifetime a start keeps what it read; Refresh reads the new
+    assert versions[0] == versions[1] == []
+    assert versions[2] and "1.1-1" in versions[2][0]
