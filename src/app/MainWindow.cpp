@@ -283,6 +283,7 @@ void MainWindow::initialize()
         quit();
         return;
     }
+    yumConfIO_->setVariables(yumIO_->yumVars());
     if (openRepoEditorAtStart) {
         // The main area shows once the editor reports the repositories to use.
         model_->reset();

@@ -581,6 +581,24 @@ bool YumConfIO::checkText(const QString& fileName, const QByteArray& text)
     return false;
 }
 
+QString YumConfIO::substituted(const QString& text) const
+{
+    static const QRegularExpression variable(QStringLiteral("\\$(?:\\{(\\w+)\\}|(\\w+))"));
+    QString result;
+    qsizetype done = 0;
+    QRegularExpressionMatchIterator it = variable.globalMatch(text);
+    while (it.hasNext()) {
+        const QRegularExpressionMatch match = it.next();
+        const QString name = match.captured(1).isEmpty() ? match.captured(2) : match.captured(1);
+        const auto value = variables_.constFind(name);
+        if (value == variables_.cend())
+            continue;
+        result += text.mid(done, match.capturedStart() - done) + *value;
+        done = match.capturedEnd();
+    }
+    return result + text.mid(done);
+}
+
 bool YumConfIO::hasEmptyId() const
 {
     return std::any_of(repos_.cbegin(), repos_.cend(),

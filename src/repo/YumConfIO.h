@@ -48,6 +48,12 @@ public:
     bool write(QWidget* parent);
     void setTextCheck(const TextCheck& check) { textCheck_ = check; }
 
+    // The variables the package manager substitutes ($basearch, $releasever, ...).
+    void setVariables(const QHash<QString, QString>& variables) { variables_ = variables; }
+    // A text as the package manager shows it: "$name" and "${name}" replaced where the
+    // variable is known, left as written where not.
+    QString substituted(const QString& text) const;
+
     // The main file: /etc/yum/yum.conf, /etc/yum.conf or /etc/dnf/dnf.conf, the first
     // that exists, else /etc/yum.conf.  Asked afresh at each use.
     QString fileName() const;
@@ -141,6 +147,7 @@ private:
     // Entry::origin → (kept file, section)
     QList<QPair<int, int>> origins_;
     TextCheck textCheck_;
+    QHash<QString, QString> variables_;
     // Files replaced by the write in hand, as device and inode, so that a file reached
     // through another directory name is known as written.
     QSet<QPair<quint64, quint64>> writtenIds_;

@@ -75,6 +75,8 @@ public:
     bool usesPresto();
     bool hasMultiProgress();
     QString getYumVar(const QString& name);
+    // Every variable the package manager substitutes in repository texts.
+    QHash<QString, QString> yumVars();
     // What the package manager's own reader says of a configuration file's new text:
     // true when it reads every repository of it, else false with its message.  True
     // when there is no script object to ask.

@@ -484,6 +484,24 @@ private Q_SLOTS:
         QCOMPARE(located(readAgain()), "new@" + expected);
     }
 
+    void substituted_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("both spellings") << "Fedora $releasever - ${basearch}x" << "Fedora 39 - x86_64x";
+        // The longest name is taken, and only known names are replaced.
+        QTest::newRow("longer unknown name") << "$basearchx $unknown" << "$basearchx $unknown";
+        QTest::newRow("dollar alone, at the end") << "costs $ and $" << "costs $ and $";
+    }
+
+    void substituted()
+    {
+        QFETCH(QString, text);
+        YumConfIO conf(requests_, used_);
+        conf.setVariables({{"basearch", "x86_64"}, {"releasever", "39"}});
+        QTEST(conf.substituted(text), "expected");
+    }
+
     void sessionUse_data()
     {
         QTest::addColumn<QByteArray>("mainConf");
