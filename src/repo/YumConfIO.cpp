@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QRegularExpression>
 #include <QStringDecoder>
@@ -270,6 +271,8 @@ bool YumConfIO::read(QWidget* parent)
     QSet<QPair<quint64, quint64>> readIds;
 
     const QString mainPath = inRoot(fileName());
+    if (!offerMainFile())
+        return false;
     QByteArray mainTarget;
     // O_NOFOLLOW: every link was followed inside the root already.
     const int mainFd = resolve(fileName(), mainTarget)
@@ -309,6 +312,30 @@ bool YumConfIO::read(QWidget* parent)
         return false;
     Q_EMIT changed();
     return true;
+}
+
+// A root without any main file (a fresh directory) would otherwise be a dead end: the
+// editor cannot add anything without reading first.
+bool YumConfIO::offerMainFile()
+{
+    QByteArray target;
+    struct stat st;
+    if (!resolve(fileName(), target) || ::stat(target.constData(), &st) == 0 || errno != ENOENT)
+        return true;
+    const QString shown = inRoot(fileName());
+    if (!Repo::Messages::question(parent_, tr("Repository Editor"),
+                                  tr("The main configuration file %1 does not exist.  "
+                                     "Create a minimal one?")
+                                      .arg(shown))) {
+        errno = ENOENT;
+        return true; // the read reports the missing file as before
+    }
+    const QString dir = QFileInfo(QFile::decodeName(target)).path();
+    if (!QDir().mkpath(dir)) {
+        error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+        return false;
+    }
+    return commitFile(fileName(), "[main]\n");
 }
 
 bool YumConfIO::readConfFile(Input& file)

@@ -93,6 +93,7 @@ private:
     class Input;
     enum class LineResult { Line, End, Error };
 
+    bool offerMainFile();
     bool readConfFile(Input& file);
     // Sections named "main" are no repositories; only the main file's first one is read.
     bool readRepoFile(Input& file, const QString& fileName);

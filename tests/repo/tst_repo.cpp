@@ -272,6 +272,38 @@ private Q_SLOTS:
                  qPrintable(boxes.errors.first()));
     }
 
+    // An empty root: the missing main file is named and, when the user agrees, a
+    // minimal one made, and nothing else; declined, the read fails as before.
+    void missingMainFileOffered_data()
+    {
+        QTest::addColumn<bool>("answer");
+        QTest::newRow("declined") << false;
+        QTest::newRow("accepted") << true;
+    }
+
+    void missingMainFileOffered()
+    {
+        QFETCH(bool, answer);
+        Boxes boxes;
+        boxes.answer = answer;
+        YumConfIO conf(requests_, used_);
+        QCOMPARE(conf.read(nullptr), answer);
+        QCOMPARE(boxes.questions, QStringList{"Repository Editor|The main configuration file " + path("/etc/yum.conf")
+                                              + " does not exist.  Create a minimal one?"});
+        QCOMPARE(boxes.errors.size(), answer ? 0 : 1);
+        QCOMPARE(snapshot(root()).keys(), answer ? QStringList{"/etc/yum.conf"} : QStringList());
+        if (answer) {
+            QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray("[main]\n"));
+            // The editor can then add a repository.
+            Repo::Entry added;
+            added.id = "first";
+            added.baseurl = "file:///srv/first";
+            conf.repos().append(added);
+            QVERIFY(conf.write(nullptr));
+            QCOMPARE(located(readAgain()), "first@/etc/yum/repos.d/first.repo");
+        }
+    }
+
     // ------------------------------------------------------------------ writing
 
     void roundTrip()
