@@ -53,6 +53,7 @@ import time  # noqa: E402
 import dnf  # noqa: E402
 import dnf.callback  # noqa: E402
 import dnf.conf  # noqa: E402
+import dnf.conf.read  # noqa: E402
 import dnf.exceptions  # noqa: E402
 import dnf.lock  # noqa: E402
 import dnf.rpm  # noqa: E402
@@ -612,14 +613,103 @@ class _TransactionDisplay(dnf.callback.TransactionProgress):
         yumIOC.errorlog(0, message)
 
 
+# Set by Refresh: the next collection checks every repository for new metadata,
+# whatever the cache's age (dnf's "clean expire-cache" before "makecache").
+_expireNext = [False]
+
+
+def expireMetadata():
+    _expireNext[0] = True
+
+
+def _skipRepo(base, repo, e):
+    """One repository that cannot be read must not hide the others and the
+    installed packages: it is left out of the session."""
+    try:
+        repo._repo.expire()
+    except Exception:
+        pass
+    repo.disable()
+    base._skipped.append((repo.id, e))
+
+
+def _skippedError(skipped):
+    """The error that names the repositories left out, for the engine to show."""
+    lines = [str(e) for _, e in skipped]
+    lines.append("Repositories skipped for this session: %s" % ", ".join(rid for rid, _ in skipped))
+    return Errors.RepoError("\n".join(lines))
+
+
+class _RecordHandler(logging.Handler):
+    def __init__(self):
+        logging.Handler.__init__(self, logging.WARNING)
+        self.records = []
+
+    def emit(self, record):
+        self.records.append(record)
+
+
+def _checkRepoText(substitutions, text, shown, mainFile):
+    import re
+    import tempfile
+    sections = [m.group(1) for m in re.finditer(br"^\[([^\n]*)\][ \t]*$", text, re.M)
+                if m.group(1) != b"main"]
+    work = tempfile.mkdtemp(prefix="orvo-check-")
+    handler = _RecordHandler()
+    logger = logging.getLogger("dnf")
+    logger.addHandler(handler)
+    problems = []
+    try:
+        path = os.path.join(work, "main.conf" if mainFile else "check.repo")
+        with open(path, "wb") as fh:
+            fh.write(text)
+        conf = dnf.conf.Conf()
+        for key, value in dict(substitutions).items():
+            conf.substitutions[key] = value
+        if mainFile:
+            conf.read(path)
+            conf.config_file_path = path
+            conf.reposdir = []
+        else:
+            empty = os.path.join(work, "empty.conf")
+            open(empty, "w").close()
+            conf.config_file_path = empty
+            conf.reposdir = [work]
+        read = [r.id for r in dnf.conf.read.RepoReader(conf, {})]
+        for record in handler.records:
+            message = record.getMessage()
+            # A name taken from the id is no loss.
+            if "missing name" not in message:
+                problems.append(message)
+        if len(read) < len(sections) and not problems:
+            problems.append("only %d of %d repositories read" % (len(read), len(sections)))
+    except Exception as e:
+        problems.append(str(e))
+    finally:
+        logger.removeHandler(handler)
+        shutil.rmtree(work, ignore_errors=True)
+    return "\n".join(p.replace(os.path.join(work, "check.repo"), shown)
+                     .replace(os.path.join(work, "main.conf"), shown) for p in problems)
+
+
 class _Base(dnf.Base):
     """dnf's Base with yum's reporting points added."""
 
     def __init__(self, io):
         super(_Base, self).__init__()
         self._orvo = io
+        # (id, exception) of the repositories left out of this Base's sack
+        self._skipped = []
 
     def _add_repo_to_sack(self, repo):
+        try:
+            self._loadRepo(repo)
+        except (dnf.exceptions.RepoError, dnf.exceptions.MetadataError, libdnf.error.Error) as e:
+            if _interrupted[0]:
+                raise
+            _skipRepo(self, repo, e)
+
+    def _loadRepo(self, repo):
         meter = _RepoMeter(self._orvo, repo)
         repo.set_progress_bar(meter)
         try:
@@ -1051,6 +1141,7 @@ class YumIO(object):
         self._otherLoaded = False
         self._pkgs = {}
         self._installonly = None
+        self.skippedRepos = []
         try:
             self._configure()
         except Errors.YumBaseError as e:
@@ -1143,6 +1234,14 @@ class YumIO(object):
                 gpgcheck=1 if r.gpgcheck else 0, repofile=r.repofile)
         self.repos.repos = repos
 
+    # ---- configuration checks ------------------------------------------
+
+    def checkRepoText(self, text, shown, mainFile):
+        """What dnf would say reading `text` as the file `shown`: "" when it reads
+        every repository section of it, else its messages."""
+        return _checkRepoText(self._base.conf.substitutions if self._base else {},
+                              bytes(text), shown, bool(mainFile))
+
     # ---- lock ------------------------------------------------------
 
     def lock(self):
@@ -1173,6 +1272,11 @@ class YumIO(object):
 
     def _fillSack(self):
         self._fixDbPath()
+        self.skippedRepos = []
+        if _expireNext[0]:
+            _expireNext[0] = False
+            for r in self._base.repos.iter_enabled():
+                r._repo.expire()
         cookie = self._rpmdbCookie()
         try:
             self._base.fill_sack(load_system_repo=True, load_available_repos=True)
@@ -1181,6 +1285,7 @@ class YumIO(object):
         self._sackReady = True
         self._installonly = None
         self._cookie = cookie
+        self._noteSkipped()
 
     def _rpmdbCookie(self):
         """What tells one state of the rpm database from another: rpm's cookie, or
@@ -1210,6 +1315,19 @@ class YumIO(object):
         if not self._sackReady or self._cookie is None:
             return False
         return self._rpmdbCookie() != self._cookie
+
+    def _noteSkipped(self):
+        """Raises, once the sack holds the rest, the error naming the skipped
+        repositories; they stay off for the rest of the session."""
+        skipped = self._base._skipped
+        if not skipped:
+            return
+        self._base._skipped = []
+        self.skippedRepos = [rid for rid, _ in skipped]
+        for rid in self.skippedRepos:
+            if rid in self.repos.repos:
+                self.repos.repos[rid].enabled = 0
+        raise _skippedError(skipped)
 
     def setupRepos(self):
         _LOCK.take()
@@ -1360,6 +1478,9 @@ class YumIO(object):
                 repo.load_metadata_other = True
             self._fixDbPath()
             base.fill_sack(load_system_repo=True, load_available_repos=True)
+            # Extra data that cannot be read leaves the session as it was.
+            if base._skipped:
+                raise base._skipped[0][1]
         except Exception as e:
             if base is not None:
                 try:

@@ -285,6 +285,10 @@ void MainWindow::initialize()
         yumConfIO_ = new YumConfIO(yumRepoEnabled, repoUse, this);
         connect(yumConfIO_, &YumConfIO::changed, this, &MainWindow::yumConfIOChanged);
         model_->setYumConfIO(yumConfIO_);
+        yumConfIO_->setTextCheck([this](const QString& shown, const QByteArray& text, bool mainFile,
+                                         QString& message) {
+            return yumIO_->checkRepoText(shown, text, mainFile, message);
+        });
     }
     if (openLogAtStart)
         displayLog();
@@ -292,6 +296,7 @@ void MainWindow::initialize()
         quit();
         return;
     }
+    yumConfIO_->setVariables(yumIO_->yumVars());
     if (openRepoEditorAtStart) {
         // The main area shows once the editor reports the repositories to use.
         model_->reset();
@@ -355,6 +360,7 @@ void MainWindow::refresh()
     const bool discard = marksMayGo();
     setReady(false);
     systemNote_.clear();
+    yumIO_->expireMetadata();
     collectAgain(!discard);
     if (yumIO_)
         setReady(true);

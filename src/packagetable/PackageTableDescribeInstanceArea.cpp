@@ -287,7 +287,9 @@ void Area::handleRepo()
         if (repo.id == entry_.repo) {
             if (!repoDialog_)
                 repoDialog_ = new RepoDialog(yumIO_, this);
-            repoDialog_->config(repo);
+            Repo::Entry shown = repo;
+            shown.name = yumConfIO_->substituted(repo.name);
+            repoDialog_->config(shown);
             repoDialog_->exec();
             return;
         }

@@ -194,6 +194,12 @@ QVariant Model::data(const QModelIndex& index, int role) const
                     tip += tr("Available: %1\n").arg(link->verRel);
             }
             return tip.trimmed();
+        } else if (column == RepositoryColumn && yumConfIO_) {
+            // The repository's name, as the package manager shows it.
+            for (const Repo::Entry& repo : yumConfIO_->repos()) {
+                if (repo.id == e->repo)
+                    return yumConfIO_->substituted(repo.name);
+            }
         }
         return QVariant();
     case Qt::ForegroundRole: {

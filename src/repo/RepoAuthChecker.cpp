@@ -50,7 +50,7 @@ void Checker::check(QWidget* parent, YumConfIO& yumConfIO)
         } else {
             if (!dialog_)
                 dialog_ = std::make_unique<Dialog>(parent);
-            const int result = dialog_->exec(&entry);
+            const int result = dialog_->exec(&entry, yumConfIO.substituted(entry.name));
             if (result == Dialog::ApplyToAll) {
                 haveAnswerForAll = true;
                 answerForAll = Auth{dialog_->name(), dialog_->password()};

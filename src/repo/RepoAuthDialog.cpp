@@ -82,12 +82,12 @@ int Dialog::exec()
     return ModalAnswer::exec(*this);
 }
 
-int Dialog::exec(Repo::Entry* entry)
+int Dialog::exec(Repo::Entry* entry, const QString& shownName)
 {
     baseurl_ = entry->baseurl;
     mirrorlist_ = entry->mirrorlist;
     idLabel_->setText(entry->id);
-    nameLabel_->setText(entry->name);
+    nameLabel_->setText(shownName.isNull() ? entry->name : shownName);
     QString nameKey, name, passwordKey, password;
     Repo::Larder::getAuth(*entry, nameKey, name, passwordKey, password);
     {

@@ -28,7 +28,8 @@ public:
 
     // Shows the repository; on Ok and both Apply results its URLs receive the typed
     // credentials.  Returns a Result.
-    int exec(Repo::Entry* entry);
+    // shownName: the name with its variables substituted; the entry's own when null.
+    int exec(Repo::Entry* entry, const QString& shownName = QString());
     int exec() override;
 
     QString name() const;

@@ -182,12 +182,70 @@ Repo::Entry Config::toEntry() const
     return entry;
 }
 
+namespace {
+
+// The schemes the package manager downloads from.
+bool knownScheme(const QString& url)
+{
+    static const QRegularExpression scheme(QStringLiteral("^(https?|ftps?|file)://"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    return scheme.match(url).hasMatch();
+}
+
+QString urlProblem(const QString& field, const QString& text, bool several)
+{
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString url = lines.at(i).trimmed();
+        if (url.isEmpty())
+            continue;
+        const QString where = several ? Config::tr("%1, line %2").arg(field).arg(i + 1) : field;
+        if (url.contains(QLatin1Char(' ')) || url.contains(QLatin1Char('\t')))
+            return several ? Config::tr("%1: a URL cannot hold blanks; put each URL on a line of its own").arg(where)
+                           : Config::tr("%1: a URL cannot hold blanks").arg(where);
+        if (!knownScheme(url))
+            return Config::tr("%1: the URL does not begin with a scheme the package manager knows "
+                              "(http://, https://, ftp://, ftps://, file://)")
+                .arg(where);
+    }
+    return QString();
+}
+
+} // namespace
+
+QString Config::problem() const
+{
+    QString text = urlProblem(tr("URLs"), urls_->realPlainText(), true);
+    if (text.isEmpty())
+        text = urlProblem(tr("Mirror list URL"), mirrorlist_->realText(), false);
+    if (!text.isEmpty())
+        return text;
+    const QStringList lines = otherOptions_->toPlainText().split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        // Blank lines are dropped, comments and continuation lines kept as they are.
+        if (line.trimmed().isEmpty() || line.startsWith(QLatin1Char('#')) || line.startsWith(QLatin1Char(';'))
+            || line.startsWith(QLatin1Char(' ')) || line.startsWith(QLatin1Char('\t')))
+            continue;
+        const int equals = int(line.indexOf(QLatin1Char('=')));
+        if (equals < 0)
+            return tr("Other Options: \"%1\" is not of the form name=value").arg(line);
+        const QString name = line.left(equals).trimmed();
+        static const QRegularExpression bad(QStringLiteral("[\\s:]"));
+        if (name.isEmpty() || name.contains(bad))
+            return tr("Other Options: the name \"%1\" is empty or holds blanks, \"=\" or \":\"")
+                .arg(line.left(equals));
+    }
+    return QString();
+}
+
 bool Config::setStatus(const YumConfIO& yumConfIO, HFrameLabel* label) const
 {
     const Repo::Entry entry = toEntry();
     QString text;
     bool error = false;
-    if (entry.id.isEmpty()) {
+    if (!(text = problem()).isEmpty()) {
+        error = true;
+    } else if (entry.id.isEmpty()) {
         text = tr("No Identifier specified");
         error = true;
     } else if (entry.baseurl.isEmpty() && entry.mirrorlist.isEmpty()) {

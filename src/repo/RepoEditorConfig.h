@@ -35,6 +35,9 @@ public:
     Repo::Entry toEntry() const;
     // Shows in label the first problem of the configuration; true when there is one.
     bool setStatus(const YumConfIO& yumConfIO, HFrameLabel* label) const;
+    // What the package manager would refuse or misread in the form, naming the field;
+    // empty when nothing.
+    QString problem() const;
     // Makes every field read-only, for a configuration that is only shown.
     void disable();
 

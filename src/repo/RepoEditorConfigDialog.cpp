@@ -74,7 +74,14 @@ void ConfigDialog::ok()
         reject();
         return;
     }
-    const Repo::Entry entry = config_->toEntry();
+    // The status line names what the package manager would refuse.
+    if (!config_->problem().isEmpty()) {
+        refresh();
+        return;
+    }
+    Repo::Entry entry = config_->toEntry();
+    // Still the section it was read from, so that only the changed lines are written.
+    entry.origin = entry_->origin;
     if (!entry.id.isEmpty()) {
         const bool use = entry.enabled == Repo::Default ? yumConfIO_->mainEnabled()
                                                          : entry.enabled == Repo::Yes;

@@ -232,6 +232,8 @@ void Dialog::copy()
     if (row < 0 || !readOk_)
         return;
     Repo::Entry entry = yumConfIO_->repos().at(row);
+    // A new section, wherever its position puts it.
+    entry.origin = -1;
     if (runForm(&entry)) {
         view_->setCurrentRow(model_->addRow(entry));
         configChanged_ = true;

@@ -25,6 +25,9 @@ public:
     QString file;
     // Order of the section within its file.
     double sortPosition = 0;
+    // The section this entry was read from (YumConfIO's own numbering), -1 for an entry
+    // made here.  Not part of the entry's value: equal entries may differ in it.
+    int origin = -1;
 
     bool operator==(const Entry& other) const;
     bool operator!=(const Entry& other) const { return !(*this == other); }

@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QMap>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -128,6 +130,7 @@ public:
             }
             if (n == 0)
                 return End;
+            raw.append(buffer_, n);
             len_ = n;
             pos_ = 0;
         }
@@ -136,6 +139,7 @@ public:
 
     const QString path; // as shown in messages
     int errnum = 0;
+    QByteArray raw;     // everything read so far
 
 private:
     int fd_;
@@ -261,10 +265,14 @@ bool YumConfIO::read(QWidget* parent)
     mainText_.clear();
     repos_.clear();
     pushedBack_.clear();
+    kept_.clear();
+    origins_.clear();
     // A file reached twice (through a link) is read once.
     QSet<QPair<quint64, quint64>> readIds;
 
     const QString mainPath = inRoot(fileName());
+    if (!offerMainFile())
+        return false;
     QByteArray mainTarget;
     // O_NOFOLLOW: every link was followed inside the root already.
     const int mainFd = resolve(fileName(), mainTarget)
@@ -281,6 +289,7 @@ bool YumConfIO::read(QWidget* parent)
             readIds.insert(fileId(st));
         if (!readConfFile(input))
             return false;
+        keepText(fileName(), input.raw, 0, true);
     }
 
     const bool read = forEachRepoFile([this, &readIds](const RepoFile& repoFile) {
@@ -293,12 +302,40 @@ bool YumConfIO::read(QWidget* parent)
             return false;
         }
         Input input(fd, repoFile.shown);
-        return readRepoFile(input, repoFile.file);
+        const int first = int(repos_.size());
+        if (!readRepoFile(input, repoFile.file))
+            return false;
+        keepText(repoFile.file, input.raw, first, false);
+        return true;
     });
     if (!read)
         return false;
     Q_EMIT changed();
     return true;
+}
+
+// A root without any main file (a fresh directory) would otherwise be a dead end: the
+// editor cannot add anything without reading first.
+bool YumConfIO::offerMainFile()
+{
+    QByteArray target;
+    struct stat st;
+    if (!resolve(fileName(), target) || ::stat(target.constData(), &st) == 0 || errno != ENOENT)
+        return true;
+    const QString shown = inRoot(fileName());
+    if (!Repo::Messages::question(parent_, tr("Repository Editor"),
+                                  tr("The main configuration file %1 does not exist.  "
+                                     "Create a minimal one?")
+                                      .arg(shown))) {
+        errno = ENOENT;
+        return true; // the read reports the missing file as before
+    }
+    const QString dir = QFileInfo(QFile::decodeName(target)).path();
+    if (!QDir().mkpath(dir)) {
+        error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+        return false;
+    }
+    return commitFile(fileName(), "[main]\n");
 }
 
 bool YumConfIO::readConfFile(Input& file)
@@ -509,35 +546,84 @@ bool YumConfIO::write(QWidget* parent)
 
     QList<Repo::Entry> sorted = repos_;
     std::stable_sort(sorted.begin(), sorted.end(), filePositionLessThan);
+    QMap<QString, QList<const Repo::Entry*>> byFile;
+    for (const KeptFile& kept : qAsConst(kept_))
+        byFile[cleanPath(kept.file)];
+    for (const Repo::Entry& entry : qAsConst(sorted))
+        byFile[cleanPath(entry.file)].append(&entry);
+
+    // Every text first, so that a text the package manager refuses leaves all files alone.
+    QList<QPair<QString, QByteArray>> texts;
+    for (auto it = byFile.cbegin(); it != byFile.cend(); ++it) {
+        QByteArray text;
+        if (!editedText(it.key(), it.value(), text)) {
+            if (it.value().isEmpty())
+                continue; // its repositories are gone: removeUnusedFiles deletes it
+            if (it.key() == mainFile)
+                text += encodeText(mainText_);
+            for (const Repo::Entry* entry : it.value()) {
+                if (entry != it.value().first())
+                    text += '\n';
+                writeRepo(text, *entry);
+            }
+        }
+        texts.append(qMakePair(it.key(), text));
+    }
+    if (!byFile.contains(mainFile))
+        texts.append(qMakePair(mainFile, encodeText(mainText_)));
+    for (const auto& file : qAsConst(texts)) {
+        if (!checkText(file.first, file.second))
+            return false;
+    }
 
     QSet<QString> written;
     writtenIds_.clear();
-    QString current;
-    QByteArray text;
-    bool haveFile = false;
-    for (const Repo::Entry& entry : qAsConst(sorted)) {
-        if (!haveFile || entry.file != current) {
-            if (haveFile && !commitFile(current, text))
-                return false;
-            current = entry.file;
-            haveFile = true;
-            written.insert(cleanPath(current));
-            text.clear();
-            if (cleanPath(current) == mainFile && !mainText_.isEmpty())
-                text += encodeText(mainText_);
-        } else {
-            text += '\n';
-        }
-        writeRepo(text, entry);
-    }
-    if (haveFile && !commitFile(current, text))
-        return false;
-    if (!written.contains(mainFile)) {
-        if (!commitFile(mainFile, encodeText(mainText_)))
+    for (const auto& file : qAsConst(texts)) {
+        if (!commitFile(file.first, file.second))
             return false;
-        written.insert(mainFile);
+        written.insert(file.first);
     }
     return removeUnusedFiles(written);
+}
+
+bool YumConfIO::checkText(const QString& fileName, const QByteArray& text)
+{
+    if (!textCheck_)
+        return true;
+    const QString shown = inRoot(fileName);
+    // A file that keeps its text needs no second opinion.
+    QByteArray target;
+    if (resolve(fileName, target)) {
+        QFile current(QFile::decodeName(target));
+        if (current.open(QIODevice::ReadOnly) && current.readAll() == text)
+            return true;
+    }
+    QString message;
+    if (textCheck_(shown, text, fileName == this->fileName(), message))
+        return true;
+    Repo::Messages::critical(parent_, tr("Orvo Repository Editor Error"),
+                             tr("The package manager would not read %1 as it would be written:\n%2\n"
+                                "No file was changed.")
+                                 .arg(shown, message));
+    return false;
+}
+
+QString YumConfIO::substituted(const QString& text) const
+{
+    static const QRegularExpression variable(QStringLiteral("\\$(?:\\{(\\w+)\\}|(\\w+))"));
+    QString result;
+    qsizetype done = 0;
+    QRegularExpressionMatchIterator it = variable.globalMatch(text);
+    while (it.hasNext()) {
+        const QRegularExpressionMatch match = it.next();
+        const QString name = match.captured(1).isEmpty() ? match.captured(2) : match.captured(1);
+        const auto value = variables_.constFind(name);
+        if (value == variables_.cend())
+            continue;
+        result += text.mid(done, match.capturedStart() - done) + *value;
+        done = match.capturedEnd();
+    }
+    return result + text.mid(done);
 }
 
 bool YumConfIO::hasEmptyId() const
@@ -591,7 +677,7 @@ void YumConfIO::cleanupWrite(QList<Repo::Entry>& list) const
         if (entry.file.isEmpty())
             entry.file = entry.id + QLatin1String(".repo");
         if (!entry.file.startsWith(QLatin1Char('/')) && !reposdirs_.isEmpty())
-            entry.file = reposdirs_.first() + QLatin1Char('/') + entry.file;
+            entry.file = newFileDir() + QLatin1Char('/') + entry.file;
         // Two spellings of one path must not become two writes of one file.
         entry.file = cleanPath(entry.file);
     }
@@ -610,6 +696,20 @@ void YumConfIO::sameFileSameName(const QString& mainFile)
     nameOf(mainFile);
     for (Repo::Entry& entry : repos_)
         entry.file = nameOf(entry.file);
+    for (KeptFile& kept : kept_)
+        kept.file = nameOf(cleanPath(kept.file));
+}
+
+QString YumConfIO::newFileDir() const
+{
+    for (const QString& dir : reposdirs_) {
+        QByteArray target;
+        struct stat st;
+        if (resolve(dir, target) && ::stat(target.constData(), &st) == 0 && S_ISDIR(st.st_mode))
+            return dir;
+    }
+    // commitFile creates it.
+    return reposdirs_.value(0);
 }
 
 bool YumConfIO::filePositionLessThan(const Repo::Entry& a, const Repo::Entry& b)
@@ -661,6 +761,14 @@ bool YumConfIO::commitFile(const QString& fileName, const QByteArray& text)
     }
 
     const qsizetype slash = target.lastIndexOf('/');
+    // The first repository directory is made when none exists yet.
+    if (!exists && !reposdirs_.isEmpty() && cleanPath(fileName).section(QLatin1Char('/'), 0, -2) == cleanPath(reposdirs_.first())
+        && !QDir().exists(QFile::decodeName(target.left(slash)))) {
+        if (!QDir().mkpath(QFile::decodeName(target.left(slash)))) {
+            error(tr("Unable to write repository configuration file %1").arg(shown), errno);
+            return false;
+        }
+    }
     QByteArray temporary = target.left(slash + 1) + '.' + target.mid(slash + 1) + ".orvo-XXXXXX";
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) {
@@ -754,6 +862,47 @@ bool YumConfIO::removeUnusedFiles(const QSet<QString>& writtenFiles)
         }
         return true;
     });
+}
+
+void YumConfIO::keepText(const QString& file, const QByteArray& text, int first, bool mainFile)
+{
+    KeptFile kept{file, Repo::FileText(text, mainFile), repos_.mid(first)};
+    // A file laid out otherwise than it was read is written whole.
+    if (kept.text.sectionCount() != kept.read.size())
+        return;
+    for (int i = first; i < repos_.size(); ++i) {
+        repos_[i].origin = int(origins_.size());
+        origins_.append(qMakePair(int(kept_.size()), i - first));
+    }
+    kept_.append(kept);
+}
+
+bool YumConfIO::editedText(const QString& file, const QList<const Repo::Entry*>& entries, QByteArray& text) const
+{
+    const auto kept = std::find_if(kept_.cbegin(), kept_.cend(),
+                                   [&file](const KeptFile& k) { return cleanPath(k.file) == file; });
+    if (kept == kept_.cend())
+        return false;
+    const int keptIndex = int(kept - kept_.cbegin());
+    // A file all of whose repositories were removed is deleted, unless it is the main
+    // file or held none to begin with.
+    if (entries.isEmpty() && kept->text.sectionCount() > 0 && file != fileName())
+        return false;
+    QList<const Repo::Entry*> now(kept->text.sectionCount(), nullptr);
+    QList<QByteArray> added;
+    for (const Repo::Entry* entry : entries) {
+        const QPair<int, int> origin = origins_.value(entry->origin, qMakePair(-1, -1));
+        // A copy of an entry is a new section: the first holder keeps the old one.
+        if (origin.first == keptIndex && !now.at(origin.second)) {
+            now[origin.second] = entry;
+        } else {
+            QByteArray section;
+            writeRepo(section, *entry);
+            added.append(section);
+        }
+    }
+    text = kept->text.edited(kept->read, now, added);
+    return true;
 }
 
 void YumConfIO::error(const QString& message, int errnum)

@@ -78,6 +78,12 @@ public:
     bool usesPresto();
     bool hasMultiProgress();
     QString getYumVar(const QString& name);
+    // Every variable the package manager substitutes in repository texts.
+    QHash<QString, QString> yumVars();
+    // What the package manager's own reader says of a configuration file's new text:
+    // true when it reads every repository of it, else false with its message.  True
+    // when there is no script object to ask.
+    bool checkRepoText(const QString& shown, const QByteArray& text, bool mainFile, QString& message);
 
     // -- reporting
     void log(Log::Kind kind, unsigned int level, const QString& text);
@@ -313,6 +319,9 @@ public:
     // -- worker threads
     // Starters: graphical thread only, one at a time; each returns when its worker is done.
     bool collect(const QHash<QString, bool>& requests);
+    // The next collection checks every repository for new metadata, however young the
+    // cache (Refresh).
+    void expireMetadata();
     void clearEntries();
     bool collectFileLists();
     bool collectOtherData();
@@ -442,6 +451,8 @@ private:
     bool readRepos();
     void useRepos(const QHash<QString, bool>& requests);
     void collectRepos();
+    // After setupRepos failed: whether it left out the failing repositories and read the rest.
+    bool reposSkipped();
     bool collectSet(PyObject* packages, Package::State state);
     bool collectEach(PyObject* items, Package::State state);
     void collectOne(PyObject* package, Package::State state);

@@ -45,15 +45,14 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
     useRepos(requests);
     collectRepos();
 
+    // Without repositories the installed packages are still worth listing: they can be
+    // removed offline.
     if (PyDict_Size(reposDict_.get()) == 0) {
-        error(tr("No repositories are configured.\n"
-                 "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
-        return false;
-    }
-    if (enabledRepos_.isEmpty()) {
-        error(tr("No repositories are enabled.\n"
-                 "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
-        return false;
+        warning(tr("No repositories are configured.\n"
+                   "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
+    } else if (enabledRepos_.isEmpty()) {
+        warning(tr("No repositories are enabled.\n"
+                   "Under the Repositories menu, Edit Configuration can be used to configure repositories."));
     }
 
     progress_->startItem(tr("Reading repositories"), 900, 0);
@@ -64,13 +63,18 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         pyExceptExpect(bdbQuit_.get()); // the user cancelled
         PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupRepos", "()"));
         if (pyExceptMatches(result.get(), repoError_.get()) || pyExceptMatches(result.get(), bdbQuit_.get())) {
+            const bool cancelled = pyExceptMatches(result.get(), bdbQuit_.get());
             pythonExceptionV(tr("Unable to initialize"));
             pyExceptClear();
-            return false;
+            // The script went on without the repositories it names; the rest is read.
+            if (cancelled || !reposSkipped())
+                return false;
+            collectRepos();
+        } else {
+            pyExceptClear();
+            if (!result)
+                return false;
         }
-        pyExceptClear();
-        if (!result)
-            return false;
     }
     progress_->endItemActs();
 
@@ -201,6 +205,14 @@ void YumIO::useRepos(const QHash<QString, bool>& requests)
             warning(tr("unable to setup repository %1:\n%2").arg(it.key(), printableExceptionValue()));
         pyExceptClear();
     }
+}
+
+bool YumIO::reposSkipped()
+{
+    PyRef skipped = PyRef::steal(PyObject_GetAttrString(yumIO_.get(), "skippedRepos"));
+    const bool any = skipped && PySequence_Check(skipped.get()) && PySequence_Size(skipped.get()) > 0;
+    PyErr_Clear();
+    return any;
 }
 
 void YumIO::collectRepos()
@@ -385,4 +397,13 @@ bool YumIO::clear()
     }
     yumIO_ = std::move(object);
     return true;
+}
+
+void YumIO::expireMetadata()
+{
+    PyGILStateWrapper lock(true);
+    // A script without the function keeps its caches as they are.
+    if (!main_dict || !PyDict_GetItemString(main_dict, "expireMetadata"))
+        return;
+    PyRef done = PyRef::steal(pyCall("expireMetadata", "()"));
 }

@@ -264,18 +264,72 @@ private Q_SLOTS:
         QCOMPARE(dump(*engine_), first_);
     }
 
+    // The installed packages alone, with a warning: they can still be removed offline.
     void noneEnabled()
     {
-        QVERIFY(!recollect({ { "orvo-base", false }, { "orvo-updates", false } }));
+        QVERIFY(recollect({ { "orvo-base", false }, { "orvo-updates", false } }));
         QCOMPARE(presenter_.dialogs.size(), 1);
+        QCOMPARE(presenter_.dialogs[0].kind, QString("warning"));
         QVERIFY(presenter_.dialogs[0].text.startsWith("No repositories are enabled."));
-        QCOMPARE(engine_->count(), 0);
+        QVERIFY(find(*engine_, "medlar", "x86_64"));
+        for (const Package::Entry* e : engine_->catalogue())
+            QVERIFY2(e->kind == Package::Group || e->state == Package::Installed, qPrintable(e->name));
         presenter_.dialogs.clear();
         QVERIFY(recollect({}));
         QCOMPARE(dump(*engine_), first_);
     }
 
+    // One repository that cannot be read is named and left out; the rest is listed.
+    // Then the user repairs it and collects again.
+    void failingRepositorySkipped_data()
+    {
+        QTest::addColumn<QString>("damage");
+        QTest::newRow("unreachable") << "unreachable";
+        QTest::newRow("corrupt metadata") << "corrupt";
+    }
+
+    void failingRepositorySkipped()
+    {
+        QFETCH(QString, damage);
+        QTemporaryDir broken;
+        QVERIFY(broken.isValid());
+        // The base repository again, under another name, broken.
+        const QString repoFile = root_.path() + "/etc/yum.repos.d/broken.repo";
+        QString url = "file://" + broken.path() + "/missing";
+        if (damage == "corrupt") {
+            QVERIFY(QProcess::execute("cp", { "-a", QString(qgetenv("ORVO_SANDBOX")) + "/repos/base", broken.path() + "/base" }) == 0);
+            QDir repodata(broken.path() + "/base/repodata");
+            for (const QString& name : repodata.entryList({ "*primary.xml.gz" })) {
+                QFile file(repodata.filePath(name));
+                QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+                file.write("this is no gzip stream");
+            }
+            url = "file://" + broken.path() + "/base";
+        }
+        QVERIFY(writeText(repoFile, "[orvo-broken]\nname=Broken\nbaseurl=" + url + "\nenabled=1\ngpgcheck=0\n"));
+        const bool collected = recollect({});
+        QVERIFY2(collected, qPrintable(presenter_.dialogs.value(0).text));
+        QCOMPARE(presenter_.dialogs.size(), 1);
+        const QString text = presenter_.dialogs[0].text;
+        QVERIFY2(text.contains("Unable to initialize") && text.contains("skipped for this session: orvo-broken"),
+                 qPrintable(text));
+        QVERIFY(!engine_->enabledRepos().contains("orvo-broken"));
+        QCOMPARE(dump(*engine_), first_);
+        presenter_.dialogs.clear();
+
+        QVERIFY(QFile::remove(repoFile));
+        QVERIFY(recollect({}));
+        QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
+        QCOMPARE(dump(*engine_), first_);
+    }
+
 private:
+    static bool writeText(const QString& path, const QString& text)
+    {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text.toUtf8()) == text.toUtf8().size();
+    }
+
     bool recollect(const QHash<QString, bool>& requests)
     {
         if (!engine_->clear())

@@ -132,12 +132,18 @@ const char* const kFedoraRepo =
     "[mirrored]\nname = Mirrored\nbaseurl=http://a.example/repo/ http://b.example/repo/\n\thttp://c.example/repo/\n"
     "gpgkey=file:///k1\n       file:///k2";
 
-// Known options first; other lines, comments among them, follow in their order.
-const char* const kFedoraWritten =
-    "[fedora]\nname=Fedora $releasever\nenabled=1\ngpgcheck=1\n"
-    "#baseurl=http://download.example/pub/fedora/\nmetalink=https://mirrors.example/metalink\n\n"
-    "[mirrored]\nname=Mirrored\nbaseurl=http://a.example/repo/\n        http://b.example/repo/\n"
-    "        http://c.example/repo/\ngpgkey=file:///k1\n       file:///k2\n";
+// As distributions ship them: a header comment, commented-out options, comments
+// above sections, a last line without newline.
+const char* const kShippedRepo =
+    "# CentOS-Base.repo\n#\n# The mirror system uses the connecting IP address.\n#\n\n"
+    "[base]\nname=CentOS-$releasever - Base\n"
+    "mirrorlist=http://mirrorlist.example/?release=$releasever&repo=os\n"
+    "#baseurl=http://mirror.example/centos/$releasever/os/$basearch/\n"
+    "gpgcheck=1\ngpgkey=file:///etc/pki/rpm-gpg/RPM-GPG-KEY-CentOS-7\n\n"
+    "#released updates \n[updates]\nname = CentOS-$releasever - Updates\n"
+    "baseurl=http://a.example/updates/\n\thttp://b.example/updates/\n"
+    "metadata_expire=7d\n# keep this one\n\n"
+    "[extras]\nname=Extras\nenabled=0\nskip_if_unavailable=False";
 
 // A root like the sandbox's: blank credentials of the "/larder?" shape.
 const char* const kLarderRepo =
@@ -268,6 +274,38 @@ private Q_SLOTS:
                  qPrintable(boxes.errors.first()));
     }
 
+    // An empty root: the missing main file is named and, when the user agrees, a
+    // minimal one made, and nothing else; declined, the read fails as before.
+    void missingMainFileOffered_data()
+    {
+        QTest::addColumn<bool>("answer");
+        QTest::newRow("declined") << false;
+        QTest::newRow("accepted") << true;
+    }
+
+    void missingMainFileOffered()
+    {
+        QFETCH(bool, answer);
+        Boxes boxes;
+        boxes.answer = answer;
+        YumConfIO conf(requests_, used_);
+        QCOMPARE(conf.read(nullptr), answer);
+        QCOMPARE(boxes.questions, QStringList{"Repository Editor|The main configuration file " + path("/etc/yum.conf")
+                                              + " does not exist.  Create a minimal one?"});
+        QCOMPARE(boxes.errors.size(), answer ? 0 : 1);
+        QCOMPARE(snapshot(root()).keys(), answer ? QStringList{"/etc/yum.conf"} : QStringList());
+        if (answer) {
+            QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray("[main]\n"));
+            // The editor can then add a repository.
+            Repo::Entry added;
+            added.id = "first";
+            added.baseurl = "file:///srv/first";
+            conf.repos().append(added);
+            QVERIFY(conf.write(nullptr));
+            QCOMPARE(located(readAgain()), "first@/etc/yum/repos.d/first.repo");
+        }
+    }
+
     // ------------------------------------------------------------------ writing
 
     void roundTrip()
@@ -283,17 +321,219 @@ private Q_SLOTS:
         QVERIFY(conf.write(nullptr));
         QCOMPARE(boxes.errors, QStringList());
         QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray(kMainConf));
-        QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraWritten));
+        QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraRepo));
         QCOMPARE(readAgain(), before);
         // Positions order the sections within a file; a section may join the main file.
         conf.repos()[1].sortPosition = 2.5;
         conf.repos()[3].file = "/etc/yum.conf";
         conf.repos()[3].sortPosition = 0;
         QVERIFY(conf.write(nullptr));
-        QCOMPARE(readFile(path("/etc/yum.conf")),
-                 QByteArray(kMainConf).replace("\n[local]", "\n[extra]\nbaseurl=file:///srv/extra\n\n[local]"));
+        // A section moved to another file is a new one there, at its end.
+        QCOMPARE(readFile(path("/etc/yum.conf")), kMainConf + QByteArray("\n[extra]\nbaseurl=file:///srv/extra\n"));
         QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[mirrored]\n"));
         QVERIFY(!QFile::exists(path("/etc/extra.repos.d/extra.repo")));
+    }
+
+    // Each row edits the entries read from kShippedRepo and names the lines of the
+    // file after the write; every other file stays byte for byte as it was.
+    void keptText_data()
+    {
+        QTest::addColumn<QStringList>("edits"); // "id.field=value", "-id", "+id"
+        QTest::addColumn<QByteArray>("expected");
+        const QByteArray shipped = kShippedRepo;
+        QTest::newRow("no change") << QStringList{} << shipped;
+        QTest::newRow("one option, spacing of others kept")
+            << QStringList{"extras.enabled=2"} << QByteArray(shipped).replace("enabled=0", "enabled=1");
+        QTest::newRow("name in place, continuation of baseurl untouched")
+            << QStringList{"updates.name=Updates"}
+            << QByteArray(shipped).replace("name = CentOS-$releasever - Updates", "name=Updates");
+        QTest::newRow("baseurl with continuation replaced whole")
+            << QStringList{"updates.baseurl=http://c.example/u/"}
+            << QByteArray(shipped).replace("baseurl=http://a.example/updates/\n\thttp://b.example/updates/",
+                                           "baseurl=http://c.example/u/");
+        QTest::newRow("new option after the last option, before trailing comment")
+            << QStringList{"updates.gpgcheck=0"}
+            << QByteArray(shipped).replace("metadata_expire=7d\n", "metadata_expire=7d\ngpgcheck=0\n");
+        QTest::newRow("new option in a last line without newline")
+            << QStringList{"extras.baseurl=http://x/\nhttp://y/"}
+            << shipped + "\nbaseurl=http://x/\n        http://y/\n";
+        QTest::newRow("option removed, commented-out one kept")
+            << QStringList{"base.mirrorlist="}
+            << QByteArray(shipped).replace("mirrorlist=http://mirrorlist.example/?release=$releasever&repo=os\n", "");
+        QTest::newRow("other option edited in place")
+            << QStringList{"updates.other=metadata_expire=1d\n# keep this one\n"}
+            << QByteArray(shipped).replace("metadata_expire=7d", "metadata_expire=1d");
+        QTest::newRow("other option added after the last other one")
+            << QStringList{"extras.other=skip_if_unavailable=False\ncost=500\n"} << shipped + "\ncost=500\n";
+        QTest::newRow("removal takes the comment above and the section")
+            << QStringList{"-updates"}
+            << QByteArray(shipped).replace(shipped.indexOf("#released"),
+                                           shipped.indexOf("[extras]") - shipped.indexOf("#released"), "");
+        QTest::newRow("renamed and moved to the front")
+            << QStringList{"extras.position=0", "extras.id=more"}
+            << "# CentOS-Base.repo\n#\n# The mirror system uses the connecting IP address.\n#\n\n"
+               "[more]\nname=Extras\nenabled=0\nskip_if_unavailable=False\n"
+                   + shipped.mid(shipped.indexOf("[base]"), shipped.indexOf("[extras]") - shipped.indexOf("[base]"));
+        QTest::newRow("new repository at the end")
+            << QStringList{"+new"} << shipped + "\n\n[new]\nbaseurl=file:///srv/new\n";
+    }
+
+    void keptText()
+    {
+        QFETCH(QStringList, edits);
+        QFETCH(QByteArray, expected);
+        writeRoot(kMainConf, {{"/etc/yum.repos.d/CentOS-Base.repo", kShippedRepo},
+                              {"/etc/yum.repos.d/fedora.repo", kFedoraRepo}});
+        const QString shipped = path("/etc/yum.repos.d/CentOS-Base.repo");
+        const QMap<QString, QByteArray> before = snapshot(root());
+        QMap<QString, ino_t> inodes;
+        for (const QString& file : before.keys())
+            inodes.insert(file, inode(root() + file));
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        for (const QString& edit : edits) {
+            if (edit.startsWith('+')) {
+                Repo::Entry added;
+                added.id = edit.mid(1);
+                added.baseurl = "file:///srv/new";
+                added.file = "/etc/yum.repos.d/CentOS-Base.repo";
+                added.sortPosition = 9;
+                conf.repos().append(added);
+                continue;
+            }
+            const auto entry = std::find_if(conf.repos().begin(), conf.repos().end(), [&](const Repo::Entry& e) {
+                return e.id == edit.mid(edit.startsWith('-') ? 1 : 0).section('.', 0, 0);
+            });
+            QVERIFY(entry != conf.repos().end());
+            if (edit.startsWith('-')) {
+                conf.repos().erase(entry);
+                continue;
+            }
+            const QString field = edit.section('.', 1).section('=', 0, 0);
+            const QString value = edit.section('=', 1);
+            if (field == "id") entry->id = value;
+            else if (field == "name") entry->name = value;
+            else if (field == "baseurl") entry->baseurl = value;
+            else if (field == "mirrorlist") entry->mirrorlist = value;
+            else if (field == "enabled") entry->enabled = Repo::TriState(value.toInt());
+            else if (field == "gpgcheck") entry->gpgcheck = Repo::TriState(value.toInt());
+            else if (field == "other") entry->otherOptions = value;
+            else if (field == "position") entry->sortPosition = value.toDouble();
+            else QFAIL(qPrintable(field));
+        }
+        const QList<Repo::Entry> written = conf.repos();
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(readFile(shipped), expected);
+        // What was written reads back as the entries written.
+        QList<Repo::Entry> again = readAgain();
+        std::sort(again.begin(), again.end(), [](const Repo::Entry& a, const Repo::Entry& b) { return a.id < b.id; });
+        QList<Repo::Entry> want = written;
+        std::sort(want.begin(), want.end(), [](const Repo::Entry& a, const Repo::Entry& b) { return a.id < b.id; });
+        // Comment lines above a section read as the section before's: leave them out.
+        const auto meaning = [](QList<Repo::Entry> entries) {
+            QStringList texts;
+            for (Repo::Entry& entry : entries) {
+                QStringList options = entry.otherOptions.split('\n');
+                options.removeIf([](const QString& line) { return line.startsWith('#'); });
+                texts << QStringList{entry.id, entry.name, entry.baseurl, entry.mirrorlist,
+                                     QString::number(entry.enabled), QString::number(entry.gpgcheck),
+                                     options.join('\n')}.join('|');
+            }
+            return texts;
+        };
+        QCOMPARE(meaning(again), meaning(want));
+        const QMap<QString, QByteArray> now = snapshot(root());
+        for (auto it = before.cbegin(); it != before.cend(); ++it) {
+            if (root() + it.key() == shipped && !edits.isEmpty())
+                continue;
+            QCOMPARE(now.value(it.key()), it.value());
+            QVERIFY2(inode(root() + it.key()) == inodes.value(it.key()), qPrintable(it.key()));
+        }
+    }
+
+    // The package manager's reading is asked for every text that changes; a refusal
+    // leaves every file as it was, and the write goes through once corrected.
+    void textCheckRefusesThenWrites()
+    {
+        writeRoot(kMainConf, {{"/etc/yum.repos.d/CentOS-Base.repo", kShippedRepo},
+                              {"/etc/yum.repos.d/fedora.repo", kFedoraRepo}});
+        const QMap<QString, QByteArray> before = snapshot(root());
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QStringList asked;
+        conf.setTextCheck([&asked](const QString& shown, const QByteArray& text, bool mainFile, QString& message) {
+            asked << shown + (mainFile ? " (main)" : "");
+            message = "dropped: " + QString::number(text.count("bogus"));
+            return !text.contains("bogus");
+        });
+        QVERIFY(conf.read(nullptr));
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(asked, QStringList());
+        conf.repos()[0].name = "Local";                 // the main file
+        conf.repos()[2].otherOptions += "bogusline\n";  // [updates]
+        QVERIFY(!conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList{"Orvo Repository Editor Error|The package manager would not read "
+                                           + path("/etc/yum.repos.d/CentOS-Base.repo")
+                                           + " as it would be written:\ndropped: 1\nNo file was changed."});
+        QCOMPARE(snapshot(root()), before);
+        conf.repos()[2].otherOptions.remove("bogusline\n");
+        conf.repos()[2].otherOptions += "cost=5\n";
+        asked.clear();
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(asked, QStringList({path("/etc/yum.conf") + " (main)", path("/etc/yum.repos.d/CentOS-Base.repo")}));
+        QVERIFY(readFile(path("/etc/yum.repos.d/CentOS-Base.repo")).contains("# keep this one\ncost=5\n"));
+        QVERIFY(readFile(path("/etc/yum.conf")).contains("name=Local\n"));
+    }
+
+    // A new entry without a file goes to the first repository directory that exists;
+    // with none, the first one is made.
+    void newFileLocation_data()
+    {
+        QTest::addColumn<QStringList>("dirs");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("only the second exists") << QStringList{"/etc/yum.repos.d"} << "/etc/yum.repos.d/new.repo";
+        QTest::newRow("both exist") << QStringList{"/etc/yum.repos.d", "/etc/yum/repos.d"} << "/etc/yum/repos.d/new.repo";
+        QTest::newRow("none exists") << QStringList{} << "/etc/yum/repos.d/new.repo";
+    }
+
+    void newFileLocation()
+    {
+        QFETCH(QStringList, dirs);
+        QFETCH(QString, expected);
+        QVERIFY(writeFile(path("/etc/yum.conf"), "[main]\n"));
+        for (const QString& dir : dirs)
+            QVERIFY(QDir().mkpath(path(dir)));
+        Boxes boxes;
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        Repo::Entry added;
+        added.id = "new";
+        added.baseurl = "file:///srv/new";
+        conf.repos().append(added);
+        QVERIFY(conf.write(nullptr));
+        QCOMPARE(boxes.errors, QStringList());
+        QCOMPARE(readFile(path(expected)), QByteArray("[new]\nbaseurl=file:///srv/new\n"));
+        QCOMPARE(located(readAgain()), "new@" + expected);
+    }
+
+    void substituted_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("both spellings") << "Fedora $releasever - ${basearch}x" << "Fedora 39 - x86_64x";
+        // The longest name is taken, and only known names are replaced.
+        QTest::newRow("longer unknown name") << "$basearchx $unknown" << "$basearchx $unknown";
+        QTest::newRow("dollar alone, at the end") << "costs $ and $" << "costs $ and $";
+    }
+
+    void substituted()
+    {
+        QFETCH(QString, text);
+        YumConfIO conf(requests_, used_);
+        conf.setVariables({{"basearch", "x86_64"}, {"releasever", "39"}});
+        QTEST(conf.substituted(text), "expected");
     }
 
     void sessionUse_data()
@@ -336,7 +576,7 @@ private Q_SLOTS:
                            "outside/gone.repo|[gone]\n", "root/outside/in.repo|# in\n[in]\n",
                            "root/outside/x.repo|[x]\n"}
             << QStringList{"-x"} << "in@/../outside/in.repo x@/../outside/x.repo"
-            << QStringList{"root/outside/in.repo|[in]\n", "root/outside/x.repo!"};
+            << QStringList{"root/outside/in.repo|# in\n[in]\n", "root/outside/x.repo!"};
         QTest::newRow("section moved to a link to the main file")
             << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
                            "root/etc/yum.repos.d/b.repo|[b]\n"}

@@ -154,17 +154,35 @@ private Q_SLOTS:
         QTest::addColumn<QString>("id");
         QTest::addColumn<QString>("urls");
         QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("expected"); // on yellow, the missing identifier on red
+        QTest::addColumn<QString>("other");
+        QTest::addColumn<bool>("red");
+        QTest::addColumn<QString>("expected"); // on yellow, what cannot be saved on red
         const QString url = "http://a.example/repo";
-        QTest::newRow("complete, file left empty") << "r" << url << "" << "";
-        QTest::newRow("no identifier before no URLs") << "" << "" << "/srv/x" << "No Identifier specified";
-        QTest::newRow("blank URLs") << "r" << " \n " << "" << "No URLs or Mirror list URL specified";
+        QTest::newRow("complete, file left empty") << "r" << url << "" << "" << false << "";
+        QTest::newRow("no identifier before no URLs") << "" << "" << "/srv/x" << "" << true << "No Identifier specified";
+        QTest::newRow("blank URLs") << "r" << " \n " << "" << "" << false << "No URLs or Mirror list URL specified";
         QTest::newRow("directory only as a prefix")
-            << "r" << url << "/etc/yum.repos.dx/r.repo" << "File is not in any reposdir directory";
-        QTest::newRow("no .repo before credentials")
-            << "r" << "http://a/larder?u=&p=&path=x" << "/etc/yum.repos.d/r.conf" << "File lacks .repo suffix";
+            << "r" << url << "/etc/yum.repos.dx/r.repo" << "" << false << "File is not in any reposdir directory";
+        QTest::newRow("no .repo before credentials") << "r" << "http://a/larder?u=&p=&path=x"
+                                                     << "/etc/yum.repos.d/r.conf" << "" << false << "File lacks .repo suffix";
         QTest::newRow("no larder password")
-            << "r" << "http://a/rhel/u=me/p=/list" << "" << "No Larder Authentication Password specified";
+            << "r" << "http://a/rhel/u=me/p=/list" << "" << "" << false << "No Larder Authentication Password specified";
+        // What the package manager would misread, before anything else.
+        QTest::newRow("blank inside a URL")
+            << "" << "http://x/a b" << "" << "" << true
+            << "URLs, line 1: a URL cannot hold blanks; put each URL on a line of its own";
+        QTest::newRow("URL without a scheme, several lines, others fine")
+            << "r" << "FILE:///srv/a\n\n  mirror.example/x  " << "" << "# note\n\tcontinued" << true
+            << "URLs, line 3: the URL does not begin with a scheme the package manager knows "
+               "(http://, https://, ftp://, ftps://, file://)";
+        QTest::newRow("bare line among options")
+            << "r" << url << "" << "cost=1\n; comment\nbogusline" << true
+            << "Other Options: \"bogusline\" is not of the form name=value";
+        QTest::newRow("name with a blank")
+            << "r" << url << "" << "foo bar = 2" << true
+            << "Other Options: the name \"foo bar \" is empty or holds blanks, \"=\" or \":\"";
+        QTest::newRow("empty name") << "r" << url << "" << "=2" << true
+                                    << "Other Options: the name \"\" is empty or holds blanks, \"=\" or \":\"";
     }
 
     void formStatus()
@@ -172,6 +190,8 @@ private Q_SLOTS:
         QFETCH(QString, id);
         QFETCH(QString, urls);
         QFETCH(QString, file);
+        QFETCH(QString, other);
+        QFETCH(bool, red);
         QFETCH(QString, expected);
         writeRoot();
         YumConfIO conf(requests_, used_);
@@ -181,13 +201,38 @@ private Q_SLOTS:
         entry.id = id;
         entry.baseurl = urls;
         entry.file = file;
+        entry.otherOptions = other;
         form.setEntry(entry);
         HFrameLabel label;
         QCOMPARE(form.setStatus(conf, &label), !expected.isEmpty());
         QCOMPARE(label.text(), expected);
         if (!expected.isEmpty())
             QCOMPARE(label.palette().color(QPalette::Window),
-                     QColor(id.isEmpty() ? Colors::errorBg() : Colors::warningBg()));
+                     QColor(red ? Colors::errorBg() : Colors::warningBg()));
+    }
+
+    // OK on a form the package manager would misread keeps it open and the entry as it
+    // was; once corrected, OK takes it.
+    void formRefusesThenTakes()
+    {
+        writeRoot();
+        YumConfIO conf(requests_, used_);
+        QVERIFY(conf.read(nullptr));
+        RepoEditor::ConfigDialog dialog(&conf);
+        Repo::Entry entry = conf.repos().first();
+        const Repo::Entry before = entry;
+        dialog.setEntry(&entry);
+        dialog.show();
+        auto* urls = field<PasswdTextEdit>(dialog, "urls");
+        urls->setRealPlainText("http://x/a b");
+        button(dialog, "OK")->click();
+        QVERIFY(dialog.isVisible());
+        QCOMPARE(entry, before);
+        urls->setRealPlainText("http://x/a\nhttp://x/b");
+        button(dialog, "OK")->click();
+        QVERIFY(!dialog.isVisible());
+        QCOMPARE(entry.baseurl, QStringLiteral("http://x/a\nhttp://x/b"));
+        QCOMPARE(entry.origin, before.origin);
     }
 
     // ------------------------------------------------------------------ editor
@@ -244,8 +289,8 @@ private Q_SLOTS:
         Files expected = snapshot(root_->path());
         button(*editor, "Apply")->click();
         QCOMPARE(errors_, QStringList());
-        expected["/etc/yum.repos.d/alpha.repo"] = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\nenabled=0\n"
-                                                  "# kept comment\nmetadata_expire=7d\n\n"
+        expected["/etc/yum.repos.d/alpha.repo"] = "[repo10]\nname=Ten\nbaseurl=file:///srv/10\n"
+                                                  "# kept comment\nmetadata_expire=7d\nenabled=0\n\n"
                                                   "[repo2]\nname=Zwei\nbaseurl=file:///srv/2\nenabled=1\n";
         QCOMPARE(snapshot(root_->path()), expected);
         QVERIFY(!button(*editor, "Apply")->isEnabled());
