@@ -1422,6 +1422,27 @@ class YumIO(object):
             self._installonly = set(p.name for p in q)
         return self._installonly
 
+    def olderDuplicates(self):
+        """Installed packages of which a newer version of the same name and
+        architecture is installed too, install-only kinds apart: what an
+        interrupted transaction leaves behind, as dnf's own duplicate check says."""
+        only = self._installonlyNames()
+        newest = {}
+        older = []
+        for p in sorted(self._query().installed().duplicated(), key=lambda p: (p.name, p.arch)):
+            if p.name in only:
+                continue
+            key = (p.name, p.arch)
+            kept = newest.get(key)
+            if kept is None:
+                newest[key] = p
+            elif p.evr_cmp(kept) > 0:
+                older.append(kept)
+                newest[key] = p
+            else:
+                older.append(p)
+        return [self._wrap(p) for p in sorted(older, key=str)]
+
     def _installCode(self, pkg):
         """yum's code for a package that rpm installs."""
         if getattr(self, "_obsoleting", None) and str(pkg) in self._obsoleting:

@@ -324,7 +324,33 @@ void MainWindow::initialize()
     setReady(true);
     // Typing an expression is the usual first step.
     regexpEdit_->setFocus();
+    offerDuplicateRemoval();
     initialized_ = true;
+}
+
+void MainWindow::offerDuplicateRemoval()
+{
+    const QStringList older = yumIO_->olderDuplicates();
+    if (older.isEmpty())
+        return;
+    QMessageBox box(QMessageBox::Warning, tr("Duplicate Packages"),
+                    tr("The rpm database holds two versions of the same packages; the older ones are:\n%1\n\n"
+                       "A transaction that was interrupted (the process killed, the power lost) leaves "
+                       "them behind.\nOrvo can remove the older versions as one transaction, listed for "
+                       "confirmation first.\nRemove them now?")
+                        .arg(older.join(QLatin1Char('\n'))),
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setDefaultButton(QMessageBox::Yes);
+    if (ModalAnswer::exec(box) != QMessageBox::Yes)
+        return;
+    setReady(false);
+    applying_ = true;
+    const bool removed = yumIO_->removeDuplicates();
+    applying_ = false;
+    if (removed)
+        collectAgain(true);
+    if (yumIO_)
+        setReady(true);
 }
 
 bool MainWindow::checkCredentials(bool& clearEngine)

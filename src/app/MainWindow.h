@@ -139,6 +139,8 @@ private:
     void collectAgain(bool keepMarks = false);
     // Asks, when actions are marked, whether they may go; true when they may (or none are).
     bool marksMayGo();
+    // Older duplicates of installed packages found at start are offered for removal.
+    void offerDuplicateRemoval();
     // The engine collected again before applying: the table and the label follow.
     void collectedAgain(const QString& text);
     void clean(bool (YumIO::*operation)(), bool collect);

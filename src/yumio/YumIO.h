@@ -11,6 +11,8 @@
 #include <QSet>
 #include <QStringList>
 #include <QObject>
+
+#include <vector>
 #include <QString>
 
 #include <memory>
@@ -200,6 +202,12 @@ public:
     // keeping the marks of packages still there in the same state; the names of those
     // whose marks went are in dropped.  False when the collection failed.
     bool collectKeepingMarks(const QHash<QString, bool>& requests, QStringList& dropped);
+    // Installed packages that a newer version of the same name and architecture
+    // duplicates (an interrupted transaction's leftovers), as "name-version-release.arch".
+    QStringList olderDuplicates();
+    // Removes them as one transaction, listed for confirmation like any other; the
+    // marks play no part in it.
+    bool removeDuplicates();
     // How many entries, groups included, carry a mark.
     int markedCount() const;
     // Stops the running collection at the script's next callback, quietly: the user
@@ -441,6 +449,9 @@ private:
     // What the last collection was asked for: repositories used in this session.
     QHash<QString, bool> lastRequests_;
     bool cancelled_ = false;
+    // The older duplicates found last, and whether the apply running removes them.
+    std::vector<PyRef> duplicates_;
+    bool removingDuplicates_ = false;
     bool fileListsLoaded_ = false;
     bool otherDataLoaded_ = false;
     std::shared_ptr<const YumIOSearchIndex> searchIndex_;

@@ -92,15 +92,22 @@ bool YumIO::applyReal()
 bool YumIO::applySteps(PyObject* installs, PyObject* updates, PyObject* removes)
 {
     for (Package::Entry* entry : qAsConst(entries_)) {
-        entry->workAction = entry->action;
+        entry->workAction = removingDuplicates_ ? Package::None : entry->action;
         entry->markedBy = entry;
         for (Package::Entry* e = entry; e; e = e->next)
             e->started = false;
     }
-    if (!applyGroups())
+    if (removingDuplicates_) {
+        for (const PyRef& duplicate : duplicates_) {
+            if (PyList_Append(removes, duplicate.get()) < 0) {
+                PyErr_Clear();
+                error(tr("Unable to add package %1 to removes list").arg(pyStringX(duplicate.get())));
+            }
+            ++packageCount_;
+        }
+    } else if (!applyGroups() || !applyLists(installs, updates, removes)) {
         return false;
-    if (!applyLists(installs, updates, removes))
-        return false;
+    }
 
     // The user's packages count as the solver's first pass.  The acts reached stay at 0
     // until a pass is done: a pass that ends early would put the total bar beyond where
@@ -212,6 +219,37 @@ bool YumIO::installedChanged()
         return false;
     }
     return PyObject_IsTrue(changed.get()) == 1;
+}
+
+QStringList YumIO::olderDuplicates()
+{
+    QStringList names;
+    PyGILStateWrapper lock(true);
+    PyRef found = PyRef::steal(pyMethodCall(yumIO_.get(), "olderDuplicates", "()"));
+    PyRef iterator = PyRef::steal(found ? PyObject_GetIter(found.get()) : nullptr);
+    while (iterator) {
+        PyRef package = PyRef::steal(PyIter_Next(iterator.get()));
+        if (!package)
+            break;
+        names << pyStringX(package.get());
+        // Kept for removeDuplicates only while it runs: the entries' objects are
+        // the only ones the engine keeps between operations.
+        if (removingDuplicates_)
+            duplicates_.push_back(std::move(package));
+    }
+    PyErr_Clear();
+    return names;
+}
+
+bool YumIO::removeDuplicates()
+{
+    removingDuplicates_ = true;
+    const bool found = !olderDuplicates().isEmpty();
+    const bool applied = found && apply();
+    removingDuplicates_ = false;
+    PyGILStateWrapper lock(true);
+    duplicates_.clear();
+    return applied;
 }
 
 int YumIO::markedCount() const

@@ -31,6 +31,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QHeaderView>
@@ -102,13 +103,14 @@ private Q_SLOTS:
     void cleaning_data();
     void cleaning();
     void marksKept();
+    void duplicatesOffered();
     void closeWhileWorking_data();
     void closeWhileWorking();
 
 private:
     // Starts the window on a fresh copy of the sandbox system and waits for its first
     // collection.
-    void start();
+    void start(const QStringList& rpmFirst = {});
     QStringList errorDialogs() const;
 
     QTemporaryDir root_;
@@ -129,10 +131,15 @@ void TestMainWindow::cleanup()
     YumIODialogsPresenter::install(nullptr);
 }
 
-void TestMainWindow::start()
+void TestMainWindow::start(const QStringList& rpmFirst)
 {
     QString why;
     QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
+    if (!rpmFirst.isEmpty()) {
+        QProcess rpm;
+        rpm.start("rpm", QStringList{ "--root", root_.path(), "--dbpath", "/var/lib/rpm" } + rpmFirst);
+        QVERIFY(rpm.waitForFinished(-1) && rpm.exitCode() == 0);
+    }
     window_ = std::make_unique<MainWindow>();
     window_->show();
     QTRY_VERIFY_WITH_TIMEOUT(window_->initialized(), 240000);
@@ -143,7 +150,8 @@ QStringList TestMainWindow::errorDialogs() const
 {
     QStringList texts;
     for (const auto& dialog : presenter_.dialogs)
-        texts << dialog.caption + "|" + dialog.text;
+        if (dialog.kind != "confirm")
+            texts << dialog.caption + "|" + dialog.text;
     return texts;
 }
 
@@ -403,6 +411,28 @@ void TestMainWindow::marksKept()
     QVERIFY(errorDialogs().isEmpty());
 }
 
+// Two versions of pear in the rpm database, as an interrupted transaction leaves them: the
+// start offers to remove the older one, and does so once the listing is confirmed.
+void TestMainWindow::duplicatesOffered()
+{
+    QStringList offered;
+    ModalAnswer::install([&](QDialog& dialog) {
+        if (auto* box = qobject_cast<QMessageBox*>(&dialog))
+            offered << box->text();
+        return int(QMessageBox::Yes);
+    });
+    start({ "-i", "--justdb", "--nodeps", "--replacefiles",
+            qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates/Packages/pear-1.1-1.x86_64.rpm" });
+    QCOMPARE(offered.size(), 1);
+    QVERIFY2(offered[0].contains("\npear-1.0-1.x86_64\n"), qPrintable(offered[0]));
+    QCOMPARE(presenter_.dialogs.size(), 1);
+    QVERIFY(presenter_.dialogs[0].text.contains("\tRemove: pear 1.0-1 (x86_64)\n"));
+    QProcess rpm;
+    rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-q", "pear" });
+    QVERIFY(rpm.waitForFinished(-1));
+    QCOMPARE(QString::fromUtf8(rpm.readAllStandardOutput()).trimmed(), QString("pear-1.1-1.x86_64"));
+}
+
 namespace {
 MainWindow* closing = nullptr;
 }
@@ -451,7 +481,7 @@ void TestMainWindow::closeWhileWorking()
         QVERIFY(!window_->isVisible());
         QVERIFY(told.isEmpty());
     }
-    QVERIFY2(errorDialogs().size() == int(applying), qPrintable(errorDialogs().join("\n")));
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n")));
 }
 
 int main(int argc, char** argv)

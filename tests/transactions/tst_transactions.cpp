@@ -590,6 +590,30 @@ private Q_SLOTS:
         QCOMPARE(rpmInstalled(), expected);
     }
 
+    // An interrupted transaction left two versions of pear in the rpm database: the older
+    // one is found and removed as a transaction of its own, confirmed like any other.
+    void duplicates()
+    {
+        QProcess rpm;
+        rpm.start("rpm", { "--root", root_.path(), "--dbpath", "/var/lib/rpm", "-i", "--justdb", "--nodeps",
+                           "--replacefiles", qEnvironmentVariable("ORVO_SANDBOX") + "/repos/updates/Packages/pear-1.1-1.x86_64.rpm" });
+        QVERIFY(rpm.waitForFinished(-1) && rpm.exitCode() == 0);
+        QVERIFY(engine_->clear() && engine_->collect({}));
+        mark({ "melon:Install" }); // no part of it
+        QCOMPARE(engine_->olderDuplicates(), QStringList({ "pear-1.0-1.x86_64" }));
+        presenter_.confirmAnswer = 1;
+        QVERIFY(engine_->removeDuplicates());
+        QCOMPARE(errorDialogs(), QStringList());
+        const auto confirmations = presenter_.of("confirm");
+        QVERIFY(confirmations.size() == 1
+                && confirmations[0].text.startsWith("Transaction to be performed:\n\tRemove: pear 1.0-1 (x86_64)\n"));
+        QStringList expected = before_;
+        expected.removeAll("pear-1.0-1.x86_64");
+        expected << "pear-1.1-1.x86_64";
+        expected.sort();
+        QCOMPARE(rpmInstalled(), expected);
+    }
+
     void failingTransaction_data()
     {
         QTest::addColumn<QStringList>("marks");
