@@ -116,6 +116,17 @@ class TestTransactions final : public QObject
         return names;
     }
 
+    // What rpm should list once the packages added came and those removed went.
+    QStringList installedAfter(const QStringList& added, const QStringList& removed) const
+    {
+        QStringList expected = before_;
+        for (const QString& name : removed)
+            expected.removeAll(name);
+        expected += added;
+        expected.sort();
+        return expected;
+    }
+
     QString handed()
     {
         YumIO::PyGILStateWrapper lock(true);
@@ -267,12 +278,7 @@ private Q_SLOTS:
         QCOMPARE(engine_->apply(), result);
         QCOMPARE(this->handed(), handed);
         QCOMPARE(errorDialogs(), QStringList());
-        QStringList expected = before_;
-        for (const QString& name : removed)
-            expected.removeAll(name);
-        expected += added;
-        expected.sort();
-        QCOMPARE(rpmInstalled(), expected);
+        QCOMPARE(rpmInstalled(), installedAfter(added, removed));
 
         const auto confirmations = presenter_.of("confirm");
         QCOMPARE(confirmations.size(), result ? 1 : 0);
@@ -558,12 +564,7 @@ private Q_SLOTS:
             QVERIFY(engine_->getDescription(*entry("melon")).contains("A melon."));
             QCOMPARE(errorDialogs(), QStringList());
         }
-        QStringList expected = before_;
-        for (const QString& name : removed)
-            expected.removeAll(name);
-        expected += added;
-        expected.sort();
-        QCOMPARE(rpmInstalled(), expected);
+        QCOMPARE(rpmInstalled(), installedAfter(added, removed));
     }
 
     // Another program removes a package while the catalogue stands: the next apply collects
@@ -582,12 +583,8 @@ private Q_SLOTS:
         QCOMPARE(told.size(), 1);
         QVERIFY2(told[0].endsWith("Marks dropped, their packages changed: lime."), qPrintable(told[0]));
         QVERIFY(logged(Log::Warning).contains(told[0]));
-        QStringList expected = before_;
-        for (const char* gone : { "lime-1.0-1.noarch", "pear-1.0-1.x86_64", "tomato-1.0-1.noarch" })
-            expected.removeAll(gone);
-        expected << "pear-1.1-1.x86_64" << "pear-data-1.1-1.noarch";
-        expected.sort();
-        QCOMPARE(rpmInstalled(), expected);
+        QCOMPARE(rpmInstalled(), installedAfter({ "pear-1.1-1.x86_64", "pear-data-1.1-1.noarch" },
+                                                { "lime-1.0-1.noarch", "pear-1.0-1.x86_64", "tomato-1.0-1.noarch" }));
     }
 
     // An interrupted transaction left two versions of pear in the rpm database: the older
@@ -607,11 +604,7 @@ private Q_SLOTS:
         const auto confirmations = presenter_.of("confirm");
         QVERIFY(confirmations.size() == 1
                 && confirmations[0].text.startsWith("Transaction to be performed:\n\tRemove: pear 1.0-1 (x86_64)\n"));
-        QStringList expected = before_;
-        expected.removeAll("pear-1.0-1.x86_64");
-        expected << "pear-1.1-1.x86_64";
-        expected.sort();
-        QCOMPARE(rpmInstalled(), expected);
+        QCOMPARE(rpmInstalled(), installedAfter({ "pear-1.1-1.x86_64" }, { "pear-1.0-1.x86_64" }));
     }
 
     void failingTransaction_data()
