@@ -1154,8 +1154,10 @@ class YumIO(object):
     # ---- configuration ------------------------------------------------
 
     def _fixDbPath(self):
-        d = _dbPath(self.root)
-        if d and rpm.expandMacro("%{_dbpath}") != d:
+        # A root without a database gets one where rpm systems keep it, once
+        # something is installed, not where this rpm build would put it.
+        d = _dbPath(self.root) or "/var/lib/rpm"
+        if rpm.expandMacro("%{_dbpath}") != d:
             rpm.addMacro("_dbpath", d)
 
     def _newBase(self):
@@ -1175,7 +1177,8 @@ class YumIO(object):
         subst = conf.substitutions
         subst.update_from_etc(root, varsdir=conf.varsdir)
         if not conf.releasever:
-            rel = dnf.rpm.detect_releasever(root) or _hostReleasever()
+            # Asking a root without a database would make one.
+            rel = (_dbPath(root) and dnf.rpm.detect_releasever(root)) or _hostReleasever()
             if rel:
                 conf.releasever = rel
         if "reposdir" in raw:
@@ -1279,7 +1282,8 @@ class YumIO(object):
                 r._repo.expire()
         cookie = self._rpmdbCookie()
         try:
-            self._base.fill_sack(load_system_repo=True, load_available_repos=True)
+            # Reading a database that does not exist would make an empty one.
+            self._base.fill_sack(load_system_repo=_dbPath(self.root) is not None, load_available_repos=True)
         except Exception as e:
             raise _yumError(e)
         self._sackReady = True
@@ -1290,6 +1294,8 @@ class YumIO(object):
     def _rpmdbCookie(self):
         """What tells one state of the rpm database from another: rpm's cookie, or
         the database files' sizes and change times where rpm has none."""
+        if _dbPath(self.root) is None:
+            return "no database"
         self._fixDbPath()
         try:
             ts = rpm.TransactionSet(self.root)
@@ -1498,7 +1504,7 @@ class YumIO(object):
             for repo in base.repos.iter_enabled():
                 repo.load_metadata_other = True
             self._fixDbPath()
-            base.fill_sack(load_system_repo=True, load_available_repos=True)
+            base.fill_sack(load_system_repo=_dbPath(self.root) is not None, load_available_repos=True)
             # Extra data that cannot be read leaves the session as it was.
             if base._skipped:
                 raise base._skipped[0][1]

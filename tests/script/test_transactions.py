@@ -197,3 +197,19 @@ def test_malformed_main_file_ends_construction(new_session, recorder, sandbox, t
     with pytest.raises(SystemExit):
         new_session(root)
     assert recorder.of("errorlog")
+
+
+def test_root_without_database_gets_none(script, recorder, tmp_path):
+    """A root with a main file and nothing installed: collecting creates no rpm database,
+    neither where rpm would put it by default nor anywhere else."""
+    from conftest import Session
+    root = tmp_path / "root"
+    (root / "etc").mkdir(parents=True)
+    (root / "etc/yum.conf").write_text("[main]\n")
+    s = Session(script, recorder, str(root))
+    s.io.setupRepos()
+    assert s.io.collectAll().installed == [] and not s.io.installedChanged()
+    s.io.collectDone()
+    s.io.flush()
+    made = [os.path.relpath(os.path.join(d, f), str(root)) for d, _dirs, files in os.walk(str(root)) for f in files]
+    assert not [f for f in made if "rpmdb" in f or f.startswith("root/")], made
