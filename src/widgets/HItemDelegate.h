@@ -2,7 +2,8 @@
 
 #include <QItemDelegate>
 
-// An item delegate that never wraps text: long texts are elided on one line.
+// An item delegate that never wraps text: long texts are elided on one line.  A cell
+// without text (a check box or an icon alone) shows its focus frame around the cell.
 class HItemDelegate : public QItemDelegate
 {
     Q_OBJECT
@@ -10,6 +11,8 @@ class HItemDelegate : public QItemDelegate
 
 public:
     explicit HItemDelegate(QObject* parent = nullptr);
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 protected:
     void drawDisplay(QPainter* painter, const QStyleOptionViewItem& option, const QRect& rect,

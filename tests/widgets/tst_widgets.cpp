@@ -18,6 +18,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QStandardItemModel>
@@ -73,6 +74,18 @@ bool rightClickOpensPopup(QWidget* target)
     return opened;
 }
 
+// The rectangle each focus frame was drawn around.
+struct FocusRecorder final : HItemDelegate
+{
+    mutable QList<QRect> frames;
+    void drawFocus(QPainter* painter, const QStyleOptionViewItem& option, const QRect& rect) const override
+    {
+        if (option.state & QStyle::State_HasFocus)
+            frames << rect;
+        HItemDelegate::drawFocus(painter, option, rect);
+    }
+};
+
 } // namespace
 
 class TestWidgets final : public QObject
@@ -80,6 +93,40 @@ class TestWidgets final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // A focused cell holding a check box alone is framed whole, not by a stray box where
+    // its (empty) text would go; a text cell keeps its frame inside the cell.
+    void focusFrames_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("check box alone") << QString();
+        QTest::newRow("text") << QString("orvo-base");
+    }
+
+    void focusFrames()
+    {
+        QFETCH(QString, text);
+        QStandardItemModel model(1, 1);
+        auto* item = new QStandardItem(text);
+        item->setCheckable(true);
+        item->setCheckState(Qt::Checked);
+        model.setItem(0, 0, item);
+        FocusRecorder delegate;
+        QStyleOptionViewItem option;
+        option.rect = QRect(0, 0, 60, 28);
+        option.state = QStyle::State_Enabled | QStyle::State_HasFocus;
+        option.font = QApplication::font();
+        option.fontMetrics = QFontMetrics(option.font);
+        QImage image(option.rect.size(), QImage::Format_ARGB32);
+        QPainter painter(&image);
+        delegate.paint(&painter, option, model.index(0, 0));
+        QCOMPARE(delegate.frames.size(), 1);
+        const QRect frame = delegate.frames[0];
+        QVERIFY(option.rect.contains(frame));
+        if (text.isEmpty())
+            QVERIFY2(frame.height() >= option.rect.height() - 2 && frame.width() >= option.rect.width() - 2,
+                     qPrintable(QString("%1x%2").arg(frame.width()).arg(frame.height())));
+    }
+
     // Text turns white only on a dark background; disabled fields keep their usual base.
     void palettes()
     {
