@@ -354,14 +354,13 @@ class _RootLock(object):
 
     @contextlib.contextmanager
     def holding(self):
-        """Held for the block, unless it was held already (a collection's own steps)."""
-        took = bool(self.session) and not self.target
+        """Held for the block and given back after it, also when a collection that
+        failed before its end left it held."""
         self.take()
         try:
             yield
         finally:
-            if took:
-                self.give()
+            self.give()
 
     def _tryLock(self, target):
         d = os.path.dirname(target)
