@@ -440,6 +440,8 @@ void MainWindow::closeEvent(QCloseEvent* event)
         return;
     }
     event->accept();
+    // Asked already: quit() goes on without asking again.
+    quitting_ = true;
     quit();
 }
 

@@ -404,11 +404,20 @@ void TestMainWindow::marksKept()
     window_->quit();
     QCOMPARE(asked.size(), 2);
     QVERIFY(window_->yumIO());
+    // Closed by the window manager: asked once, and kept.
+    window_->close();
+    QCOMPARE(asked.size(), 3);
+    QVERIFY(window_->yumIO() && window_->isVisible());
 
     answer = QMessageBox::Discard;
     window_->refresh();
     QVERIFY(find() && pear->action == Package::None);
     QVERIFY(errorDialogs().isEmpty());
+    // Discarded at closing: asked once, and gone.
+    pear->action = Package::Update;
+    window_->close();
+    QCOMPARE(asked.size(), 5);
+    QVERIFY(!window_->yumIO());
 }
 
 // Two versions of pear in the rpm database, as an interrupted transaction leaves them: the
