@@ -1715,12 +1715,7 @@ class YumIO(object):
             raise Errors.YumBaseError(msg)
 
     def applyFailCleanup(self):
-        try:
-            self._base.reset(goal=True)
-        except Exception:
-            pass
-        self.tsInfo = _TransactionInfo()
-        _LOCK.reassert()
+        self.flush()
 
     def flush(self):
         """End an apply, whatever became of it: the resolved transaction is dropped

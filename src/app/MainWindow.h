@@ -85,8 +85,6 @@ public:
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     bool initialized() const { return initialized_; }
-    // What the window says of the catalogue beside the buttons when no action is unlisted.
-    QString systemNote() const { return systemNote_; }
 
 public Q_SLOTS:
     void resize();

@@ -11,11 +11,10 @@
 #include <QSet>
 #include <QStringList>
 #include <QObject>
-
-#include <vector>
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 class HProgressBar;
 class QWidget;
@@ -213,7 +212,6 @@ public:
     // Stops the running collection at the script's next callback, quietly: the user
     // asked for it.  Graphical thread.
     void cancel();
-    bool cancelled() const { return cancelled_; }
 
 Q_SIGNALS:
     // File lists or other extra data arrived: open views refresh.
