@@ -64,6 +64,9 @@ import rpm  # noqa: E402
 
 import yumIOC  # noqa: E402
 from yum import Errors  # noqa: E402
+from yumio import history as _history  # noqa: E402
+from yumio import localfiles as _localfiles  # noqa: E402
+from yumio import versions as _versions  # noqa: E402
 
 
 # yum's transaction-member codes.
@@ -1141,6 +1144,7 @@ class YumIO(object):
         self._pkgs = {}
         self._installonly = None
         self.skippedRepos = []
+        self._versionRequests = []
         try:
             self._configure()
         except Errors.YumBaseError as e:
@@ -1285,6 +1289,7 @@ class YumIO(object):
             self._base.fill_sack(load_system_repo=_dbPath(self.root) is not None, load_available_repos=True)
         except Exception as e:
             raise _yumError(e)
+        _localfiles.putIntoSack(self._base)
         self._sackReady = True
         self._installonly = None
         self._cookie = cookie
@@ -1514,6 +1519,7 @@ class YumIO(object):
                 except Exception:
                     pass
             raise _yumError(e)
+        _localfiles.putIntoSack(base)
         self._base.close()
         self._base = base
         self._sackReady = True
@@ -1556,6 +1562,8 @@ class YumIO(object):
         for po in removes:
             base.package_remove(po._pkg)
             removing.add(str(po._pkg))
+        requests, self._versionRequests = self._versionRequests, []
+        wanted |= _versions.request(base, [(k, po._pkg, v) for k, po, v in requests])
         return wanted, removing
 
     def _buildTsInfo(self, wanted, removing):
@@ -1630,6 +1638,7 @@ class YumIO(object):
                     lines.append("%s marked as erase" % po)
             elif action in (A.TransactionItemAction_REINSTALL, A.TransactionItemAction_DOWNGRADE):
                 m = _TransactionMember(po, TS_UPDATE, not byUser)
+                m.downgrade = action == A.TransactionItemAction_DOWNGRADE
                 ts.reinstalled.append(m)
             else:
                 # the installed version that an update, downgrade or reinstall replaces
@@ -1679,6 +1688,8 @@ class YumIO(object):
             self.tsInfo = _TransactionInfo()
             return None
         remote = [p for p in base.transaction.install_set if not p._is_local_pkg()]
+        # recorded in the package manager's history as started by Orvo
+        base.args = ["Orvo"]
         try:
             if remote:
                 base.download_packages(remote, _ApplyMeter(self))
@@ -1728,6 +1739,7 @@ class YumIO(object):
                 pass
         self.tsInfo = _TransactionInfo()
         self._obsoleting = set()
+        self._versionRequests = []
         _LOCK.reassert()
 
     # ---- cache cleaning ------------------------------------------------
@@ -1777,6 +1789,31 @@ class YumIO(object):
 
     def cleanSqlite(self):
         return self._clean(["*.solv", "*/*.sqlite", "*/*.sqlite.bz2"], "sqlite cache files")
+
+    # ---- history, other versions, package files -------------------------
+
+    def historyTransactions(self):
+        return _history.transactions(self._base.conf.persistdir)
+
+    def historyPackages(self, tid):
+        return _history.packages(self._base.conf.persistdir, tid)
+
+    def historyUndo(self, tid):
+        return _history.undo(self._base.conf.persistdir, self._query(), tid)
+
+    def olderVersions(self, po):
+        return _versions.older(self._query(), po._pkg)
+
+    def reinstallable(self, po):
+        return _versions.reinstallable(self._query(), po._pkg)
+
+    def requestVersions(self, requests):
+        """(kind, package, version-release) requests for the next apply."""
+        self._versionRequests = [tuple(r) for r in requests]
+
+    def addPackageFiles(self, paths):
+        self._query()
+        return _localfiles.add(self._base, paths)
 
     # ---- features ------------------------------------------------------
 

@@ -3,6 +3,8 @@
 #include "app/MainWindow.h"
 
 #include "app/Execute.h"
+#include "app/HistoryWindow.h"
+#include "yumio/YumIOVersions.h"
 #include "app/Share.h"
 #include "log/LogWindow.h"
 #include "packagetable/PackageTableModel.h"
@@ -73,6 +75,8 @@ MainWindow::MainWindow(QWidget* parent)
 MainWindow::~MainWindow()
 {
     delete logWindow_;
+    delete historyWindow_;
+    delete versions_;
     if (yumIO_) {
         // The window goes without quit(): the entries go before the interpreter does.
         yumIO_->clearEntriesBeforeQuit();
@@ -85,6 +89,11 @@ void MainWindow::createMenus()
 {
     programMenu_ = new HMenu(tr("&Program"), menuBar());
     menuBar()->addMenu(programMenu_);
+    QAction* history = programMenu_->addAction(tr("&History"), this, &MainWindow::displayHistory);
+    history->setShortcut(QKeySequence(tr("Ctrl+H")));
+    QAction* files = programMenu_->addAction(tr("Install Package &Files..."), this, &MainWindow::installPackageFiles);
+    files->setShortcut(QKeySequence(tr("Ctrl+O")));
+    programMenu_->addSeparator();
     quit_ = programMenu_->addAction(tr("&Quit"), this, &MainWindow::quit);
     quit_->setShortcut(QKeySequence(tr("Ctrl+Q")));
 
@@ -215,6 +224,7 @@ void MainWindow::createMainArea()
     connect(groupsCheck_, &QCheckBox::stateChanged, this, &MainWindow::groupsFilterChanged);
     connect(view_, qOverload<int, int>(&PackageTable::View::currentChanged), this,
             &MainWindow::currentChanged);
+    connect(view_, &PackageTable::View::packageFilesDropped, this, &MainWindow::addPackageFiles);
     connect(view_, &PackageTable::View::stateChanged, this,
             qOverload<int>(&MainWindow::stateChanged));
     // Every rebuild of the listing forgets the current row, without saying so.
@@ -266,6 +276,9 @@ void MainWindow::setReady(bool ready)
     cleanSqlite_->setEnabled(ready && yumIO_->hasSqliteCache());
     cleanAll_->setEnabled(ready);
     mainArea_->setEnabled(ready);
+    // The history is read through the interpreter, which a worker holds while busy.
+    if (historyWindow_)
+        historyWindow_->setEnabled(ready);
     // One busy cursor however often the window is made not ready before it is ready
     // again (options choose the search mode before the first collection).
     if (ready && busy_)
@@ -480,6 +493,8 @@ void MainWindow::apply()
         collectAgain();
         if (!yumIO_)
             return;
+        if (historyWindow_ && historyWindow_->isVisible())
+            historyWindow_->reload();
     }
     warnUnlistedActions();
     stateChanged(-1);

@@ -19,8 +19,10 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QPushButton;
+class HistoryWindow;
 class YumConfIO;
 class YumIO;
+class YumIOVersions;
 
 namespace Log {
 class Window;
@@ -84,6 +86,7 @@ public:
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
+    HistoryWindow* historyWindow() const { return historyWindow_; }
     bool initialized() const { return initialized_; }
 
 public Q_SLOTS:
@@ -118,6 +121,11 @@ public Q_SLOTS:
     void setUpdateListed();
     void clearActions();
     void apply();
+    // The package manager's history, undo, and package files from disk.
+    void displayHistory();
+    void undoTransaction(int id);
+    void installPackageFiles();
+    void addPackageFiles(const QStringList& paths);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -190,4 +198,6 @@ private:
 
     RepoEditor::Dialog* repoEditor_ = nullptr;
     Log::Window* logWindow_ = nullptr;
+    YumIOVersions* versions_ = nullptr;
+    HistoryWindow* historyWindow_ = nullptr;
 };

@@ -4,6 +4,8 @@
 #include "packagetable/PackageTableModel.h"
 #include "packagetable/PackageTableView.h"
 
+#include "yumio/YumIOVersions.h"
+
 #include <QItemSelectionModel>
 
 namespace PackageTable {
@@ -20,6 +22,9 @@ ActionContextMenu::ActionContextMenu(Model* model, View* view)
     remove_ = addAction(QIcon(Share::absolute(QStringLiteral("icons/remove.png"))), tr("&Remove"),
                         this, &ActionContextMenu::handleRemoveAction);
     none_ = addAction(tr("&No Action"), this, &ActionContextMenu::handleNoneAction);
+    addSeparator();
+    downgrade_ = addMenu(tr("Downgrade To"));
+    reinstall_ = addAction(tr("Reinstall"), this, &ActionContextMenu::handleReinstallAction);
 }
 
 void ActionContextMenu::prepare(const QModelIndex& index)
@@ -54,6 +59,20 @@ void ActionContextMenu::prepare(const QModelIndex& index)
     update_->setEnabled(outOfDate);
     remove_->setEnabled(outOfDate || installed);
     none_->setEnabled(true);
+
+    // Other versions concern the row the menu was opened on.
+    downgrade_->clear();
+    Package::Entry* entry = model_->entry(index.row());
+    YumIOVersions versions(model_->yumIO());
+    const bool hasInstalled = index.isValid() && YumIOVersions::installedOf(entry);
+    const QStringList older = hasInstalled ? versions.olderVersions(entry) : QStringList();
+    for (const QString& verRel : older) {
+        connect(downgrade_->addAction(verRel), &QAction::triggered, this, [this, verRel] {
+            model_->setVersionAction(index_, Package::Downgrade, verRel);
+        });
+    }
+    downgrade_->setEnabled(!older.isEmpty());
+    reinstall_->setEnabled(hasInstalled && versions.reinstallable(entry));
 }
 
 void ActionContextMenu::exec(const QModelIndex& index, const QPoint& pos)
@@ -80,6 +99,11 @@ void ActionContextMenu::handleRemoveAction()
 void ActionContextMenu::handleNoneAction()
 {
     handleAction(Package::None);
+}
+
+void ActionContextMenu::handleReinstallAction()
+{
+    model_->setAction(index_, Package::Reinstall);
 }
 
 void ActionContextMenu::handleAction(Package::Action action)

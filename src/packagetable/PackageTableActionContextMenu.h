@@ -30,12 +30,16 @@ public:
     QAction* installAction() const { return install_; }
     QAction* removeAction() const { return remove_; }
     QAction* noneAction() const { return none_; }
+    // The menu of older versions of the row's installed package, and "Reinstall".
+    QMenu* downgradeMenu() const { return downgrade_; }
+    QAction* reinstallAction() const { return reinstall_; }
 
 public Q_SLOTS:
     void handleUpdateAction();
     void handleInstallAction();
     void handleRemoveAction();
     void handleNoneAction();
+    void handleReinstallAction();
 
 private:
     void handleAction(Package::Action action);
@@ -47,6 +51,8 @@ private:
     QAction* install_;
     QAction* remove_;
     QAction* none_;
+    QMenu* downgrade_;
+    QAction* reinstall_;
 };
 
 } // namespace PackageTable

@@ -8,6 +8,9 @@
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
+#include <QColor>
+#include <QCoreApplication>
+
 namespace PackageTable {
 
 namespace {
@@ -15,6 +18,28 @@ namespace {
 QIcon shareIcon(const char* name)
 {
     return QIcon(Share::absolute(QString::fromLatin1(name)));
+}
+
+// The actions that go to another version of an installed package have no box icon:
+// the Action cell names them instead.
+bool isVersionAction(int action)
+{
+    return action == Package::Downgrade || action == Package::Reinstall;
+}
+
+QString versionActionText(const Package::Entry& e)
+{
+    if (e.action == Package::Downgrade)
+        return QCoreApplication::translate("PackageTable::Model", "Downgrade to %1").arg(e.targetVerRel);
+    return Package::actionText(e.action);
+}
+
+QColor versionActionColor(int action, bool enabled)
+{
+    QColor color(action == Package::Downgrade ? QStringLiteral("darkorange") : QStringLiteral("teal"));
+    if (!enabled)
+        color.setAlpha(128);
+    return color;
 }
 
 } // namespace
@@ -120,6 +145,8 @@ QVariant Model::data(const QModelIndex& index, int role) const
     const int column = index.column();
     switch (role) {
     case Qt::DisplayRole:
+        if (column == ActionColumn && isVersionAction(e->action))
+            return versionActionText(*e);
         if (column < NameColumn)
             return QVariant();
         return displayText(*e, column);
@@ -134,6 +161,8 @@ QVariant Model::data(const QModelIndex& index, int role) const
                 return removeBoxIcon_;
             case Package::None:
                 return noneBoxIcon_;
+            default:
+                return QVariant();
             }
         } else if (column == StateColumn) {
             switch (e->state) {
@@ -166,6 +195,10 @@ QVariant Model::data(const QModelIndex& index, int role) const
                 return tr("Remove package");
             case Package::None:
                 return QVariant();
+            case Package::Downgrade:
+                return tr("Downgrade package to %1").arg(e->targetVerRel);
+            case Package::Reinstall:
+                return tr("Reinstall package");
             }
         } else if (column == StateColumn) {
             switch (e->state) {
@@ -203,6 +236,8 @@ QVariant Model::data(const QModelIndex& index, int role) const
         }
         return QVariant();
     case Qt::ForegroundRole: {
+        if (column == ActionColumn && isVersionAction(e->action))
+            return versionActionColor(e->action, enabled_);
         if (column < KindColumn)
             return QVariant();
         QColor color;
@@ -297,6 +332,7 @@ QVariant Model::headerData(int section, Qt::Orientation orientation, int role) c
 void Model::changeAction(int row, Package::Entry& e, Package::Action action)
 {
     e.action = action;
+    e.targetVerRel.clear();
     const QModelIndex cell = index(row, ActionColumn);
     Q_EMIT dataChanged(cell, cell);
 }
@@ -307,6 +343,16 @@ void Model::setAction(const QModelIndex& index, Package::Action action)
         return;
     if (Package::Entry* e = entry(index.row()))
         changeAction(index.row(), *e, action);
+}
+
+void Model::setVersionAction(const QModelIndex& index, Package::Action action, const QString& verRel)
+{
+    if (!validRow(index) || index.column() >= ColumnCount)
+        return;
+    if (Package::Entry* e = entry(index.row())) {
+        changeAction(index.row(), *e, action);
+        e->targetVerRel = verRel;
+    }
 }
 
 void Model::toggleAction(const QModelIndex& index)

@@ -54,6 +54,8 @@ public:
 
     void setYumConfIO(YumConfIO* yumConfIO) { yumConfIO_ = yumConfIO; }
     YumIO* yumIO() const { return yumIO_; }
+    // Marks a Downgrade (or an Install of another version than the row's) to verRel.
+    void setVersionAction(const QModelIndex& index, Package::Action action, const QString& verRel);
     Package::State getState(int row) const;
     // The entry of a row, or null when the row is not in the catalogue.
     Package::Entry* entry(int row) const;

@@ -7,7 +7,10 @@
 #include "widgets/HItemDelegate.h"
 #include "yumio/PackageEntry.h"
 
+#include <QDropEvent>
 #include <QEvent>
+#include <QMimeData>
+#include <QUrl>
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QHeaderView>
@@ -29,6 +32,9 @@ View::View(Model* model, SortFilterProxyModel* proxy, QWidget* parent)
     setModel(proxy);
     setShowGrid(false);
     setGridStyle(Qt::NoPen);
+    // Package files may be dropped on the table.
+    setAcceptDrops(true);
+    viewport()->setAcceptDrops(true);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setAlternatingRowColors(true);
     setContextMenuPolicy(Qt::CustomContextMenu);
@@ -258,6 +264,49 @@ void View::keyPressEvent(QKeyEvent* event)
         break;
     }
     HTableView::keyPressEvent(event);
+}
+
+namespace {
+
+// The local ".rpm" files among what is dragged.
+QStringList packageFiles(const QMimeData* mime)
+{
+    QStringList paths;
+    if (!mime || !mime->hasUrls())
+        return paths;
+    for (const QUrl& url : mime->urls())
+        if (url.isLocalFile() && url.toLocalFile().endsWith(QLatin1String(".rpm"), Qt::CaseInsensitive))
+            paths << url.toLocalFile();
+    return paths;
+}
+
+} // namespace
+
+void View::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (packageFiles(event->mimeData()).isEmpty())
+        event->ignore();
+    else
+        event->acceptProposedAction();
+}
+
+void View::dragMoveEvent(QDragMoveEvent* event)
+{
+    if (packageFiles(event->mimeData()).isEmpty())
+        event->ignore();
+    else
+        event->acceptProposedAction();
+}
+
+void View::dropEvent(QDropEvent* event)
+{
+    const QStringList paths = packageFiles(event->mimeData());
+    if (paths.isEmpty()) {
+        event->ignore();
+        return;
+    }
+    event->acceptProposedAction();
+    Q_EMIT packageFilesDropped(paths);
 }
 
 } // namespace PackageTable

@@ -38,6 +38,8 @@ public:
 Q_SIGNALS:
     void currentChanged(int currentRow, int previousRow);
     void stateChanged(int row);
+    // Package files (".rpm") were dropped on the table.
+    void packageFilesDropped(const QStringList& paths);
 
 public Q_SLOTS:
     void resizeColumnsToContents() override;
@@ -53,6 +55,9 @@ protected Q_SLOTS:
 protected:
     void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     // Rows worth laying out per column, kept for one catalogue and font.

@@ -44,6 +44,10 @@ QString actionText(int action)
         return QCoreApplication::translate("Package", "Remove");
     case None:
         return QString();
+    case Downgrade:
+        return QCoreApplication::translate("Package", "Downgrade");
+    case Reinstall:
+        return QCoreApplication::translate("Package", "Reinstall");
     default:
         return QCoreApplication::translate("Package", "ERROR");
     }

@@ -41,6 +41,9 @@ public:
     Entry* markedBy = nullptr;
     // rpm began removing or replacing this installed version.
     bool started = false;
+    // The version a Downgrade goes to, or an Install that is not of the row's own
+    // version (undo); empty otherwise.
+    QString targetVerRel;
 
     // Tests only: whether the "extant python obj" message has been printed, and how
     // many entries exist.

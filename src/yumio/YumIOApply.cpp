@@ -32,6 +32,7 @@ enum TransactionList {
     DepInstalled = 4,
     DepUpdated = 5,
     DepRemoved = 6,
+    Reinstalled = 7,
     ListCount = 8,
 };
 
@@ -124,11 +125,45 @@ bool YumIO::applySteps(PyObject* installs, PyObject* updates, PyObject* removes)
     return true;
 }
 
+namespace {
+
+// A (kind, package, version-release) request for the script's requestVersions.
+bool appendVersionRequest(PyObject* requests, const char* kind, PyObject* package, const QString& verRel)
+{
+    PyRef request = PyRef::steal(Py_BuildValue("(sOs)", kind, package, verRel.toUtf8().constData()));
+    return request && PyList_Append(requests, request.get()) == 0;
+}
+
+} // namespace
+
 bool YumIO::applyLists(PyObject* installs, PyObject* updates, PyObject* removes)
 {
+    // Downgrades, reinstalls and installs of another version than the row's go to the
+    // script beside the three lists.
+    PyRef requests = PyRef::steal(PyList_New(0));
     for (Package::Entry* entry : qAsConst(entries_)) {
         if (entry->kind == Package::Group)
             continue;
+        const bool toOther = entry->workAction == Package::Downgrade || entry->workAction == Package::Reinstall
+            || (entry->workAction == Package::Install && !entry->targetVerRel.isEmpty());
+        if (toOther && requests) {
+            Package::Entry* installed = entry->state == Package::AvailableForUpdate ? entry->next : entry;
+            const char* kind = entry->workAction == Package::Downgrade ? "downgrade"
+                : entry->workAction == Package::Reinstall              ? "reinstall"
+                                                                       : "install";
+            const QString verRel = !installed ? QString()
+                : entry->workAction == Package::Reinstall ? installed->verRel
+                                                          : entry->targetVerRel;
+            if (!installed || !appendVersionRequest(requests.get(), kind, installed->yumObject.get(), verRel)) {
+                PyErr_Clear();
+                error(tr("Unable to add package %1 to installs list").arg(entry->name));
+            }
+            ++packageCount_;
+            // rpm replaces the installed version as in an update.
+            if (entry->workAction != Package::Install)
+                entry->workAction = Package::Update;
+            continue;
+        }
         switch (entry->workAction) {
         case Package::Remove: {
             // The head of an entry available for update is the newer version, which is
@@ -186,6 +221,13 @@ bool YumIO::applyLists(PyObject* installs, PyObject* updates, PyObject* removes)
         }
         default:
             break;
+        }
+    }
+    if (requests && PyObject_Length(requests.get()) > 0) {
+        PyRef set = PyRef::steal(pyMethodCall(yumIO_.get(), "requestVersions", "(O)", requests.get()));
+        if (!set) {
+            handleException();
+            return false;
         }
     }
     return true;
@@ -264,6 +306,7 @@ bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringLis
         QString key;
         QString name;
         Package::Action action;
+        QString targetVerRel;
     };
     const auto keyOf = [](const Package::Entry* e) {
         return QStringLiteral("%1|%2|%3|%4|%5").arg(int(e->kind)).arg(e->name, e->arch, e->verRel).arg(int(e->state));
@@ -271,7 +314,7 @@ bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringLis
     QVector<Mark> marks;
     for (const Package::Entry* e : qAsConst(entries_))
         if (e->action != Package::None)
-            marks.append({ keyOf(e), e->name, e->action });
+            marks.append({ keyOf(e), e->name, e->action, e->targetVerRel });
     if (!clear() || !collect(requests))
         return false;
     // A mark holds where the same package is still there in the same state.
@@ -279,9 +322,10 @@ bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringLis
     for (Package::Entry* e : qAsConst(entries_))
         byKey.insert(keyOf(e), e);
     for (const Mark& m : qAsConst(marks)) {
-        if (Package::Entry* e = byKey.value(m.key))
+        if (Package::Entry* e = byKey.value(m.key)) {
             e->action = m.action;
-        else
+            e->targetVerRel = m.targetVerRel;
+        } else
             dropped << m.name;
     }
     return true;
@@ -488,6 +532,21 @@ PyObject* YumIO::listTransaction(PyObject*, PyObject* args)
     transactionText_ += tr("Transaction to be performed:\n");
     bool listed = displayTransactionPkgs(install, list[Installed], true)
         && displayTransactionPkgs(update, list[Updated], true) && displayTransactionPkgs(remove, list[Removed], false);
+    // Downgrades and reinstalls, each with its own word.
+    if (PyRef each = PyRef::steal(PyObject_GetIter(list[Reinstalled]))) {
+        while (listed) {
+            PyRef member = PyRef::steal(PyIter_Next(each.get()));
+            if (!member)
+                break;
+            PyRef downgrade = PyRef::steal(PyObject_GetAttrString(member.get(), "downgrade"));
+            PyErr_Clear();
+            PyRef single = PyRef::steal(PyTuple_Pack(1, member.get()));
+            listed = single
+                && displayTransactionPkgs(downgrade && PyObject_IsTrue(downgrade.get()) == 1 ? tr("Downgrade") : tr("Reinstall"),
+                                          single.get(), true);
+        }
+    }
+    PyErr_Clear();
     if (listed && !(isEmpty(list[DepInstalled]) && isEmpty(list[DepUpdated]) && isEmpty(list[DepRemoved]))) {
         transactionText_ += tr("Performing the following to resolve dependencies:\n");
         listed = displayTransactionPkgs(install, list[DepInstalled], true)
@@ -507,6 +566,7 @@ PyObject* YumIO::listTransaction(PyObject*, PyObject* args)
     noteTransactionPkgs(Package::Update, list[DepUpdated]);
     noteTransactionPkgs(Package::Remove, list[DepRemoved]);
     noteTransactionPkgs(Package::Remove, list[Obsoleted]);
+    noteTransactionPkgs(Package::Update, list[Reinstalled]);
     return noneResult();
 }
 

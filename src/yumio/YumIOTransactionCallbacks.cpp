@@ -143,7 +143,10 @@ PyObject* YumIO::tsInitCallback(PyObject*, PyObject* args)
 void YumIO::startInstall(Package::Entry* entry, const QString& text, qint64 itemTail)
 {
     applyActs += qint64(installWeight(entry->size));
-    entry->started = true;
+    // A downgrade or reinstall of an installed row installs another package: the row's
+    // own version is yet to be replaced.
+    if (entry->state != Package::Installed || entry->workAction != Package::Update)
+        entry->started = true;
     log(Log::Info, 1, text);
     if (progress_)
         progress_->startItemAct(text, Steps(std::max<qint64>(itemTail, 0)), Steps(applyActs));

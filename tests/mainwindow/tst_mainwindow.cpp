@@ -11,6 +11,7 @@
 #include "RecordingPresenter.h"
 #include "StandInShare.h"
 
+#include "app/HistoryWindow.h"
 #include "app/MainWindow.h"
 #include "packagetable/PackageTableDescribeDialog.h"
 #include "packagetable/PackageTableDescribeInstanceArea.h"
@@ -37,6 +38,7 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QtTest>
 
 #include <csignal>
@@ -106,6 +108,8 @@ private Q_SLOTS:
     void duplicatesOffered();
     void closeWhileWorking_data();
     void closeWhileWorking();
+    void historyUndo();
+    void packageFiles();
 
 private:
     // Starts the window on a fresh copy of the sandbox system and waits for its first
@@ -491,6 +495,81 @@ void TestMainWindow::closeWhileWorking()
         QVERIFY(told.isEmpty());
     }
     QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n")));
+}
+
+// The history lists the command line's transactions and, once applied, Orvo's own;
+// Undo marks the inverse in the table and changes nothing before it is applied.
+void TestMainWindow::historyUndo()
+{
+    start();
+    window_->displayHistory();
+    HistoryWindow* history = window_->historyWindow();
+    QVERIFY(history && history->isVisible());
+    QTreeWidget* transactions = history->transactionsView();
+    QCOMPARE(transactions->topLevelItemCount(), 4);
+    QCOMPARE(history->selectedId(), 4);
+    QVERIFY(transactions->topLevelItem(0)->text(5).endsWith("upgrade olive"));
+    QCOMPARE(history->packagesView()->topLevelItemCount(), 2);
+
+    QStringList told;
+    ModalAnswer::install([&told](QDialog& dialog) {
+        told << static_cast<QMessageBox&>(dialog).text();
+        return int(QMessageBox::Ok);
+    });
+    history->select(2);
+    history->undoButton()->click();
+    QCOMPARE(told.size(), 1);
+    QVERIFY2(told[0].contains("olive-0.9-1.noarch"), qPrintable(told[0]));
+    QVERIFY(!window_->applyButton()->isEnabled());
+
+    history->select(4);
+    history->undoButton()->click();
+    QVERIFY(window_->applyButton()->isEnabled());
+    window_->setStateFilter(PackageTable::StateFilter(3));
+    window_->setRegexp("olive");
+    window_->filtersearch();
+    QCOMPARE(listed(*window_), QStringList({ "olive" }));
+    QCOMPARE(window_->proxy()->index(0, Model::ActionColumn).data().toString(), QString("Downgrade to 1.0-1"));
+
+    window_->apply();
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+    QCOMPARE(transactions->topLevelItemCount(), 5);
+    QCOMPARE(transactions->topLevelItem(0)->text(5), QString("Orvo"));
+    // Back at 1.0, olive is out of date again.
+    const auto* olive = window_->proxy()->index(0, Model::NameColumn).data(Qt::UserRole).value<Package::Entry*>();
+    QVERIFY(olive && olive->state == Package::AvailableForUpdate && olive->next && olive->next->verRel == "1.0-1");
+}
+
+// Package files dropped on the table: a bad file is named and left out, the good one
+// becomes a row of the command line's repository marked for Install.
+void TestMainWindow::packageFiles()
+{
+    start();
+    QTemporaryDir dir;
+    const QString bad = dir.filePath("broken.rpm");
+    QFile file(bad);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("no package") > 0);
+    file.close();
+    QStringList told;
+    ModalAnswer::install([&told](QDialog& dialog) {
+        told << static_cast<QMessageBox&>(dialog).text();
+        return int(QMessageBox::Ok);
+    });
+    const QString files = qEnvironmentVariable("ORVO_SANDBOX") + "/files/";
+    Q_EMIT window_->view()->packageFilesDropped({ bad });
+    QCOMPARE(told.size(), 1);
+    QVERIFY(told[0].contains(bad));
+    QVERIFY(!window_->applyButton()->isEnabled());
+
+    Q_EMIT window_->view()->packageFilesDropped({ files + "nectar-1.0-1.aarch64.rpm", files + "nectar-1.0-1.x86_64.rpm" });
+    QCOMPARE(told.size(), 2);
+    QVERIFY(told[1].contains("aarch64") && !told[1].contains("x86_64.rpm"));
+    const Package::Entry* nectar = nullptr;
+    for (const Package::Entry* e : window_->yumIO()->catalogue())
+        if (e->name == "nectar")
+            nectar = e;
+    QVERIFY(nectar && nectar->repo == "@commandline" && nectar->action == Package::Install);
+    QVERIFY(window_->applyButton()->isEnabled());
 }
 
 int main(int argc, char** argv)

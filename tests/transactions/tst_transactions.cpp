@@ -14,6 +14,7 @@
 #include "python/PyRef.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
+#include "yumio/YumIOVersions.h"
 
 #include <QCoreApplication>
 #include <QProcess>
@@ -94,15 +95,20 @@ class TestTransactions final : public QObject
         return nullptr;
     }
 
-    // Marks as "name:Action", "@group:Action" for a group.
+    // Marks as "name:Action", "@group:Action" for a group; "name:Downgrade=version".
     void mark(const QStringList& marks)
     {
         for (const QString& m : marks) {
             const bool group = m.startsWith('@');
             Package::Entry* e = entry(m.section(':', 0, 0).mid(group ? 1 : 0), group);
             QVERIFY2(e, qPrintable(m));
-            const QString action = m.section(':', 1);
-            e->action = action == "Update" ? Package::Update : action == "Install" ? Package::Install : Package::Remove;
+            const QString action = m.section(':', 1).section('=', 0, 0);
+            e->targetVerRel = m.section('=', 1);
+            e->action = action == "Update"      ? Package::Update
+                : action == "Install"           ? Package::Install
+                : action == "Downgrade"         ? Package::Downgrade
+                : action == "Reinstall"         ? Package::Reinstall
+                                                : Package::Remove;
         }
     }
 
@@ -294,6 +300,102 @@ private Q_SLOTS:
                      qPrintable(steps.join('\n')));
         }
         checkMonotonic();
+    }
+
+    // Downgrades and reinstalls come from the action menu with their version; each has
+    // its line in the listing, the installed versions change, and the package manager's
+    // history records the transaction as Orvo's.
+    void otherVersions_data()
+    {
+        QTest::addColumn<QStringList>("marks");
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QStringList>("added");
+        QTest::addColumn<QStringList>("removed");
+        QTest::newRow("downgrade") << QStringList { "olive:Downgrade=1.0-1" }
+                                   << QStringList { "\tDowngrade: olive 1.0-1 (noarch) [orvo-base]" }
+                                   << QStringList { "olive-1.0-1.noarch" } << QStringList { "olive-2.0-1.noarch" };
+        QTest::newRow("reinstall") << QStringList { "lime:Reinstall" }
+                                   << QStringList { "\tReinstall: lime 1.0-1 (noarch) [orvo-base]" } << QStringList()
+                                   << QStringList();
+        QTest::newRow("both, beside an install")
+            << QStringList { "olive:Downgrade=1.0-1", "lime:Reinstall", "grape:Install" }
+            << QStringList { "\tInstall: grape 2:3.0-1 (x86_64) [orvo-base]", "\tDowngrade: olive 1.0-1 (noarch) [orvo-base]",
+                             "\tReinstall: lime 1.0-1 (noarch) [orvo-base]" }
+            << QStringList { "olive-1.0-1.noarch", "grape-3.0-1.x86_64" } << QStringList { "olive-2.0-1.noarch" };
+    }
+
+    void otherVersions()
+    {
+        QFETCH(QStringList, marks);
+        QFETCH(QStringList, lines);
+        QFETCH(QStringList, added);
+        QFETCH(QStringList, removed);
+
+        YumIOVersions versions(engine_);
+        QCOMPARE(versions.olderVersions(entry("olive")), QStringList { "1.0-1" });
+        QVERIFY(versions.reinstallable(entry("lime")) && !versions.reinstallable(entry("grape")));
+        mark(marks);
+        QVERIFY(engine_->apply());
+        QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+        QCOMPARE(logged(Log::Error), QStringList());
+        const auto confirmations = presenter_.of("confirm");
+        QCOMPARE(confirmations.size(), 1);
+        // Requested by the user: listed among the transaction's own lines.
+        const QString listing = confirmations[0].text.section("Performing the following", 0, 0);
+        for (const QString& line : lines)
+            QVERIFY2(listing.contains(line + "\n"), qPrintable(listing));
+        QCOMPARE(rpmInstalled(), installedAfter(added, removed));
+        checkMonotonic();
+        const QVector<YumIOVersions::Transaction> history = versions.transactions();
+        QVERIFY(history.size() == 5);
+        QCOMPARE(history[0].id, 5);
+        QCOMPARE(history[0].commandLine, QString("Orvo"));
+    }
+
+    // Undo marks the inverse without changing anything; refused at the confirmation, the
+    // system stays; applied again, the transaction is undone.
+    void undo_data()
+    {
+        QTest::addColumn<int>("id");
+        QTest::addColumn<QStringList>("marks");
+        QTest::addColumn<QStringList>("missing");
+        QTest::addColumn<QStringList>("added");
+        QTest::addColumn<QStringList>("removed");
+        QTest::newRow("an update goes back") << 4 << QStringList { "olive:Downgrade:1.0-1" } << QStringList()
+                                             << QStringList { "olive-1.0-1.noarch" } << QStringList { "olive-2.0-1.noarch" };
+        QTest::newRow("a removal is installed again") << 3 << QStringList { "sage:Install:" } << QStringList()
+                                                      << QStringList { "sage-1.0-1.noarch" } << QStringList();
+        QTest::newRow("a version no longer available")
+            << 2 << QStringList() << QStringList { "olive-0.9-1.noarch" } << QStringList() << QStringList();
+    }
+
+    void undo()
+    {
+        QFETCH(int, id);
+        QFETCH(QStringList, marks);
+        QFETCH(QStringList, missing);
+        QFETCH(QStringList, added);
+        QFETCH(QStringList, removed);
+
+        YumIOVersions versions(engine_);
+        QStringList gone;
+        QCOMPARE(versions.undo(id, gone), int(marks.size()));
+        QCOMPARE(gone, missing);
+        QStringList marked;
+        for (const Package::Entry* e : engine_->catalogue())
+            if (e->action != Package::None)
+                marked << QString("%1:%2:%3").arg(e->name, Package::actionText(e->action), e->targetVerRel);
+        QCOMPARE(marked, marks);
+        QCOMPARE(rpmInstalled(), before_);
+        if (marks.isEmpty())
+            return;
+        presenter_.confirmAnswer = 0;
+        QVERIFY(!engine_->apply());
+        QCOMPARE(rpmInstalled(), before_);
+        presenter_.confirmAnswer = 1;
+        QVERIFY(engine_->apply());
+        QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+        QCOMPARE(rpmInstalled(), installedAfter(added, removed));
     }
 
     // yum asks about something that is no transaction (a key to import): what it said since

@@ -1,0 +1,114 @@
+"""History, other versions and package files, on private copies of the sandbox root."""
+
+import os
+
+import pytest
+
+from conftest import installed
+
+
+def by_id(rows):
+    return {r[0]: r for r in rows}
+
+
+def test_history_lists_the_command_lines_transactions_newest_first(shared):
+    rows = shared.io.historyTransactions()
+    assert [r[0] for r in rows] == [4, 3, 2, 1]
+    t = by_id(rows)
+    # (installed, updated, removed) and the command line as dnf recorded it
+    assert t[1][3:6] == (2, 0, 0)
+    assert t[3][3:6] == (0, 0, 1) and t[4][3:6] == (0, 1, 0)
+    assert "install sage olive-0.9" in t[1][2]
+    assert shared.io.historyPackages(4) == [("Update", "olive", "2.0-1", "noarch", "orvo-base"),
+                                            ("Updated", "olive", "1.0-1", "noarch", "@System")]
+
+
+@pytest.mark.parametrize("tid, marks, missing", [
+    (4, [("downgrade", "olive", "noarch", "1.0-1")], []),
+    (3, [("install", "sage", "noarch", "1.0-1")], []),
+    # 0.9 came from a repository that is gone
+    (2, [], ["olive-0.9-1.noarch"]),
+    # what it installed is no longer there at that version
+    (1, [], []),
+    (99, [], []),
+])
+def test_undo_marks_the_inverse(shared, tid, marks, missing):
+    assert shared.io.historyUndo(tid) == (marks, missing)
+
+
+def test_downgrade_and_reinstall_run_and_are_recorded_as_orvos(fresh, new_session):
+    io = fresh.io
+    assert io.olderVersions(fresh.installed["olive-2.0-1.noarch"]) == ["1.0-1"]
+    assert io.olderVersions(fresh.installed["lime-1.0-1.noarch"]) == []
+    assert io.reinstallable(fresh.installed["lime-1.0-1.noarch"])
+    io.requestVersions([("downgrade", fresh.installed["olive-2.0-1.noarch"], "1.0-1"),
+                        ("reinstall", fresh.installed["lime-1.0-1.noarch"], "1.0-1")])
+    io.apply([], [], [])
+    assert "olive-1.0-1.noarch" in installed(fresh.root) and "lime-1.0-1.noarch" in installed(fresh.root)
+    io.flush()
+    again = new_session(fresh.root).collect()
+    newest = again.io.historyTransactions()[0]
+    assert newest[0] == 5 and newest[2] == "Orvo" and newest[4] == 2
+    assert sorted(r[0] for r in again.io.historyPackages(5)) == ["Downgrade", "Downgraded", "Reinstall", "Reinstalled"]
+
+
+def test_listing_tells_downgrade_from_reinstall(fresh, recorder):
+    seen = {}
+
+    def look():
+        seen.update({m.name: m.downgrade for m in fresh.io.tsInfo.reinstalled})
+    recorder.onconfirm = look
+    recorder.confirm = False
+    try:
+        fresh.io.requestVersions([("downgrade", fresh.installed["olive-2.0-1.noarch"], "1.0-1"),
+                                  ("reinstall", fresh.installed["lime-1.0-1.noarch"], "1.0-1")])
+        fresh.io.apply([], [], [])
+    finally:
+        recorder.onconfirm = None
+        recorder.confirm = True
+    assert seen == {"olive": True, "lime": False}
+    # refused: the requests went with the transaction
+    fresh.io.flush()
+    assert fresh.io._versionRequests == []
+
+
+def test_package_files_checked_added_and_installed(sandbox, new_session, tmp_path, script):
+    s = new_session().collect()
+    bad = tmp_path / "bad.rpm"
+    bad.write_bytes(b"not a package")
+    files = os.path.join(sandbox, "files")
+    problems = s.io.addPackageFiles([str(bad), os.path.join(files, "nectar-1.0-1.aarch64.rpm"),
+                                     os.path.join(files, "nectar-1.0-1.x86_64.rpm")])
+    try:
+        assert len(problems) == 2
+        assert str(bad) in problems[0] and "not a readable RPM" in problems[0]
+        assert "nectar-1.0-1.aarch64.rpm" in problems[1] and "aarch64" in problems[1]
+        s.io.flush()
+        again = new_session(s.root).collect()
+        nectar = again.available["nectar-1.0-1.x86_64"]
+        assert nectar.repoid == "@commandline"
+        again.io.apply([nectar], [], [])
+        assert {"nectar-1.0-1.x86_64", "salt-1.0-1.noarch"} <= set(installed(s.root))
+        again.io.flush()
+        # installed: the file is no longer offered
+        third = new_session(s.root).collect()
+        assert "nectar-1.0-1.x86_64" not in third.available
+    finally:
+        script["_localfiles"].forget()
+
+
+def test_package_file_signature_checked_when_configured(sandbox, new_session, script, Errors):
+    s = new_session()
+    with open(os.path.join(s.root, "etc/yum.conf"), "a") as fh:
+        fh.write("localpkg_gpgcheck=1\n")
+    s = new_session(s.root).collect()
+    try:
+        assert s.io.addPackageFiles([os.path.join(sandbox, "files/nectar-1.0-1.x86_64.rpm")]) == []
+        s.io.flush()
+        again = new_session(s.root).collect()
+        with pytest.raises(Errors.YumBaseError):
+            again.io.apply([again.available["nectar-1.0-1.x86_64"]], [], [])
+        again.io.applyFailCleanup()
+        assert "nectar-1.0-1.x86_64" not in installed(s.root)
+    finally:
+        script["_localfiles"].forget()
