@@ -36,6 +36,8 @@ HistoryWindow::HistoryWindow(YumIOVersions* versions, QWidget* parent)
                                tr("Started By") },
                              splitter);
     transactions_->setToolTip(tr("Transactions recorded by the package manager, newest first"));
+    // A long command line keeps its end, where the command and the packages are.
+    transactions_->setTextElideMode(Qt::ElideLeft);
     packages_ = makeList({ tr("Action"), tr("Name"), tr("Version"), tr("Architecture"), tr("Repository") }, splitter);
     packages_->setSelectionMode(QAbstractItemView::NoSelection);
     splitter->addWidget(transactions_);

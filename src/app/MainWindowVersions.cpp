@@ -36,6 +36,7 @@ void MainWindow::undoTransaction(int id)
     QStringList missing;
     const int marked = versions_->undo(id, missing);
     model_->reset();
+    view_->fitActionColumn();
     warnUnlistedActions();
     stateChanged(-1);
     QString text;

@@ -69,6 +69,7 @@ void ActionContextMenu::prepare(const QModelIndex& index)
     for (const QString& verRel : older) {
         connect(downgrade_->addAction(verRel), &QAction::triggered, this, [this, verRel] {
             model_->setVersionAction(index_, Package::Downgrade, verRel);
+            view_->fitActionColumn();
         });
     }
     downgrade_->setEnabled(!older.isEmpty());
@@ -104,6 +105,7 @@ void ActionContextMenu::handleNoneAction()
 void ActionContextMenu::handleReinstallAction()
 {
     model_->setAction(index_, Package::Reinstall);
+    view_->fitActionColumn();
 }
 
 void ActionContextMenu::handleAction(Package::Action action)

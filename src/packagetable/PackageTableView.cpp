@@ -309,4 +309,17 @@ void View::dropEvent(QDropEvent* event)
     Q_EMIT packageFilesDropped(paths);
 }
 
+void View::fitActionColumn()
+{
+    int width = columnWidth(Model::ActionColumn);
+    const QFontMetrics metrics(font());
+    const int margin = 2 * style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 8;
+    for (int row = 0; row < model_->rowCount(); ++row) {
+        const QString text = model_->index(row, Model::ActionColumn).data().toString();
+        if (!text.isEmpty())
+            width = std::max(width, metrics.horizontalAdvance(text) + margin);
+    }
+    setColumnWidth(Model::ActionColumn, width);
+}
+
 } // namespace PackageTable

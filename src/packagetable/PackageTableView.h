@@ -43,6 +43,8 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     void resizeColumnsToContents() override;
+    // Widens the Action column to the texts of the actions that name themselves.
+    void fitActionColumn();
     void describe();
     void handleHorizontalHeaderClicked(int column);
     void handleActivated(const QModelIndex& index);

@@ -192,6 +192,26 @@ private Q_SLOTS:
         QCOMPARE(t.yumIO.catalogue().at(4)->action, Package::None);
     }
 
+    // Downgrade and Reinstall name themselves in the Action cell; a click on it takes
+    // them back to None like any action outside the cycle, and the version goes too.
+    void versionActions()
+    {
+        Table t;
+        const QModelIndex cell = t.model.index(4, Model::ActionColumn);
+        t.model.setVersionAction(cell, Package::Downgrade, "1.0-1");
+        QCOMPARE(cell.data().toString(), QString("Downgrade to 1.0-1"));
+        QCOMPARE(cell.data(Qt::ToolTipRole).toString(), QString("Downgrade package to 1.0-1"));
+        QVERIFY(cell.data(Qt::ForegroundRole).value<QColor>().isValid());
+        t.model.toggleAction(cell);
+        QCOMPARE(t.yumIO.catalogue().at(4)->action, Package::None);
+        QCOMPARE(t.yumIO.catalogue().at(4)->targetVerRel, QString());
+        QCOMPARE(cell.data().toString(), QString());
+        t.model.setAction(cell, Package::Reinstall);
+        QCOMPARE(cell.data().toString(), QString("Reinstall"));
+        t.model.toggleAction(cell);
+        QCOMPARE(t.yumIO.catalogue().at(4)->action, Package::None);
+    }
+
     void filterSettings_data()
     {
         QTest::addColumn<int>("state");
