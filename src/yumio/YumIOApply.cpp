@@ -675,6 +675,16 @@ PyObject* YumIO::postTransactionOutput(PyObject*, PyObject* args)
                 log(Log::Info, 2, QStringLiteral("  ") + line);
         }
     }
+    // Downgrades and reinstalls share a list; each line says which it was.
+    PyObject* others = PyTuple_GetItem(lists.get(), Reinstalled); // borrowed
+    PyRef iterator = PyRef::steal(others ? PyObject_GetIter(others) : nullptr);
+    while (PyRef member = iterator ? PyRef::steal(PyIter_Next(iterator.get())) : PyRef()) {
+        QString line;
+        PyRef downgrade = PyRef::steal(PyObject_GetAttrString(member.get(), "downgrade"));
+        PyErr_Clear();
+        if (memberLine(member.get(), line))
+            log(Log::Info, 2, (downgrade && PyObject_IsTrue(downgrade.get()) == 1 ? tr("Downgraded: %1") : tr("Reinstalled: %1")).arg(line));
+    }
     PyErr_Clear();
     return noneResult();
 }

@@ -31,6 +31,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QFileDialog>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
@@ -540,8 +541,9 @@ void TestMainWindow::historyUndo()
     QVERIFY(olive && olive->state == Package::AvailableForUpdate && olive->next && olive->next->verRel == "1.0-1");
 }
 
-// Package files dropped on the table: a bad file is named and left out, the good one
-// becomes a row of the command line's repository marked for Install.
+// Package files chosen in the file dialog or dropped on the table: a bad file is named
+// and left out, the good one becomes a row of the command line's repository marked for
+// Install.
 void TestMainWindow::packageFiles()
 {
     start();
@@ -551,12 +553,16 @@ void TestMainWindow::packageFiles()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("no package") > 0);
     file.close();
     QStringList told;
-    ModalAnswer::install([&told](QDialog& dialog) {
+    ModalAnswer::install([&told, &bad](QDialog& dialog) {
+        if (auto* files = qobject_cast<QFileDialog*>(&dialog)) {
+            files->selectFile(bad);
+            return int(QDialog::Accepted);
+        }
         told << static_cast<QMessageBox&>(dialog).text();
         return int(QMessageBox::Ok);
     });
     const QString files = qEnvironmentVariable("ORVO_SANDBOX") + "/files/";
-    Q_EMIT window_->view()->packageFilesDropped({ bad });
+    window_->installPackageFiles();
     QCOMPARE(told.size(), 1);
     QVERIFY(told[0].contains(bad));
     QVERIFY(!window_->applyButton()->isEnabled());

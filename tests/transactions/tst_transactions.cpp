@@ -346,6 +346,12 @@ private Q_SLOTS:
             QVERIFY2(listing.contains(line + "\n"), qPrintable(listing));
         QCOMPARE(rpmInstalled(), installedAfter(added, removed));
         checkMonotonic();
+        // What was done is logged as such.
+        const QStringList done = logged(Log::Info, 2);
+        for (const QString& line : lines)
+            if (!line.contains("Install: "))
+                QVERIFY2(done.contains(line.mid(1).section(" [", 0, 0).replace("Downgrade:", "Downgraded:").replace("Reinstall:", "Reinstalled:")),
+                         qPrintable(done.join('\n')));
         const QVector<YumIOVersions::Transaction> history = versions.transactions();
         QVERIFY(history.size() == 5);
         QCOMPARE(history[0].id, 5);
