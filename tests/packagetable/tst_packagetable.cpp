@@ -21,7 +21,9 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QDropEvent>
 #include <QItemSelectionModel>
+#include <QMimeData>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -380,6 +382,38 @@ private Q_SLOTS:
         yumIO.catalogue().swapItemsAt(0, 1);
         model.reset();
         same("reset");
+    }
+
+    // Only local ".rpm" files count in a drop on the table.
+    void dropsPackageFiles_data()
+    {
+        QTest::addColumn<QList<QUrl>>("urls");
+        QTest::addColumn<QStringList>("files");
+        QTest::newRow("rpm files among others")
+            << QList<QUrl> { QUrl::fromLocalFile("/tmp/a.rpm"), QUrl::fromLocalFile("/tmp/notes.txt"),
+                             QUrl("http://example.invalid/b.rpm"), QUrl::fromLocalFile("/tmp/C.RPM") }
+            << QStringList { "/tmp/a.rpm", "/tmp/C.RPM" };
+        QTest::newRow("no package file") << QList<QUrl> { QUrl::fromLocalFile("/tmp/notes.txt") } << QStringList();
+    }
+
+    void dropsPackageFiles()
+    {
+        QFETCH(QList<QUrl>, urls);
+        QFETCH(QStringList, files);
+        Table t;
+        PackageTable::View view(&t.model, &t.proxy, nullptr);
+        QSignalSpy dropped(&view, &PackageTable::View::packageFilesDropped);
+        QMimeData mime;
+        mime.setUrls(urls);
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view.viewport(), &enter);
+        QCOMPARE(enter.isAccepted(), !files.isEmpty());
+        QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view.viewport(), &drop);
+        QCOMPARE(dropped.count(), files.isEmpty() ? 0 : 1);
+        if (!files.isEmpty())
+            QCOMPARE(dropped.first().first().toStringList(), files);
+        QCOMPARE(drop.isAccepted(), !files.isEmpty());
     }
 
     void viewMenuClicksAndResize()
