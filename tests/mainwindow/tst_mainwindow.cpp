@@ -13,6 +13,7 @@
 
 #include "app/HistoryWindow.h"
 #include "app/MainWindow.h"
+#include "packagetable/PackageTableActionContextMenu.h"
 #include "packagetable/PackageTableDescribeDialog.h"
 #include "packagetable/PackageTableDescribeInstanceArea.h"
 #include "packagetable/PackageTableModel.h"
@@ -110,6 +111,7 @@ private Q_SLOTS:
     void closeWhileWorking_data();
     void closeWhileWorking();
     void historyUndo();
+    void actionMenuVersions();
     void packageFiles();
 
 private:
@@ -539,6 +541,38 @@ void TestMainWindow::historyUndo()
     // Back at 1.0, olive is out of date again.
     const auto* olive = window_->proxy()->index(0, Model::NameColumn).data(Qt::UserRole).value<Package::Entry*>();
     QVERIFY(olive && olive->state == Package::AvailableForUpdate && olive->next && olive->next->verRel == "1.0-1");
+}
+
+// The action menu offers the older versions of an installed package and its reinstall;
+// a version chosen shows in the Action cell.
+void TestMainWindow::actionMenuVersions()
+{
+    start();
+    window_->setStateFilter(PackageTable::StateFilter(3));
+    window_->setRegexp("olive|grape|lime");
+    window_->filtersearch();
+    QCOMPARE(listed(*window_).size(), 3);
+    PackageTable::View* view = window_->view();
+    const auto rowOf = [&](const QString& name) {
+        for (int row = 0; row < window_->proxy()->rowCount(); ++row)
+            if (window_->proxy()->index(row, Model::NameColumn).data().toString() == name)
+                return window_->proxy()->mapToSource(window_->proxy()->index(row, Model::ActionColumn));
+        return QModelIndex();
+    };
+    auto* menu = new PackageTable::ActionContextMenu(window_->model(), view);
+    menu->prepare(rowOf("olive"));
+    QCOMPARE(menu->downgradeMenu()->actions().size(), 1);
+    QVERIFY(menu->downgradeMenu()->isEnabled() && menu->reinstallAction()->isEnabled());
+    menu->prepare(rowOf("grape"));
+    QVERIFY(!menu->downgradeMenu()->isEnabled() && !menu->reinstallAction()->isEnabled());
+    menu->prepare(rowOf("lime"));
+    QVERIFY(!menu->downgradeMenu()->isEnabled() && menu->reinstallAction()->isEnabled());
+    menu->prepare(rowOf("olive"));
+    menu->downgradeMenu()->actions().first()->trigger();
+    QCOMPARE(rowOf("olive").data().toString(), QString("Downgrade to 1.0-1"));
+    QVERIFY(window_->view()->columnWidth(Model::ActionColumn)
+            >= window_->view()->fontMetrics().horizontalAdvance("Downgrade to 1.0-1"));
+    delete menu;
 }
 
 // Package files chosen in the file dialog or dropped on the table: a bad file is named
