@@ -3,7 +3,6 @@ the session reads, as dnf's "@commandline" repository."""
 
 import os
 
-import hawkey
 import rpm
 
 # Files added in this run of the program, kept across the script objects the engine
@@ -49,10 +48,6 @@ def add(base, paths):
     return problems
 
 
-def files():
-    return list(_FILES)
-
-
 def putIntoSack(base):
     """Adds the session's files to a freshly read sack; a file installed since is dropped."""
     if not _FILES:
@@ -71,7 +66,3 @@ def putIntoSack(base):
 
 def forget():
     del _FILES[:]
-
-
-def isCommandLine(pkg):
-    return pkg.reponame == hawkey.CMDLINE_REPO_NAME
