@@ -82,6 +82,8 @@ public:
     QLineEdit* regexpEdit() const { return regexpEdit_; }
     QAction* cleanPickledAction() const { return cleanPickled_; }
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
+    QAction* securityOnlyAction() const { return securityOnly_; }
+    QAction* securityFixesAction() const { return securityFixes_; }
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     bool initialized() const { return initialized_; }
@@ -116,6 +118,8 @@ public Q_SLOTS:
     void groupsFilterChanged(int checked);
     void setSelected();
     void setUpdateListed();
+    void securityFilterChanged(bool securityOnly);
+    void setUpdateSecurityFixes();
     void clearActions();
     void apply();
 
@@ -169,6 +173,9 @@ private:
     QAction* cleanPickled_ = nullptr;
     QAction* cleanSqlite_ = nullptr;
     QAction* cleanAll_ = nullptr;
+    HMenu* viewMenu_ = nullptr;
+    QAction* securityOnly_ = nullptr;
+    QAction* securityFixes_ = nullptr;
 
     QWidget* mainArea_ = nullptr;
     QComboBox* modeCombo_ = nullptr;
