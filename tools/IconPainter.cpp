@@ -138,6 +138,22 @@ int main(int argc, char** argv)
               p.drawLine(QPointF(8, 5), QPointF(8, 8.5));
               p.drawPoint(QPointF(8, 11));
           } },
+        // An update that fixes a security advisory: a shield instead of the disc.
+        { "icons/out-of-date-security.png", kIcon,
+          [](QPainter& p) {
+              QPainterPath shield;
+              shield.moveTo(8, 1);
+              shield.lineTo(14, 3.5);
+              shield.cubicTo(14, 9.5, 11.5, 13, 8, 15);
+              shield.cubicTo(4.5, 13, 2, 9.5, 2, 3.5);
+              shield.closeSubpath();
+              p.setPen(QPen(kRed.darker(160), 1));
+              p.setBrush(kRed.darker(115));
+              p.drawPath(shield);
+              p.setPen(QPen(Qt::white, 2, Qt::SolidLine, Qt::RoundCap));
+              p.drawLine(QPointF(8, 4.5), QPointF(8, 8.5));
+              p.drawPoint(QPointF(8, 11.5));
+          } },
         { "icons/up-to-date.png", kIcon,
           [](QPainter& p) {
               p.setPen(QPen(kGreen.darker(140), 1));

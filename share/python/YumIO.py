@@ -1482,6 +1482,16 @@ class YumIO(object):
         _LOCK.give()
         return None
 
+    def collectAdvisories(self, updates):
+        """The advisories the updates fix: ({id: record}, [ids of each update])."""
+        from yumio import advisories
+        try:
+            return advisories.collect(self._base.sack, [p._pkg for p in updates])
+        except Exception as e:
+            # Unreadable update information costs the advisories, not the catalogue.
+            yumIOC.errorlog(1, "Cannot read the update information: %s" % e)
+            return {}, [[] for _ in updates]
+
     # ---- extra data ----------------------------------------------------
 
     def collectFileLists(self):

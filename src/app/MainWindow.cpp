@@ -121,6 +121,19 @@ void MainWindow::createMenus()
     cacheMenu_->addSeparator();
     cleanAll_ = cacheMenu_->addAction(tr("Clean All"), this, &MainWindow::cleanAll);
 
+    viewMenu_ = new HMenu(tr("&View"), menuBar());
+    menuBar()->addMenu(viewMenu_);
+    securityOnly_ = viewMenu_->addAction(tr("Security Updates Only"));
+    securityOnly_->setCheckable(true);
+    securityOnly_->setToolTip(tr("List only updates that fix a security advisory,\n"
+                                 "together with the Mode, Filter, Search, State, Duplicates, and Groups settings"));
+    connect(securityOnly_, &QAction::toggled, this, &MainWindow::securityFilterChanged);
+    securityFixes_ = viewMenu_->addAction(updateIcon_, tr("Set Update of Security Fixes"), this,
+                                          &MainWindow::setUpdateSecurityFixes);
+    securityFixes_->setToolTip(tr("Sets the Action to Update for any listed packages which are Installed but "
+                                  "Out-of-date\nand whose update fixes a security advisory.\n"
+                                  "Does not Apply Actions automatically."));
+
     auto* help = new HMenu(tr("&Help"), menuBar());
     menuBar()->addMenu(help);
     QAction* html = help->addAction(tr("Manual (html)"), this, &MainWindow::manualHtml);
@@ -269,6 +282,7 @@ void MainWindow::setReady(bool ready)
     repositoriesMenu_->setEnabled(ready);
     editConfiguration_->setEnabled(ready);
     cacheMenu_->setEnabled(ready);
+    viewMenu_->setEnabled(ready);
     cleanHeaders_->setEnabled(ready);
     cleanPackages_->setEnabled(ready);
     cleanXmlMetadata_->setEnabled(ready);
@@ -668,6 +682,17 @@ void MainWindow::setSelected()
 void MainWindow::setUpdateListed()
 {
     proxy_->setUpdateListed();
+    stateChanged(-1);
+}
+
+void MainWindow::securityFilterChanged(bool securityOnly)
+{
+    changeFilter([&] { proxy_->setSecurityFilter(securityOnly); });
+}
+
+void MainWindow::setUpdateSecurityFixes()
+{
+    proxy_->setUpdateListed(true);
     stateChanged(-1);
 }
 

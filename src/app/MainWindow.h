@@ -84,6 +84,8 @@ public:
     QLineEdit* regexpEdit() const { return regexpEdit_; }
     QAction* cleanPickledAction() const { return cleanPickled_; }
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
+    QAction* securityOnlyAction() const { return securityOnly_; }
+    QAction* securityFixesAction() const { return securityFixes_; }
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     HistoryWindow* historyWindow() const { return historyWindow_; }
@@ -119,6 +121,8 @@ public Q_SLOTS:
     void groupsFilterChanged(int checked);
     void setSelected();
     void setUpdateListed();
+    void securityFilterChanged(bool securityOnly);
+    void setUpdateSecurityFixes();
     void clearActions();
     void apply();
     // The package manager's history, undo, and package files from disk.
@@ -177,6 +181,9 @@ private:
     QAction* cleanPickled_ = nullptr;
     QAction* cleanSqlite_ = nullptr;
     QAction* cleanAll_ = nullptr;
+    HMenu* viewMenu_ = nullptr;
+    QAction* securityOnly_ = nullptr;
+    QAction* securityFixes_ = nullptr;
 
     QWidget* mainArea_ = nullptr;
     QComboBox* modeCombo_ = nullptr;

@@ -1,10 +1,13 @@
 #include "packagetable/PackageTableDescribeDialog.h"
 
+#include "packagetable/PackageTableDescribeInstanceAdvisoriesArea.h"
 #include "packagetable/PackageTableDescribeInstanceArea.h"
 #include "widgets/HScrollArea.h"
 #include "widgets/ModalAnswer.h"
 #include "widgets/ScreenLimit.h"
+#include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
+#include "yumio/YumIO.h"
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
@@ -54,6 +57,9 @@ void Dialog::config(YumIO* yumIO, const Package::Entry& entry, YumConfIO* yumCon
 {
     clearAreas();
     areas_.append(new Instance::Area(this, column_, yumIO, entry, yumConfIO, true));
+    const Advisory::Store::Fixes& fixes = yumIO->advisories().fixes(&entry);
+    if (entry.state == Package::AvailableForUpdate && !fixes.isEmpty())
+        advisoriesArea_ = new Instance::AdvisoriesArea(column_, fixes);
     if (entry.kind != Package::Group) {
         for (const Package::Entry* version = entry.next; version; version = version->next)
             areas_.append(new Instance::Area(this, column_, yumIO, *version, yumConfIO, false));
@@ -66,6 +72,8 @@ void Dialog::config(YumIO* yumIO, const Package::Entry& entry, YumConfIO* yumCon
 
 void Dialog::clearAreas()
 {
+    delete advisoriesArea_;
+    advisoriesArea_ = nullptr;
     qDeleteAll(areas_);
     areas_.clear();
 }

@@ -16,6 +16,7 @@ namespace PackageTable {
 namespace Describe {
 
 namespace Instance {
+class AdvisoriesArea;
 class Area;
 }
 
@@ -38,6 +39,8 @@ public:
     void setReady(bool ready);
     bool isReady() const { return ready_; }
     const QList<Instance::Area*>& areas() const { return areas_; }
+    // The advisories an update fixes, after its own area; null when there are none.
+    Instance::AdvisoriesArea* advisoriesArea() const { return advisoriesArea_; }
 
     QSize sizeHint() const override;
     void setVisible(bool visible) override;
@@ -56,6 +59,7 @@ private:
     HScrollArea* scroll_;
     QVBoxLayout* column_;
     QList<Instance::Area*> areas_;
+    Instance::AdvisoriesArea* advisoriesArea_ = nullptr;
     bool ready_ = true;
 };
 

@@ -5,6 +5,7 @@
 #include "repo/RepoBrowse.h"
 #include "repo/YumConfIO.h"
 #include "widgets/Colors.h"
+#include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
@@ -49,6 +50,7 @@ Model::Model(YumIO* yumIO, QObject* parent)
     , yumIO_(yumIO)
     , outOfDateIcon_(shareIcon("icons/out-of-date.png"))
     , upToDateIcon_(shareIcon("icons/up-to-date.png"))
+    , securityIcon_(shareIcon("icons/out-of-date-security.png"))
     , noneBoxIcon_(shareIcon("icons/noneBox.png"))
     , updateBoxIcon_(shareIcon("icons/updateBox.png"))
     , installBoxIcon_(shareIcon("icons/installBox.png"))
@@ -167,7 +169,7 @@ QVariant Model::data(const QModelIndex& index, int role) const
         } else if (column == StateColumn) {
             switch (e->state) {
             case Package::AvailableForUpdate:
-                return outOfDateIcon_;
+                return yumIO_->advisories().fixesSecurity(e) ? securityIcon_ : outOfDateIcon_;
             case Package::Installed:
                 return upToDateIcon_;
             case Package::AvailableForInstallation:
@@ -202,8 +204,13 @@ QVariant Model::data(const QModelIndex& index, int role) const
             }
         } else if (column == StateColumn) {
             switch (e->state) {
-            case Package::AvailableForUpdate:
-                return tr("Package is available to update an out-of-date version");
+            case Package::AvailableForUpdate: {
+                QString tip = tr("Package is available to update an out-of-date version");
+                // The advisories the update fixes, one a line.
+                for (const Advisory::Record* advisory : yumIO_->advisories().fixes(e))
+                    tip += QLatin1Char('\n') + advisory->line();
+                return tip;
+            }
             case Package::AvailableForInstallation:
                 return tr("Package is available for installation");
             case Package::Installed:

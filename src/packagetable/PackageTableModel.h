@@ -91,6 +91,8 @@ private:
 
     QIcon outOfDateIcon_;
     QIcon upToDateIcon_;
+    // An update that fixes a security advisory.
+    QIcon securityIcon_;
     QIcon emptyIcon_;
     QIcon noneBoxIcon_;
     QIcon updateBoxIcon_;

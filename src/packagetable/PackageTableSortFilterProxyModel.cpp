@@ -2,6 +2,7 @@
 
 #include "packagetable/PackageTableModel.h"
 #include "packagetable/PackageTableSearchRun.h"
+#include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 #include "yumio/YumIOSearchIndex.h"
@@ -108,6 +109,14 @@ void SortFilterProxyModel::setGroupsFilter(bool groups)
     if (groups == groups_)
         return;
     groups_ = groups;
+    clear();
+}
+
+void SortFilterProxyModel::setSecurityFilter(bool securityOnly)
+{
+    if (securityOnly == securityOnly_)
+        return;
+    securityOnly_ = securityOnly;
     clear();
 }
 
@@ -285,6 +294,8 @@ bool SortFilterProxyModel::settingsAccept(const Package::Entry& e, int row) cons
     // Suites stay listed: only groups follow the setting.
     if (!groups_ && ((flags >> 2) & 0x3) == Package::Group)
         return false;
+    if (securityOnly_ && !(yumIO_ && yumIO_->advisories().fixesSecurity(entry)))
+        return false;
     return true;
 }
 
@@ -448,7 +459,7 @@ void SortFilterProxyModel::endSearch()
     Q_EMIT searchFinished();
 }
 
-void SortFilterProxyModel::setUpdateListed()
+void SortFilterProxyModel::setUpdateListed(bool securityFixesOnly)
 {
     for (int row = 0; row < rowCount(); ++row) {
         const QModelIndex proxyIndex = index(row, Model::ActionColumn);
@@ -456,7 +467,8 @@ void SortFilterProxyModel::setUpdateListed()
         Package::Entry* entry = model_ ? model_->entry(sourceIndex.row())
                                        : sourceIndex.siblingAtColumn(Model::NameColumn)
                                              .data(Qt::UserRole).value<Package::Entry*>();
-        if (entry && entry->state == Package::AvailableForUpdate) {
+        if (entry && entry->state == Package::AvailableForUpdate
+            && (!securityFixesOnly || (yumIO_ && yumIO_->advisories().fixesSecurity(entry)))) {
             entry->action = Package::Update;
             Q_EMIT dataChanged(proxyIndex, proxyIndex);
         }

@@ -45,11 +45,15 @@ public:
     void setStateFilter(StateFilter stateFilter);
     void setDupsFilter(bool dups);
     void setGroupsFilter(bool groups);
+    // Lists only updates that fix a security advisory, together with the other settings.
+    bool securityFilter() const { return securityOnly_; }
+    void setSecurityFilter(bool securityOnly);
     void setFilter(bool filter);
     bool getFilter() const { return filtering_; }
     void setFilterRegExp(const QString& text);
-    // Marks every listed out-of-date package for update.
-    void setUpdateListed();
+    // Marks every listed out-of-date package for update; with securityFixesOnly, only
+    // those that fix a security advisory.
+    void setUpdateListed(bool securityFixesOnly = false);
 
     // Why the expression does not compile, as the system says; empty when it does.
     QString expressionError() const { return expressionError_; }
@@ -98,6 +102,7 @@ private:
     StateFilter stateFilter_;
     bool dups_;
     bool groups_;
+    bool securityOnly_ = false;
     YumIO* yumIO_;
     HAbstractTableModel* source_ = nullptr;
     // The same source when it is the package model, whose entries can be read directly.

@@ -21,6 +21,9 @@ class QWidget;
 class YumIODialogs;
 class YumIOSearchIndex;
 
+namespace Advisory {
+class Store;
+}
 namespace Package {
 class Entry;
 }
@@ -193,6 +196,8 @@ public:
     // The texts search mode compares, once both kinds of extra data are loaded and
     // buildSearchIndex() ran; null otherwise.  Dropped by the next collection.
     std::shared_ptr<const YumIOSearchIndex> searchIndex() const { return searchIndex_; }
+    // The advisories the update entries fix, read with the catalogue.
+    const Advisory::Store& advisories() const;
 
     // The rpm database changed since the catalogue was collected (another program
     // installed or removed packages).
@@ -455,6 +460,7 @@ private:
     std::shared_ptr<const YumIOSearchIndex> searchIndex_;
     // Filled by the worker, handed over by the starter once the worker is done.
     std::shared_ptr<YumIOSearchIndex> builtIndex_;
+    std::shared_ptr<Advisory::Store> advisories_;
 
     bool collectSteps(const QHash<QString, bool>& requests);
     bool readRepos();
@@ -475,6 +481,7 @@ private:
     QString collectTimeText(qint64 time);
     void clearCollectCaches();
     bool collectField(PyObject* result, const char* name, Package::State state);
+    bool collectAdvisories();
     Package::Entry*& findUpdateablePackage(const QString& name, const QString& arch, const QString& biArch);
     Package::Entry* collectPkg(Package::State state, PyObject* package);
     Package::Kind getPkgKind(PyObject* package);

@@ -7,6 +7,7 @@
 
 #include "progress/ProgressObject.h"
 #include "progress/ProgressUser.h"
+#include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOCapturersUser.h"
 #include "yumio/YumIODialogsUser.h"
@@ -144,6 +145,8 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
 
     for (auto it = keyHash_.cbegin(); it != keyHash_.cend(); ++it)
         entries_.append(it.value());
+    // Update information that cannot be read leaves the catalogue without advisories.
+    collectAdvisories();
     progress_->setTotalValue(24000);
     return true;
 }
@@ -354,6 +357,8 @@ void YumIO::deleteEntries(bool release)
         }
         heads.insert(entry);
     }
+    if (advisories_)
+        advisories_->clear();
     qDeleteAll(heads);
     entries_.clear();
     keyHash_.clear();

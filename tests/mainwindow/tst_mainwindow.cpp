@@ -103,6 +103,7 @@ private Q_SLOTS:
     void brokenStart();
     void searchDescribeQuit();
     void actions();
+    void securityUpdates();
     void sessionUseOffInEditor();
     void cleaning_data();
     void cleaning();
@@ -283,6 +284,39 @@ void TestMainWindow::actions()
     QVERIFY(!window_->applyButton()->isEnabled());
     button(window_->mainArea(), "Set &Update of Listed")->click();
     QVERIFY(window_->applyButton()->isEnabled());
+}
+
+// "Security Updates Only" narrows what the other settings list and stays on through a
+// refresh; "Set Update of Security Fixes" marks only the listed security fixes.
+void TestMainWindow::securityUpdates()
+{
+    start();
+    window_->securityOnlyAction()->trigger();
+    QCOMPARE(listed(*window_), QStringList({ "apricot", "pear" }));
+    window_->setRegexp("^pe");
+    window_->filtersearch();
+    QCOMPARE(listed(*window_), QStringList({ "pear" }));
+    window_->securityFixesAction()->trigger();
+    QVERIFY(window_->applyButton()->isEnabled());
+
+    window_->setRegexp(".*");
+    window_->filtersearch();
+    window_->securityOnlyAction()->trigger();
+    QCOMPARE(listed(*window_).size(), 5);
+    window_->securityFixesAction()->trigger();
+    QStringList marked;
+    for (const Package::Entry* entry : window_->yumIO()->catalogue())
+        if (entry->action != Package::None)
+            marked << entry->name;
+    marked.sort();
+    QCOMPARE(marked, QStringList({ "apricot", "pear" }));
+
+    button(window_->mainArea(), "&Clear Actions")->click();
+    window_->securityOnlyAction()->trigger();
+    button(window_->mainArea(), "Re&fresh")->click();
+    QVERIFY(window_->securityOnlyAction()->isChecked());
+    QCOMPARE(listed(*window_), QStringList({ "apricot", "pear" }));
+    QVERIFY(errorDialogs().isEmpty());
 }
 
 // Turning a repository's session use off in the editor collects the catalogue again

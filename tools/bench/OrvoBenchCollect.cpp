@@ -5,12 +5,19 @@
 //
 // startup_ms (interpreter and script), collect_ms, total_ms (from the start of the
 // process to the collected catalogue), rows, entries (rows and their chains), rss_kb and
-// peak_rss_kb after collection; with --extra also filelists_ms and otherdata_ms (loading
+// peak_rss_kb after collection; advisories (read with the collection), fixed_updates (update
+// rows with an advisory) and advisories_ms (the collection's advisory step, run once more
+// alone); with --extra also filelists_ms and otherdata_ms (loading
 // the extra data), index_ms, index_kb (the search index) and index_rss_kb (resident
 // memory after it).  Nothing is printed before the figures: the program's own output
 // would not be timed fairly against a quiet package manager.
 
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
 #include "app/Globals.h"
+#include "python/PyRef.h"
+#include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 #include "yumio/YumIOSearchIndex.h"
@@ -64,6 +71,24 @@ int main(int argc, char** argv)
     std::printf("startup_ms=%lld\ncollect_ms=%lld\ntotal_ms=%lld\nrows=%d\nentries=%d\nrss_kb=%ld\npeak_rss_kb=%ld\n",
                 started, collected - started, collected, engine->count(), entries, statusKb("VmRSS"),
                 statusKb("VmHWM"));
+    {
+        // What the advisory step of the collection costs: the same script call again.
+        int fixed = 0;
+        Python::PyGILStateWrapper lock(true);
+        PyRef updates = PyRef::steal(PyList_New(0));
+        for (const Package::Entry* entry : engine->catalogue()) {
+            if (entry->state != Package::AvailableForUpdate || entry->kind == Package::Group)
+                continue;
+            PyList_Append(updates.get(), entry->yumObject.get());
+            fixed += engine->advisories().fixes(entry).isEmpty() ? 0 : 1;
+        }
+        QElapsedTimer step;
+        step.start();
+        PyRef result = PyRef::steal(engine->pyMethodCall(engine->scriptObject(), "collectAdvisories", "(O)",
+                                                         updates.get()));
+        std::printf("advisories=%d\nfixed_updates=%d\nadvisories_ms=%lld\n", engine->advisories().count(), fixed,
+                    result ? step.elapsed() : -1LL);
+    }
     if (extra) {
         QElapsedTimer step;
         step.start();
