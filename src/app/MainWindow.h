@@ -82,6 +82,7 @@ public:
     QLineEdit* regexpEdit() const { return regexpEdit_; }
     QAction* cleanPickledAction() const { return cleanPickled_; }
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
+    QAction* exportMarksAction() const { return exportMarks_; }
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     bool initialized() const { return initialized_; }
@@ -118,6 +119,8 @@ public Q_SLOTS:
     void setUpdateListed();
     void clearActions();
     void apply();
+    // Hands the marked actions on as a playbook or a kickstart list.
+    void exportMarks();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -162,6 +165,7 @@ private:
     HMenu* repositoriesMenu_ = nullptr;
     HMenu* cacheMenu_ = nullptr;
     QAction* quit_ = nullptr;
+    QAction* exportMarks_ = nullptr;
     QAction* editConfiguration_ = nullptr;
     QAction* cleanHeaders_ = nullptr;
     QAction* cleanPackages_ = nullptr;
