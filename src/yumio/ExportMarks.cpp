@@ -7,6 +7,7 @@
 #include "yumio/YumIO.h"
 #include "yumio/YumIODialogsUser.h"
 
+#include <QHash>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -57,12 +58,6 @@ QString Marks::Item::spec() const
     return text;
 }
 
-bool Marks::Item::operator==(const Item& other) const
-{
-    return action == other.action && group == other.group && name == other.name && version == other.version
-        && arch == other.arch;
-}
-
 bool Marks::collect(YumIO& engine, QList<Item>& items)
 {
     items.clear();
@@ -74,6 +69,12 @@ bool Marks::collect(YumIO& engine, QList<Item>& items)
     }
     if (!engine.applyGroups())
         return false;
+    // A name alone means every architecture to a removal and the preferred one to an
+    // install: where the catalogue has the name in several, the entry's own is named.
+    QHash<QString, int> architectures;
+    for (const Package::Entry* entry : engine.catalogue())
+        if (entry->kind != Package::Group)
+            ++architectures[entry->name];
     for (const Package::Entry* entry : engine.catalogue()) {
         if (entry->kind == Package::Group) {
             // The group itself too, so that the hosts' package manager knows it as installed.
@@ -94,8 +95,7 @@ bool Marks::collect(YumIO& engine, QList<Item>& items)
         Item item;
         item.action = entry->workAction;
         item.name = entry->name;
-        // The name alone gives the preferred architecture; another one must be named.
-        if (entry->duplicate)
+        if (architectures.value(entry->name) > 1)
             item.arch = entry->arch;
         items.append(item);
     }

@@ -24,13 +24,12 @@ public:
         QString name;
         // A version the user chose ("[epoch:]version-release"); empty: the repositories' choice.
         QString version;
-        // Set only where the user chose one architecture of a name that has several.
+        // Set only where the name comes in several architectures.
         QString arch;
 
         // As the package manager reads it: "@id", "name", "name-version", "name.arch",
         // "name-version.arch".
         QString spec() const;
-        bool operator==(const Item& other) const;
     };
 
     // The catalogue's marks with group marks expanded as applying expands them (the

@@ -150,13 +150,9 @@ private Q_SLOTS:
         QTest::newRow("group") << "@core" << "'@core'";
         QTest::newRow("boolean word") << "yes" << "'yes'";
         QTest::newRow("boolean word, capitals") << "Off" << "'Off'";
-        QTest::newRow("null word") << "null" << "'null'";
         QTest::newRow("number") << "1.10" << "'1.10'";
-        QTest::newRow("integer") << "2048" << "'2048'";
         QTest::newRow("epoch colon") << "date-1:2.0-1" << "'date-1:2.0-1'";
-        QTest::newRow("mapping colon") << "a: b" << "'a: b'";
         QTest::newRow("comment sign") << "#x" << "'#x'";
-        QTest::newRow("sequence dash") << "-x" << "'-x'";
         QTest::newRow("wildcard") << "web*" << "'web*'";
         QTest::newRow("apostrophe") << "it's" << "'it''s'";
         QTest::newRow("empty") << "" << "''";
@@ -224,12 +220,9 @@ private Q_SLOTS:
         QTest::newRow("group removal takes optional members too")
             << QStringList { "@Garden:Remove" } << QList<int>()
             << QStringList { "Remove:@garden", "Remove:lime", "Remove:tomato" };
-        QTest::newRow("another architecture is named")
-            << QStringList { "plum.i686:Install", "lime:Remove" } << QList<int>()
-            << QStringList { "Install:plum.i686", "Remove:lime" };
-        QTest::newRow("conflict resolved for the group")
-            << QStringList { "pear:Remove", "@Orchard:Update" } << QList<int> { 0 }
-            << QStringList { "Update:@orchard", "Update:pear", "Update:quince" };
+        QTest::newRow("architecture named where the name has several")
+            << QStringList { "plum.i686:Install", "medlar.x86_64:Remove", "lime:Remove" } << QList<int>()
+            << QStringList { "Install:plum.i686", "Remove:lime", "Remove:medlar.x86_64" };
         QTest::newRow("conflict resolved for the package")
             << QStringList { "pear:Remove", "@Orchard:Update" } << QList<int> { 1 }
             << QStringList { "Remove:pear", "Update:@orchard", "Update:quince" };
@@ -270,7 +263,7 @@ private Q_SLOTS:
         const QString ansible = QStandardPaths::findExecutable("ansible-playbook");
         if (ansible.isEmpty())
             QSKIP("ansible-playbook is not installed");
-        mark({ "melon:Install", "lime:Remove", "kettle:Update", "@Kitchen:Install", "@Orchard:Update", "date:Update" });
+        mark({ "melon:Install", "@Garden:Remove", "kettle:Update", "@Kitchen:Install", "@Orchard:Update", "date:Update" });
         QList<Item> items;
         QVERIFY(Export::Marks::collect(*engine_, items));
 
@@ -329,6 +322,7 @@ private Q_SLOTS:
         const QStringList applied = rpmInstalled(root_.path());
         QVERIFY(applied != pristine);
         QCOMPARE(rpmInstalled(other), applied);
+        qInfo().noquote() << "rpm -qa of both systems:" << applied.join(' ');
     }
 };
 
