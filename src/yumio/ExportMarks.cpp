@@ -46,7 +46,7 @@ QList<Marks::Item> ofAction(const QList<Marks::Item>& items, Package::Action act
 
 } // namespace
 
-QString Marks::Item::spec() const
+QString Marks::Item::target() const
 {
     if (group)
         return QLatin1Char('@') + name;
@@ -125,7 +125,7 @@ QString Marks::playbook(const QList<Item>& items, const QString& hosts)
                                 "        name:\n")
                      .arg(QLatin1String(kind.task));
         for (const Item& item : chosen)
-            tasks += QStringLiteral("          - %1\n").arg(yamlScalar(item.spec()));
+            tasks += QStringLiteral("          - %1\n").arg(yamlScalar(item.target()));
         tasks += QStringLiteral("        state: %1\n").arg(QLatin1String(kind.state));
     }
     text += tasks.isEmpty() ? QStringLiteral("  tasks: []\n") : QString(QStringLiteral("  tasks:\n") + tasks);
@@ -137,7 +137,7 @@ QString Marks::kickstart(const QList<Item>& items)
     QString text = QStringLiteral("# Package actions marked in Orvo.\n%packages\n");
     for (const Kind& kind : kinds)
         for (const Item& item : ofAction(items, kind.action))
-            text += QLatin1String(kind.kickstartPrefix) + item.spec() + QLatin1Char('\n');
+            text += QLatin1String(kind.kickstartPrefix) + item.target() + QLatin1Char('\n');
     return text + QStringLiteral("%end\n");
 }
 

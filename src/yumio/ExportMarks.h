@@ -29,7 +29,7 @@ public:
 
         // As the package manager reads it: "@id", "name", "name-version", "name.arch",
         // "name-version.arch".
-        QString spec() const;
+        QString target() const;
     };
 
     // The catalogue's marks with group marks expanded as applying expands them (the

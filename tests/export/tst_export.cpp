@@ -87,7 +87,7 @@ class TestExport final : public QObject
         ok = Export::Marks::collect(*engine_, items);
         QStringList texts;
         for (const Item& i : items)
-            texts << actionWord(i.action) + ":" + i.spec();
+            texts << actionWord(i.action) + ":" + i.target();
         texts.sort();
         return texts;
     }
