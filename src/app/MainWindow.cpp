@@ -5,7 +5,10 @@
 #include "app/Execute.h"
 #include "app/HistoryWindow.h"
 #include "yumio/YumIOVersions.h"
+#include "app/ExportDialog.h"
 #include "app/Share.h"
+#include "app/SystemOpener.h"
+#include "app/SystemRoot.h"
 #include "log/LogWindow.h"
 #include "packagetable/PackageTableModel.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
@@ -47,7 +50,7 @@ MainWindow::MainWindow(QWidget* parent)
 {
     struct utsname names;
     const QString node = uname(&names) == 0 ? QString::fromLocal8Bit(names.nodename) : QString();
-    setWindowTitle(tr("Orvo - %1").arg(node));
+    setWindowTitle(System::Root::titled(tr("Orvo - %1").arg(node), System::Root::current()));
 
     createMenus();
     createMainArea();
@@ -93,6 +96,12 @@ void MainWindow::createMenus()
     history->setShortcut(QKeySequence(tr("Ctrl+H")));
     QAction* files = programMenu_->addAction(tr("Install Package &Files..."), this, &MainWindow::installPackageFiles);
     files->setShortcut(QKeySequence(tr("Ctrl+O")));
+    exportMarks_ = programMenu_->addAction(tr("&Export Marked Actions..."), this, &MainWindow::exportMarks);
+    exportMarks_->setEnabled(false);
+    programMenu_->addAction(tr("&Open System..."), this, [this] { System::Opener::choose(this); });
+    QMenu* recentSystems = programMenu_->addMenu(tr("Open &Recent System"));
+    connect(recentSystems, &QMenu::aboutToShow, this,
+            [this, recentSystems] { System::Opener::fillRecentMenu(recentSystems, this); });
     programMenu_->addSeparator();
     quit_ = programMenu_->addAction(tr("&Quit"), this, &MainWindow::quit);
     quit_->setShortcut(QKeySequence(tr("Ctrl+Q")));
@@ -715,6 +724,16 @@ void MainWindow::stateChanged(int row)
     for (int r = 0, rows = yumIO_->count(); !any && r < rows; ++r)
         any = (*yumIO_)[r]->action != Package::None;
     applyButton_->setEnabled(any);
+    exportMarks_->setEnabled(any);
+}
+
+void MainWindow::exportMarks()
+{
+    QList<Export::Marks::Item> items;
+    if (!Export::Marks::collect(*yumIO_, items))
+        return;
+    Export::Dialog dialog(items, this);
+    dialog.exec();
 }
 
 void MainWindow::stateChanged()

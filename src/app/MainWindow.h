@@ -86,6 +86,7 @@ public:
     QAction* cleanSqliteAction() const { return cleanSqlite_; }
     QAction* securityOnlyAction() const { return securityOnly_; }
     QAction* securityFixesAction() const { return securityFixes_; }
+    QAction* exportMarksAction() const { return exportMarks_; }
     Log::Window* logWindow() const { return logWindow_; }
     RepoEditor::Dialog* repoEditor() const { return repoEditor_; }
     HistoryWindow* historyWindow() const { return historyWindow_; }
@@ -130,6 +131,8 @@ public Q_SLOTS:
     void undoTransaction(int id);
     void installPackageFiles();
     void addPackageFiles(const QStringList& paths);
+    // Hands the marked actions on as a playbook or a kickstart list.
+    void exportMarks();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -174,6 +177,7 @@ private:
     HMenu* repositoriesMenu_ = nullptr;
     HMenu* cacheMenu_ = nullptr;
     QAction* quit_ = nullptr;
+    QAction* exportMarks_ = nullptr;
     QAction* editConfiguration_ = nullptr;
     QAction* cleanHeaders_ = nullptr;
     QAction* cleanPackages_ = nullptr;

@@ -12,6 +12,7 @@
 #include "StandInShare.h"
 
 #include "app/HistoryWindow.h"
+#include "app/ExportDialog.h"
 #include "app/MainWindow.h"
 #include "packagetable/PackageTableActionContextMenu.h"
 #include "packagetable/PackageTableDescribeDialog.h"
@@ -32,6 +33,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QProcess>
@@ -119,6 +121,7 @@ private:
     // Starts the window on a fresh copy of the sandbox system and waits for its first
     // collection.
     void start(const QStringList& rpmFirst = {});
+    void exportMarks();
     QStringList errorDialogs() const;
 
     QTemporaryDir root_;
@@ -183,6 +186,8 @@ void TestMainWindow::startup()
     QVERIFY(window_->view()->columnWidth(Model::NameColumn) > 3);
     // Room for every control on a 1024 pixels wide screen.
     QVERIFY(window_->minimumSizeHint().width() <= 800);
+    // Another root than the running system's shows in the title.
+    QVERIFY2(window_->windowTitle().endsWith(" (" + QDir::cleanPath(root_.path()) + ")"), qPrintable(window_->windowTitle()));
     // dnf keeps an sqlite cache and no pickled one.
     QVERIFY(!window_->cleanPickledAction()->isEnabled());
     QVERIFY(window_->cleanSqliteAction()->isEnabled());
@@ -282,7 +287,44 @@ void TestMainWindow::actions()
     button(window_->mainArea(), "&Clear Actions")->click();
     QCOMPARE(window_->unlistedLabel()->text(), QString());
     QVERIFY(!window_->applyButton()->isEnabled());
+    QVERIFY(!window_->exportMarksAction()->isEnabled());
     button(window_->mainArea(), "Set &Update of Listed")->click();
+    QVERIFY(window_->applyButton()->isEnabled());
+    exportMarks();
+}
+
+// The marks exported: the preview follows the format and the hosts named, and what is
+// saved is what was shown.
+void TestMainWindow::exportMarks()
+{
+    QVERIFY(window_->exportMarksAction()->isEnabled());
+    QTemporaryDir saved;
+    const QString path = saved.filePath("kettle.ks");
+    QString playbook;
+    QString kickstart;
+    ModalAnswer::install([&](QDialog& dialog) {
+        if (auto* files = qobject_cast<QFileDialog*>(&dialog)) {
+            files->selectFile(path);
+            return int(QDialog::Accepted);
+        }
+        auto* exporter = qobject_cast<Export::Dialog*>(&dialog);
+        if (!exporter)
+            return int(QDialog::Rejected);
+        exporter->hostsEdit()->setText("web servers");
+        playbook = exporter->text();
+        exporter->formatCombo()->setCurrentIndex(Export::Dialog::Kickstart);
+        kickstart = exporter->text();
+        exporter->saveButton()->click();
+        return exporter->result();
+    });
+    window_->exportMarksAction()->trigger();
+    QVERIFY2(playbook.contains("  hosts: 'web servers'\n") && playbook.contains("          - kettle\n        state: latest\n"),
+             qPrintable(playbook));
+    QCOMPARE(kickstart, QString("# Package actions marked in Orvo.\n%packages\nkettle\n%end\n"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(file.readAll()), kickstart);
+    // Exporting applies nothing and keeps the marks.
     QVERIFY(window_->applyButton()->isEnabled());
 }
 
