@@ -27,12 +27,17 @@ struct Kind
     // Kickstart installs the newest of everything it lists; an empty prefix lists the
     // item, "-" excludes it.
     const char* kickstartPrefix;
+    // Whether the hosts' package manager may go to an older version than installed.
+    bool downgrade;
 };
 
 const Kind kinds[] = {
-    { Package::Remove, "Remove packages", "absent", "-" },
-    { Package::Update, "Update packages", "latest", "" },
-    { Package::Install, "Install packages", "present", "" },
+    { Package::Remove, "Remove packages", "absent", "-", false },
+    { Package::Update, "Update packages", "latest", "", false },
+    { Package::Downgrade, "Downgrade packages", "present", "", true },
+    // A reinstall repairs one machine; elsewhere it means that exact version is there.
+    { Package::Reinstall, "Reinstall packages", "present", "", false },
+    { Package::Install, "Install packages", "present", "", false },
 };
 
 QList<Marks::Item> ofAction(const QList<Marks::Item>& items, Package::Action action)
@@ -95,6 +100,10 @@ bool Marks::collect(YumIO& engine, QList<Item>& items)
         Item item;
         item.action = entry->workAction;
         item.name = entry->name;
+        if (entry->workAction == Package::Reinstall)
+            item.version = entry->verRel;
+        else if (entry->workAction == Package::Downgrade || entry->workAction == Package::Install)
+            item.version = entry->targetVerRel;
         if (architectures.value(entry->name) > 1)
             item.arch = entry->arch;
         items.append(item);
@@ -127,6 +136,8 @@ QString Marks::playbook(const QList<Item>& items, const QString& hosts)
         for (const Item& item : chosen)
             tasks += QStringLiteral("          - %1\n").arg(yamlScalar(item.target()));
         tasks += QStringLiteral("        state: %1\n").arg(QLatin1String(kind.state));
+        if (kind.downgrade)
+            tasks += QStringLiteral("        allow_downgrade: true\n");
     }
     text += tasks.isEmpty() ? QStringLiteral("  tasks: []\n") : QString(QStringLiteral("  tasks:\n") + tasks);
     return text;

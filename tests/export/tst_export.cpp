@@ -129,6 +129,17 @@ private Q_SLOTS:
             << QString(head + "  hosts: 'web:&prod'\n  become: true\n  tasks:\n"
                       "    - name: Install packages\n      ansible.builtin.dnf:\n        name:\n"
                       "          - kettle-2.0-1\n          - 'date-1:2.0-1.noarch'\n        state: present\n");
+        QTest::newRow("downgrade allowed only where chosen")
+            << QList<Item> { item(Package::Reinstall, "pear", false, "1.1-1"), item(Package::Downgrade, "olive", false, "1.0-1"),
+                             item(Package::Install, "melon") }
+            << "web"
+            << QString(head + "  hosts: web\n  become: true\n  tasks:\n"
+                      "    - name: Downgrade packages\n      ansible.builtin.dnf:\n        name:\n"
+                      "          - olive-1.0-1\n        state: present\n        allow_downgrade: true\n"
+                      "    - name: Reinstall packages\n      ansible.builtin.dnf:\n        name:\n"
+                      "          - pear-1.1-1\n        state: present\n"
+                      "    - name: Install packages\n      ansible.builtin.dnf:\n        name:\n"
+                      "          - melon\n        state: present\n");
         QTest::newRow("no hosts named, nothing to do")
             << QList<Item>() << "" << QString(head + "  hosts: all\n  become: true\n  tasks: []\n");
     }
