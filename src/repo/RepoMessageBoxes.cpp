@@ -1,6 +1,7 @@
 #include "repo/RepoMessageBoxes.h"
 
 #include "repo/RepoMessages.h"
+#include "widgets/BreakableText.h"
 #include "widgets/ModalAnswer.h"
 
 #include <QMessageBox>
@@ -11,13 +12,13 @@ namespace {
 
 void critical(QWidget* parent, const QString& title, const QString& text)
 {
-    QMessageBox box(QMessageBox::Critical, title, text, QMessageBox::Ok, parent);
+    QMessageBox box(QMessageBox::Critical, title, BreakableText::of(text), QMessageBox::Ok, parent);
     ModalAnswer::exec(box);
 }
 
 bool question(QWidget* parent, const QString& title, const QString& text)
 {
-    QMessageBox box(QMessageBox::Critical, title, text, QMessageBox::Yes | QMessageBox::No, parent);
+    QMessageBox box(QMessageBox::Critical, title, BreakableText::of(text), QMessageBox::Yes | QMessageBox::No, parent);
     box.setDefaultButton(QMessageBox::No);
     box.setEscapeButton(QMessageBox::No);
     return ModalAnswer::exec(box) == QMessageBox::Yes;

@@ -1,5 +1,6 @@
 #include "yumio/YumIODialogsWidgetPresenter.h"
 
+#include "widgets/BreakableText.h"
 #include "widgets/ModalAnswer.h"
 #include "widgets/ScrollableConfirmDialog.h"
 #include "widgets/ScrollableErrorDialog.h"
@@ -15,7 +16,7 @@ int messageBox(QMessageBox::Icon icon, QWidget* parent, const QString& caption, 
                const QString& button0, const QString& button1, const QString& button2,
                int defaultButton, int escapeButton)
 {
-    QMessageBox box(icon, caption, text, QMessageBox::NoButton, parent);
+    QMessageBox box(icon, caption, BreakableText::of(text), QMessageBox::NoButton, parent);
     QPushButton* buttons[3] = {};
     const QString* texts[3] = { &button0, &button1, &button2 };
     for (int i = 0; i < 3; ++i) {

@@ -1,5 +1,6 @@
 #include "repo/RepoLarder.h"
 #include "widgets/Colors.h"
+#include "widgets/BreakableText.h"
 #include "widgets/HDialog.h"
 #include "widgets/HFrameLabel.h"
 #include "widgets/HItemDelegate.h"
@@ -243,6 +244,30 @@ private Q_SLOTS:
             popup->popup(QPoint(5, 5));
             QCOMPARE(focusOut(Qt::OtherFocusReason), parent ? 2 : 3);
         }
+    }
+
+    // Long words get break opportunities, and only they; nothing else of the text changes.
+    void breakableText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("breaks");
+        QTest::newRow("short words") << "Cannot retrieve repository metadata (repomd.xml)" << 0;
+        QTest::newRow("long address")
+            << "Cannot open file:///var/tmp/orvo/sandbox/repositories/updates-testing/repodata/repomd.xml now"
+            << 13;
+        QTest::newRow("no separator") << "x" + QString(95, 'a') + " y" << 2;
+        QTest::newRow("separator at the end is not followed by a break") << QString(45, 'b') + "/" << 1;
+    }
+
+    void breakableText()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, breaks);
+        const QString broken = BreakableText::of(text);
+        QCOMPARE(broken.count(QChar(0x200b)), breaks);
+        QCOMPARE(QString(broken).remove(QChar(0x200b)), text);
+        for (const QString& piece : broken.split(QRegularExpression("[\\s\\x{200b}]")))
+            QVERIFY(piece.size() <= 40);
     }
 
     void longTextDialogs_data()
