@@ -8,29 +8,20 @@ namespace {
 
 const QChar zeroWidthSpace(0x200b);
 
-bool isSeparator(QChar c)
+// Where the text layout breaks a word by itself.
+bool breaksAfter(QChar c)
 {
-    switch (c.unicode()) {
-    case '/': case '.': case '-': case '_': case '?': case '&': case '=': case ',': case ':':
-        return true;
-    default:
-        return false;
-    }
+    return c == QLatin1Char('/') || c == QLatin1Char('-');
 }
 
 void appendWord(QString& out, QStringView word, int longest)
 {
-    if (word.size() <= longest) {
-        out += word;
-        return;
-    }
     int sinceBreak = 0;
     for (qsizetype i = 0; i < word.size(); ++i) {
         const QChar c = word.at(i);
         out += c;
-        ++sinceBreak;
-        const bool last = i + 1 == word.size();
-        if (!last && (isSeparator(c) || sinceBreak >= longest)) {
+        sinceBreak = breaksAfter(c) ? 0 : sinceBreak + 1;
+        if (sinceBreak >= longest && i + 1 < word.size()) {
             out += zeroWidthSpace;
             sinceBreak = 0;
         }

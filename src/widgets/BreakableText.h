@@ -2,13 +2,13 @@
 
 class QString;
 
-// Message boxes wrap at blanks only: a long path or address would be cut at the box's
-// edge.  Such words get invisible break opportunities after their separators.
+// Message boxes wrap at blanks, slashes and hyphens only: a longer run without them (a
+// checksum, a file name joined by underscores) widens the box past the screen and is cut.
+// Such runs get invisible break opportunities; so rarely that a copied path stays whole.
 namespace BreakableText {
 
-// text with a zero-width space after every '/', '.', '-', '_', '?', '&', '=', ',' or ':'
-// inside words longer than longest characters, and after every longest characters of a
-// word that has no separator for so long.  Shorter words are left as they are.
-QString of(const QString& text, int longest = 40);
+// text with a zero-width space after every longest characters that have no blank, '/' or
+// '-' among them.
+QString of(const QString& text, int longest = 60);
 
 } // namespace BreakableText

@@ -252,11 +252,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<int>("breaks");
         QTest::newRow("short words") << "Cannot retrieve repository metadata (repomd.xml)" << 0;
-        QTest::newRow("long address")
-            << "Cannot open file:///var/tmp/orvo/sandbox/repositories/updates-testing/repodata/repomd.xml now"
-            << 13;
-        QTest::newRow("no separator") << "x" + QString(95, 'a') + " y" << 2;
-        QTest::newRow("separator at the end is not followed by a break") << QString(45, 'b') + "/" << 1;
+        QTest::newRow("long address, broken at its slashes")
+            << "Cannot open file:///var/tmp/orvo/sandbox/repositories/updates-testing/repodata/repomd.xml now" << 0;
+        QTest::newRow("long run") << "x" + QString(130, 'a') + " y" << 2;
+        QTest::newRow("long run ending a word") << "/" + QString(60, 'b') << 0;
+        QTest::newRow("runs apart") << QString(50, 'c') + "-" + QString(50, 'd') + "_" + QString(20, 'e') << 1;
     }
 
     void breakableText()
@@ -266,8 +266,8 @@ private Q_SLOTS:
         const QString broken = BreakableText::of(text);
         QCOMPARE(broken.count(QChar(0x200b)), breaks);
         QCOMPARE(QString(broken).remove(QChar(0x200b)), text);
-        for (const QString& piece : broken.split(QRegularExpression("[\\s\\x{200b}]")))
-            QVERIFY(piece.size() <= 40);
+        for (const QString& piece : broken.split(QRegularExpression("[\\s\\x{200b}]|(?<=[/-])")))
+            QVERIFY(piece.size() <= 60);
     }
 
     void longTextDialogs_data()
