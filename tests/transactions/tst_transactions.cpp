@@ -430,9 +430,20 @@ private Q_SLOTS:
         QCOMPARE(noted, (QStringList { "For group Garden, marking package lime for Remove",
                                        "For group Garden, marking package tomato for Remove" }));
         QCOMPARE(this->handed(), QString("r:lime-1.0-1.noarch r:tomato-1.0-1.noarch"));
-        // Refused at the confirmation: nothing changes.
+        // Refused at the confirmation: nothing changes, and the refusal is told as the
+        // information it is, under its own heading.
         QVERIFY(logged(Log::Heading).contains("Not Applying: Canceled"));
         QCOMPARE(rpmInstalled(), before_);
+        QStringList after;
+        Log::EntryList& list = engine_->logList();
+        list.lock();
+        for (const Log::Entry& e : list)
+            after = e.kind == Log::Heading ? QStringList { e.text }
+                                           : after + QStringList { QString::number(int(e.kind)) + ":" + e.text };
+        list.unlock();
+        QCOMPARE(after, (QStringList { "Not Applying: Canceled",
+                                       QString::number(int(Log::Info)) + ":Exiting on user Command" }));
+        QVERIFY(logged(Log::Error).isEmpty());
     }
 
     void groupConflicts_data()
