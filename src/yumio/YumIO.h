@@ -13,6 +13,7 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -334,10 +335,11 @@ public:
     // Builds the search index when the extra data are loaded and there is none yet.
     bool buildSearchIndex();
     bool apply();
-    // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
-    void execWorkThread(class QEventLoop& loop, QThread& thread);
+    // Runs body on a worker thread, inside the services every worker needs, while the
+    // graphical thread waits; interruptible bodies let SIGINT stop the script.
+    bool runWorker(const std::function<bool()>& body, bool interruptible);
 
-    // Worker bodies: each starts with blocker().block().
+    // Worker bodies, run by runWorker().
     bool collectReal(const QHash<QString, bool>& requests);
     void clearEntriesReal();
     bool collectFileListsReal();
@@ -345,7 +347,6 @@ public:
     bool buildSearchIndexReal();
     bool applyReal();
 
-    Blocker& blocker() { return blocker_; }
     class YumIOCapturers*& capturersSlot() { return capturers_; }
 
     // Text read from the capture pipes.
@@ -410,6 +411,8 @@ public Q_SLOTS:
     // -- end of worker threads
 
 private:
+    // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
+    void execWorkThread(class QEventLoop& loop, QThread& thread);
     bool cleanOne(const QString& heading, const char* method);
     long cleanCall(const char* method);
     PyObject* writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest);

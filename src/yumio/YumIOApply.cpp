@@ -7,11 +7,9 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOCapturersUser.h"
 #include "yumio/YumIODialogs.h"
-#include "yumio/YumIODialogsUser.h"
 
 #include <QFile>
 
@@ -44,12 +42,7 @@ QString errnoText(int number)
 
 bool YumIO::applyReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
     log(Log::Heading, 0, tr("Applying"));
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
 
     progress_->startTotal(tr("Checking Dependencies: Total Progress"), 10000);
     progress_->startItem(tr("Preparing"), 100, 1);

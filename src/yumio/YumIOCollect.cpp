@@ -6,18 +6,11 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOCapturersUser.h"
-#include "yumio/YumIODialogsUser.h"
 
 bool YumIO::collectReal(const QHash<QString, bool>& requests)
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
     fileListsLoaded_ = false;
     otherDataLoaded_ = false;
     clearCollectCaches();
@@ -363,10 +356,6 @@ void YumIO::deleteEntries(bool release)
 
 void YumIO::clearEntriesReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
     deleteEntries(true);
     groupInfo_.reset();
     clearing_ = false;

@@ -7,9 +7,7 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
-#include "yumio/YumIODialogsUser.h"
 #include "yumio/YumIOSearchIndex.h"
 
 #include <algorithm>
@@ -546,12 +544,6 @@ bool YumIO::collectOtherDataReal()
 
 bool YumIO::collectExtra(bool fileLists)
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
-
     log(Log::Heading, 0, fileLists ? tr("Collecting File Lists") : tr("Collecting Miscellaneous data"));
     resetRepoProgress(enabledRepos_, fileLists ? tr("file lists") : tr("miscellaneous data"));
     progress_->startTotal(fileLists ? tr("Loading file lists: Total Progress")
@@ -583,12 +575,6 @@ bool YumIO::collectExtra(bool fileLists)
 
 bool YumIO::buildSearchIndexReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
-
     const int rows = int(entries_.size());
     progress_->startTotal(tr("Preparing search: Total Progress"), Steps(qMax(rows, 1)));
     progress_->startItem(tr("Reading package details"), Steps(qMax(rows, 1)), Steps(qMax(rows, 1)));

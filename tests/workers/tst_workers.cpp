@@ -136,26 +136,7 @@ class TestWorkers : public QObject
     YumIO* engine_ = nullptr;
     RecordingPresenter presenter_;
 
-    // Runs body on a worker as the engine's bodies run: after the start handshake, with
-    // progress and dialogs of its own, holding the interpreter lock. Like the engine's own
-    // workers, it ends the graphical thread's waiting loop when it returns.
-    bool runProtocolBody(const std::function<bool()>& body)
-    {
-        QEventLoop loop;
-        bool result = false;
-        std::unique_ptr<QThread> thread(QThread::create([&] {
-            engine_->blocker().block();
-            {
-                Progress::User progress(engine_->progressSlot(), engine_->totalBar(), engine_->itemBar());
-                YumIODialogsUser dialogs(engine_->dialogsSlot(), engine_->dialogParent());
-                Python::PyGILStateWrapper lock(true);
-                result = body();
-            }
-            loop.exit(0);
-        }));
-        engine_->execWorkThread(loop, *thread);
-        return result;
-    }
+    bool runProtocolBody(const std::function<bool()>& body) { return engine_->runWorker(body, false); }
 
     // The entries from mark on, each as its kind's number and its text.
     QStringList entryTexts(int mark)
