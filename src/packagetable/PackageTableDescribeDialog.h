@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QDialog>
+#include "widgets/HFrameDialog.h"
+
 #include <QList>
 
 class HScrollArea;
@@ -22,7 +23,7 @@ class Area;
 // Everything known about one catalogue entry: the entry and every further installed
 // version of it, one area each, in a column that scrolls.  Created once and configured
 // for each entry described.
-class Dialog final : public QDialog
+class Dialog final : public HFrameDialog
 {
     Q_OBJECT
     Q_DISABLE_COPY(Dialog)
@@ -39,12 +40,7 @@ public:
     bool isReady() const { return ready_; }
     const QList<Instance::Area*>& areas() const { return areas_; }
 
-    QSize sizeHint() const override;
-    void setVisible(bool visible) override;
-
 public Q_SLOTS:
-    // Answerable by ModalAnswer.
-    int exec() override;
     void done(int result) override;
 
 protected:
@@ -53,8 +49,8 @@ protected:
 private:
     void clearAreas();
 
-    HScrollArea* scroll_;
     QVBoxLayout* column_;
+    HScrollArea* scroll_;
     QList<Instance::Area*> areas_;
     bool ready_ = true;
 };
