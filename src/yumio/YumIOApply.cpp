@@ -73,7 +73,7 @@ bool YumIO::applyReal()
     if (!applySteps(installs.get(), updates.get(), removes.get()))
         return false;
 
-    PyRef flushed = PyRef::steal(pyMethodCall(yumIO_.get(), "flush", "()"));
+    PyRef flushed = pyMethodCall(yumIO_.get(), "flush", "()");
     flushed.reset();
     installs.reset();
     updates.reset();
@@ -191,12 +191,12 @@ bool YumIO::applyCall(PyObject* installs, PyObject* updates, PyObject* removes)
     sigchldDisable();
     pyExceptStart();
     commExceptSetup();
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "apply", "(O,O,O)", installs, updates, removes));
+    PyRef result = pyMethodCall(yumIO_.get(), "apply", "(O,O,O)", installs, updates, removes);
     const bool ok = !commExceptRaised(result.get(), tr("apply changes")) && result;
     pyExceptClear();
     if (!ok) {
         applied_ = false;
-        PyRef cleaned = PyRef::steal(pyMethodCall(yumIO_.get(), "applyFailCleanup", "()"));
+        PyRef cleaned = pyMethodCall(yumIO_.get(), "applyFailCleanup", "()");
     }
     result.reset();
     sigchldRestore();
@@ -206,7 +206,7 @@ bool YumIO::applyCall(PyObject* installs, PyObject* updates, PyObject* removes)
 bool YumIO::installedChanged()
 {
     PyGILStateWrapper lock(true);
-    PyRef changed = PyRef::steal(pyMethodCall(yumIO_.get(), "installedChanged", "()"));
+    PyRef changed = pyMethodCall(yumIO_.get(), "installedChanged", "()");
     if (!changed) {
         PyErr_Clear();
         return false;
@@ -218,7 +218,7 @@ QStringList YumIO::olderDuplicates()
 {
     QStringList names;
     PyGILStateWrapper lock(true);
-    PyRef found = PyRef::steal(pyMethodCall(yumIO_.get(), "olderDuplicates", "()"));
+    PyRef found = pyMethodCall(yumIO_.get(), "olderDuplicates", "()");
     PyRef iterator = PyRef::steal(found ? PyObject_GetIter(found.get()) : nullptr);
     while (iterator) {
         PyRef package = PyRef::steal(PyIter_Next(iterator.get()));
@@ -282,12 +282,12 @@ bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringLis
 
 QString YumIO::getLocalHdr(PyObject* package)
 {
-    return pyStringXDec(pyMethodCall(package, "localHdr", "()"));
+    return pyStringX(pyMethodCall(package, "localHdr", "()").get());
 }
 
 QString YumIO::getLocalPkg(PyObject* package)
 {
-    return pyStringXDec(pyMethodCall(package, "localPkg", "()"));
+    return pyStringX(pyMethodCall(package, "localPkg", "()").get());
 }
 
 bool YumIO::localFileMissing(PyObject* package, bool header)
@@ -352,7 +352,7 @@ PyObject* YumIO::reportDownloadSize(PyObject*, PyObject* args)
 
 PyObject* YumIO::makeLists()
 {
-    PyRef lists = PyRef::steal(pyMethodCall(yumIO_.get(), "makelists", "()"));
+    PyRef lists = pyMethodCall(yumIO_.get(), "makelists", "()");
     if (!lists)
         return nullptr;
     if (!PyTuple_Check(lists.get())) {

@@ -54,7 +54,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         pyExceptStart();
         pyExceptExpect(repoError_.get());
         pyExceptExpect(bdbQuit_.get()); // the user cancelled
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupRepos", "()"));
+        PyRef result = pyMethodCall(yumIO_.get(), "setupRepos", "()");
         if (pyExceptMatches(result.get(), repoError_.get()) || pyExceptMatches(result.get(), bdbQuit_.get())) {
             const bool cancelled = pyExceptMatches(result.get(), bdbQuit_.get());
             pythonExceptionV(tr("Unable to initialize"));
@@ -102,7 +102,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         pyExceptStart();
         commExceptSetup();
         pyExceptExpect(groupsError_.get());
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupTsGroup", "()"));
+        PyRef result = pyMethodCall(yumIO_.get(), "setupTsGroup", "()");
         if (pyExceptMatches(result.get(), groupsError_.get())) {
             // A system without any group is no failure.
             const bool none = printableExceptionValue().contains(QLatin1String("No Groups Available"));
@@ -122,7 +122,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         }
     }
     {
-        PyRef info = PyRef::steal(pyMethodCall(yumIO_.get(), "collectGroupInfo", "()"));
+        PyRef info = pyMethodCall(yumIO_.get(), "collectGroupInfo", "()");
         if (!info) {
             error(tr("Internal error: execution of yumIO.collectGroupInfo failed"));
             return false;
@@ -130,7 +130,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         groupInfo_ = std::move(info);
         if (!collectGroups(groupInfo_.get()))
             return false;
-        PyRef done = PyRef::steal(pyMethodCall(yumIO_.get(), "collectDone", "()"));
+        PyRef done = pyMethodCall(yumIO_.get(), "collectDone", "()");
         if (!done)
             return false;
     }
@@ -150,7 +150,7 @@ bool YumIO::callCollector(const char* method, const QString& action, PyRef& resu
         std::unique_ptr<YumIOCapturersUser> capturer;
         if (capture)
             capturer = std::make_unique<YumIOCapturersUser>(capturers_, this);
-        result = PyRef::steal(pyMethodCall(yumIO_.get(), method, "()"));
+        result = pyMethodCall(yumIO_.get(), method, "()");
     }
     if (commExceptRaised(result.get(), action)) {
         pyExceptClear();
@@ -192,8 +192,8 @@ void YumIO::useRepos(const QHash<QString, bool>& requests)
             continue; // not a repository of this system
         pyExceptStart();
         pyExceptExpect(repoError_.get());
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), it.value() ? "enableRepo" : "disableRepo", "(s)",
-                                                 id.constData()));
+        PyRef result = pyMethodCall(yumIO_.get(), it.value() ? "enableRepo" : "disableRepo", "(s)",
+                                    id.constData());
         if (pyExceptMatches(result.get(), repoError_.get()))
             warning(tr("unable to setup repository %1:\n%2").arg(it.key(), printableExceptionValue()));
         pyExceptClear();
@@ -374,12 +374,12 @@ bool YumIO::clear()
 {
     {
         PyGILStateWrapper lock(true);
-        PyRef flushed = PyRef::steal(pyMethodCall(yumIO_.get(), "flush", "()"));
+        PyRef flushed = pyMethodCall(yumIO_.get(), "flush", "()");
     }
     clearEntries();
     PyGILStateWrapper lock(true);
     reposDict_.reset();
-    PyRef object = PyRef::steal(pyCall("YumIO", "()"));
+    PyRef object = pyCall("YumIO", "()");
     if (!object) {
         error(tr("Internal error: cannot create python yumIO"));
         return false;
@@ -394,5 +394,5 @@ void YumIO::expireMetadata()
     // A script without the function keeps its caches as they are.
     if (!main_dict || !PyDict_GetItemString(main_dict, "expireMetadata"))
         return;
-    PyRef done = PyRef::steal(pyCall("expireMetadata", "()"));
+    PyRef done = pyCall("expireMetadata", "()");
 }

@@ -220,7 +220,7 @@ QStringList YumIO::getPrco(PyObject* package, const char* headerPrefix, const ch
 
     PyRef tuples;
     if (hasAttribute(package, "returnPrco")) {
-        tuples = PyRef::steal(pyMethodCall(package, "returnPrco", "(s)", yumName));
+        tuples = pyMethodCall(package, "returnPrco", "(s)", yumName);
     } else {
         PyRef prco = PyRef::steal(PyObject_GetAttrString(package, "prco"));
         PyObject* entry = prco ? pyDictGetItem(prco.get(), QString::fromLatin1(yumName)) : nullptr;
@@ -293,10 +293,10 @@ QStringList YumIO::getFiles(const Package::Entry& entry)
         return files;
     }
     if (hasAttribute(package, "_loadFiles"))
-        PyRef loaded = PyRef::steal(pyMethodCall(package, "_loadFiles", "()"));
+        PyRef loaded = pyMethodCall(package, "_loadFiles", "()");
     PyRef list;
     if (hasAttribute(package, "returnFileEntries")) {
-        list = PyRef::steal(pyMethodCall(package, "returnFileEntries", "(s)", "file"));
+        list = pyMethodCall(package, "returnFileEntries", "(s)", "file");
     } else {
         PyRef table = PyRef::steal(PyObject_GetAttrString(package, "files"));
         PyObject* item = table ? pyDictGetItem(table.get(), QStringLiteral("file")) : nullptr;
@@ -348,7 +348,7 @@ QString YumIO::getChangeLog(const Package::Entry& entry)
     } else {
         PyRef log;
         if (hasAttribute(package, "returnChangelog"))
-            log = PyRef::steal(pyMethodCall(package, "returnChangelog", "()"));
+            log = pyMethodCall(package, "returnChangelog", "()");
         if (!log) {
             PyErr_Clear();
             error(tr("Internal error: cannot find package's changelog"));
@@ -554,7 +554,7 @@ bool YumIO::collectExtra(bool fileLists)
 
     pyExceptStart();
     commExceptSetup();
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), fileLists ? "collectFileLists" : "collectOtherData", "()"));
+    PyRef result = pyMethodCall(yumIO_.get(), fileLists ? "collectFileLists" : "collectOtherData", "()");
     if (commExceptRaised(result.get(), fileLists ? tr("collect filelists") : tr("collect miscellaneous data"))) {
         pyExceptClear();
         progress_->reset();

@@ -276,7 +276,7 @@ private Q_SLOTS:
         QVERIFY(!signalBlocked(SIGCHLD));
         QVERIFY(runProtocolBody([&] {
             const int held = PyGILState_Check();
-            PyRef probe = PyRef::steal(engine_->pyCall("workerProbe", "(i)", 41));
+            PyRef probe = engine_->pyCall("workerProbe", "(i)", 41);
             // Script code runs with Python's interrupt handler; the end of the wait removes it.
             engine_->setEnablePythonSIGINTHandler(true);
             seen << QString("worker lock %1 probe %2 SIGCHLD blocked %3")
@@ -387,7 +387,7 @@ private Q_SLOTS:
         const bool collected = engine_->collect({});
         engine_->py("interruptAt = None");
         QVERIFY(!collected);
-        PyRef ticks = PyRef::steal(engine_->pyr("ticks"));
+        PyRef ticks = engine_->pyr("ticks");
         QCOMPARE(ticks ? PyLong_AsLong(ticks.get()) : -1L, 3L);
         QCOMPARE(presenter_.dialogs.size(), 1);
         QVERIFY2(presenter_.dialogs[0].text.startsWith("Unable to collect updatable packages: KeyboardInterrupt\n\n"),
