@@ -5,6 +5,7 @@
 #include "python/Python.h"
 #include "yumio/Package.h"
 #include "yumio/PackageEntryList.h"
+#include "yumio/YumIOCContract.h"
 
 #include <QHash>
 #include <QMutex>
@@ -223,37 +224,9 @@ Q_SIGNALS:
 public:
 
     // -- callbacks of the script (the yumIOC module); each returns a new reference
-    PyObject* stdoutWrite(PyObject* self, PyObject* args);
-    PyObject* stderrWrite(PyObject* self, PyObject* args);
-    PyObject* log(PyObject* self, PyObject* args);
-    PyObject* errorlog(PyObject* self, PyObject* args);
-    PyObject* collectProgress(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterStart(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterUpdate(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterEnd(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterFailure(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterStart(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterNew(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterRemove(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterEnd(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterStart(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterUpdate(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterEnd(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterFailure(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterStart(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterNew(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterRemove(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterEnd(PyObject* self, PyObject* args);
-    PyObject* dsTsCheck(PyObject* self, PyObject* args);
-    PyObject* dsRestartLoop(PyObject* self, PyObject* args);
-    PyObject* userconfirm(PyObject* self, PyObject* args);
-    PyObject* reportDownloadSize(PyObject* self, PyObject* args);
-    PyObject* listTransaction(PyObject* self, PyObject* args);
-    PyObject* tsInitCallback(PyObject* self, PyObject* args);
-    PyObject* tsCallback(PyObject* self, PyObject* args);
-    PyObject* tsEvent(PyObject* self, PyObject* args);
-    PyObject* postTransactionOutput(PyObject* self, PyObject* args);
-    PyObject* gpgsigcheck(PyObject* self, PyObject* args);
+#define YUMIOC_DECLARE(name, flags, format) PyObject* name(PyObject* self, PyObject* args);
+    YUMIOC_CONTRACT(YUMIOC_DECLARE)
+#undef YUMIOC_DECLARE
 
     // -- download progress
     // The kind of a repository download or step; a repository's acts on the total bar

@@ -383,6 +383,54 @@ private Q_SLOTS:
         // The engine deletes its entries when it ends.
     }
 
+    // The callback module and the tests' stand-in for it follow the one contract: same
+    // names and formats, and each refuses the same malformed calls (wrong count, wrong
+    // type, out of range) in the same way.  Only refused calls are made, so no callback
+    // body runs.
+    void callbackContract()
+    {
+        QString table;
+        for (const YumIOC::Callback& callback : YumIOC::callbacks())
+            table += QString("'%1': %2, ").arg(callback.name,
+                                               callback.takesArguments ? QString("'%1'").arg(callback.format) : "None");
+        const QByteArray fakeDir = qgetenv("ORVO_FAKE_YUMIOC");
+        QVERIFY(!fakeDir.isEmpty());
+        const QByteArray quoted = QByteArray("'") + fakeDir + "'";
+        engine_->pyf("import sys\nif %s not in sys.path: sys.path.insert(0, %s)\n", quoted.constData(),
+                     quoted.constData());
+        engine_->pyf("contract = {%s}\n", table.toUtf8().constData());
+        engine_->py("import yumIOC, fakeyumioc\n"
+                    "fake = fakeyumioc.make_module(fakeyumioc.Recorder())\n"
+                    "def outcome(fn, args):\n"
+                    "    try:\n"
+                    "        fn(*args)\n"
+                    "        return 'accepted'\n"
+                    "    except (TypeError, OverflowError) as e:\n"
+                    "        return type(e).__name__\n"
+                    "def probes(fmt):\n"
+                    "    good = [{'s': 'x', 'l': 1, 'L': 1}.get(c) for c in fmt or '']\n"
+                    "    yield good + [None]\n"
+                    "    if good:\n"
+                    "        yield good[:-1]\n"
+                    "    for i, c in enumerate(fmt or ''):\n"
+                    "        if c != 'O':\n"
+                    "            yield good[:i] + [[]] + good[i + 1:]\n"
+                    "        if c in 'lL':\n"
+                    "            yield good[:i] + [2 ** 70] + good[i + 1:]\n"
+                    "differences = sorted(set(contract) ^ set(fakeyumioc.FORMATS))\n"
+                    "differences += [n for n in contract if n not in dir(yumIOC)]\n"
+                    "differences += [n for n, f in contract.items() if fakeyumioc.FORMATS.get(n, f) != f]\n"
+                    "for n, f in contract.items():\n"
+                    "    if f != '*':\n"
+                    "        for args in probes(f):\n"
+                    "            real, standIn = outcome(getattr(yumIOC, n), args), outcome(getattr(fake, n), args)\n"
+                    "            if real != standIn or real == 'accepted':\n"
+                    "                differences.append('%s%r: %s / %s' % (n, tuple(args), real, standIn))\n");
+        PyRef differences = engine_->pyr("'\\n'.join(differences)");
+        QVERIFY(differences);
+        QCOMPARE(engine_->pyString(differences.get()), QString());
+        QCOMPARE(int(YumIOC::callbacks().size()), 31);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestYumIO)
