@@ -358,7 +358,6 @@ void YumIO::clearEntriesReal()
 {
     deleteEntries(true);
     groupInfo_.reset();
-    clearing_ = false;
 }
 
 void YumIO::clearEntriesBeforeQuit()

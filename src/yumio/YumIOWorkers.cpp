@@ -20,7 +20,12 @@ bool YumIO::collect(const QHash<QString, bool>& requests)
         return false;
     // The index points at the entries about to go.
     searchIndex_.reset();
-    return runWorker([&] { return collectReal(requests); }, true);
+    // The worker appends to the catalogue while the table may repaint from a nested event
+    // loop: the table sees it empty until the worker is done.  Only this thread sets the flag.
+    clearing_ = true;
+    const bool collected = runWorker([&] { return collectReal(requests); }, true);
+    clearing_ = false;
+    return collected;
 }
 
 void YumIO::clearEntries()
@@ -34,6 +39,7 @@ void YumIO::clearEntries()
             return true;
         },
         false);
+    clearing_ = false;
 }
 
 bool YumIO::collectFileLists()

@@ -27,6 +27,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -272,7 +273,8 @@ private Q_SLOTS:
     void whileWaiting()
     {
         QStringList seen;
-        bool barSeen = false;
+        // Set on the graphical thread, read on the worker.
+        std::atomic<bool> barSeen { false };
         QVERIFY(!signalBlocked(SIGCHLD));
         QVERIFY(runProtocolBody([&] {
             const int held = PyGILState_Check();
@@ -286,7 +288,7 @@ private Q_SLOTS:
                 onGuiThread([&] { barSeen = total_.isEnabled() && total_.maximum() == 10; });
             onGuiThread([&] {
                 seen << QString("gui lock %1 SIGCHLD blocked %2 bar %3 %4")
-                            .arg(PyGILState_Check()).arg(int(signalBlocked(SIGCHLD))).arg(int(barSeen)).arg(total_.activity());
+                            .arg(PyGILState_Check()).arg(int(signalBlocked(SIGCHLD))).arg(int(barSeen.load())).arg(total_.activity());
             });
             return true;
         }));
