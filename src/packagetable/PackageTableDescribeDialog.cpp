@@ -3,24 +3,20 @@
 #include "packagetable/PackageTableDescribeInstanceAdvisoriesArea.h"
 #include "packagetable/PackageTableDescribeInstanceArea.h"
 #include "widgets/HScrollArea.h"
-#include "widgets/ModalAnswer.h"
-#include "widgets/ScreenLimit.h"
 #include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 
 #include <QCloseEvent>
-#include <QHBoxLayout>
-#include <QLayout>
 #include <QPushButton>
+#include <QLayout>
 #include <QVBoxLayout>
 
 namespace PackageTable {
 namespace Describe {
 
 Dialog::Dialog(QWidget* parent)
-    : QDialog(parent)
-    , scroll_(new HScrollArea(this))
+    : HFrameDialog(parent, true)
     , column_(new QVBoxLayout)
 {
     setWindowTitle(tr("Orvo Package Description"));
@@ -30,22 +26,8 @@ Dialog::Dialog(QWidget* parent)
     innerLayout->setContentsMargins(0, 0, 0, 0);
     innerLayout->addLayout(column_);
     innerLayout->addStretch();
-    scroll_->setFrameShape(QFrame::NoFrame);
-    scroll_->setWidgetResizable(true);
-    scroll_->setWidget(inner);
-
-    auto* close = new QPushButton(tr("Close"), this);
-    close->setObjectName(QStringLiteral("close"));
-    close->setDefault(true);
-    connect(close, &QPushButton::clicked, this, &QDialog::accept);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(close);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(scroll_);
-    layout->addLayout(buttons);
+    scroll_ = scrolled(inner, true);
+    frame(scroll_, {}, { closeButton(true) });
 }
 
 Dialog::~Dialog()
@@ -82,24 +64,6 @@ void Dialog::setReady(bool ready)
 {
     ready_ = ready;
     setEnabled(ready);
-}
-
-QSize Dialog::sizeHint() const
-{
-    return ScreenLimit::bound(this, QDialog::sizeHint());
-}
-
-// Reused for other entries: fit the one shown now.
-void Dialog::setVisible(bool visible)
-{
-    if (visible)
-        resize(sizeHint());
-    QDialog::setVisible(visible);
-}
-
-int Dialog::exec()
-{
-    return ModalAnswer::exec(*this);
 }
 
 void Dialog::done(int result)

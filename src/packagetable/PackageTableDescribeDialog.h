@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QDialog>
+#include "widgets/HFrameDialog.h"
+
 #include <QList>
 
 class HScrollArea;
@@ -23,7 +24,7 @@ class Area;
 // Everything known about one catalogue entry: the entry and every further installed
 // version of it, one area each, in a column that scrolls.  Created once and configured
 // for each entry described.
-class Dialog final : public QDialog
+class Dialog final : public HFrameDialog
 {
     Q_OBJECT
     Q_DISABLE_COPY(Dialog)
@@ -42,12 +43,7 @@ public:
     // The advisories an update fixes, after its own area; null when there are none.
     Instance::AdvisoriesArea* advisoriesArea() const { return advisoriesArea_; }
 
-    QSize sizeHint() const override;
-    void setVisible(bool visible) override;
-
 public Q_SLOTS:
-    // Answerable by ModalAnswer.
-    int exec() override;
     void done(int result) override;
 
 protected:
@@ -56,8 +52,8 @@ protected:
 private:
     void clearAreas();
 
-    HScrollArea* scroll_;
     QVBoxLayout* column_;
+    HScrollArea* scroll_;
     QList<Instance::Area*> areas_;
     Instance::AdvisoriesArea* advisoriesArea_ = nullptr;
     bool ready_ = true;

@@ -3,21 +3,17 @@
 #include "repo/RepoBrowse.h"
 #include "repo/RepoLarder.h"
 #include "widgets/HScrollArea.h"
-#include "widgets/ModalAnswer.h"
-#include "widgets/ScreenLimit.h"
 
 #include <QFormLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 namespace PackageTable {
 namespace Describe {
 namespace Instance {
 
 RepoDialog::RepoDialog(YumIO* yumIO, QWidget* parent)
-    : QDialog(parent)
+    : HFrameDialog(parent, true)
     , yumIO_(yumIO)
 {
     setWindowTitle(tr("Orvo Repository Description"));
@@ -28,29 +24,14 @@ RepoDialog::RepoDialog(YumIO* yumIO, QWidget* parent)
     name_ = addRow(form, tr("Name"), "repoName");
     urls_ = addRow(form, tr("URLs"), "urls");
     mirrorlist_ = addRow(form, tr("Mirror list URL"), "mirrorlist");
-    auto* area = new HScrollArea(this);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidgetResizable(true);
-    area->setWidget(rows);
+    HScrollArea* area = scrolled(rows, true);
 
     auto* browseButton = new QPushButton(tr("Browse Repository"), this);
     browseButton->setObjectName(QStringLiteral("browse"));
     browseButton->setToolTip(
         tr("Browse the first URL specified for the selected repository using an external web browser"));
     connect(browseButton, &QPushButton::clicked, this, &RepoDialog::browse);
-    auto* close = new QPushButton(tr("Close"), this);
-    close->setObjectName(QStringLiteral("close"));
-    close->setDefault(true);
-    connect(close, &QPushButton::clicked, this, &QDialog::accept);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(browseButton);
-    buttons->addStretch();
-    buttons->addWidget(close);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(area);
-    layout->addLayout(buttons);
+    frame(area, { browseButton }, { closeButton(true) });
 }
 
 QLabel* RepoDialog::addRow(QFormLayout* form, const QString& label, const char* objectName)
@@ -80,24 +61,6 @@ void RepoDialog::config(const Repo::Entry& entry)
 void RepoDialog::browse()
 {
     RepoBrowse::browse(this, entry_, yumIO_);
-}
-
-QSize RepoDialog::sizeHint() const
-{
-    return ScreenLimit::bound(this, QDialog::sizeHint());
-}
-
-// Reused for other repositories: fit the one shown now.
-void RepoDialog::setVisible(bool visible)
-{
-    if (visible)
-        resize(sizeHint());
-    QDialog::setVisible(visible);
-}
-
-int RepoDialog::exec()
-{
-    return ModalAnswer::exec(*this);
 }
 
 } // namespace Instance

@@ -2,7 +2,7 @@
 
 #include "repo/RepoEntry.h"
 
-#include <QDialog>
+#include "widgets/HFrameDialog.h"
 
 class QFormLayout;
 class QLabel;
@@ -13,7 +13,7 @@ namespace Describe {
 namespace Instance {
 
 // Describes the repository a package comes from and lets the user browse it.
-class RepoDialog final : public QDialog
+class RepoDialog final : public HFrameDialog
 {
     Q_OBJECT
     Q_DISABLE_COPY(RepoDialog)
@@ -24,13 +24,8 @@ public:
     void config(const Repo::Entry& entry);
     const Repo::Entry& entry() const { return entry_; }
 
-    QSize sizeHint() const override;
-    void setVisible(bool visible) override;
-
 public Q_SLOTS:
     void browse();
-    // Answerable by ModalAnswer.
-    int exec() override;
 
 private:
     QLabel* addRow(QFormLayout* form, const QString& label, const char* objectName);

@@ -1,23 +1,11 @@
 #pragma once
 
-class HProgressBar;
+#include "progress/ProgressObject.h"
+#include "progress/ProgressSlotUser.h"
 
 namespace Progress {
 
-class Object;
-
-// Installs a progress reporter on the engine's slot for the length of one worker body and
-// removes it on every way out: the slot is left null.
-class User final
-{
-public:
-    User(Object*& slot, HProgressBar* total, HProgressBar* item);
-    ~User();
-    User(const User&) = delete;
-    User& operator=(const User&) = delete;
-
-private:
-    Object*& slot_;
-};
+// A progress reporter on the engine's slot for the length of one worker body.
+using User = SlotUser<Object>;
 
 } // namespace Progress

@@ -149,14 +149,14 @@ void Python::py(const char* code)
         handleException();
 }
 
-PyObject* Python::pyr(const char* expression)
+PyRef Python::pyr(const char* expression)
 {
     if (!ready())
-        return nullptr;
+        return PyRef();
     PyRef result = PyRef::steal(PyRun_String(expression, Py_eval_input, main_dict, main_dict));
     if (!result && PyErr_Occurred())
         handleException();
-    return result.release();
+    return result;
 }
 
 void Python::pyf(const char* format, ...)
@@ -173,7 +173,7 @@ void Python::pyf(const char* format, ...)
     py(code);
 }
 
-PyObject* Python::pyrf(const char* format, ...)
+PyRef Python::pyrf(const char* format, ...)
 {
     char code[CodeSize];
     va_list args;
@@ -182,74 +182,74 @@ PyObject* Python::pyrf(const char* format, ...)
     va_end(args);
     if (length < 0 || length >= CodeSize) {
         error("Internal error: python expression too long\n");
-        return nullptr;
+        return PyRef();
     }
     return pyr(code);
 }
 
-PyObject* Python::pyCall(char* name, char* format, ...)
+PyRef Python::pyCall(char* name, char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    PyObject* result = pyVCall(name, format, args);
+    PyRef result = pyVCall(name, format, args);
     va_end(args);
     return result;
 }
 
-PyObject* Python::pyCall(const char* name, const char* format, ...)
+PyRef Python::pyCall(const char* name, const char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    PyObject* result = pyVCall(name, format, args);
+    PyRef result = pyVCall(name, format, args);
     va_end(args);
     return result;
 }
 
-PyObject* Python::pyVCall(const char* name, const char* format, va_list args)
+PyRef Python::pyVCall(const char* name, const char* format, va_list args)
 {
     Writable writableName(name);
     Writable writableFormat(format);
     return pyVCall(writableName.get(), writableFormat.get(), args);
 }
 
-PyObject* Python::pyVCall(char* name, char* format, va_list args)
+PyRef Python::pyVCall(char* name, char* format, va_list args)
 {
     char message[MessageSize];
     PyObject* function = pyLookup(name, false);
     if (!function) {
         std::snprintf(message, sizeof message, "Internal error: %s not found\n", name);
         error(message);
-        return nullptr;
+        return PyRef();
     }
     if (!PyCallable_Check(function)) {
         std::snprintf(message, sizeof message, "Internal error: %s not callable\n", name);
         error(message);
-        return nullptr;
+        return PyRef();
     }
     // The lookup result is borrowed; the call may remove it from its dictionary.
     PyRef keep = PyRef::borrow(function);
     return callObject(function, format, args);
 }
 
-PyObject* Python::pyMethodCall(PyObject* self, char* method, char* format, ...)
+PyRef Python::pyMethodCall(PyObject* self, char* method, char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    PyObject* result = pyVMethodCall(self, method, format, args);
+    PyRef result = pyVMethodCall(self, method, format, args);
     va_end(args);
     return result;
 }
 
-PyObject* Python::pyMethodCall(PyObject* self, const char* method, const char* format, ...)
+PyRef Python::pyMethodCall(PyObject* self, const char* method, const char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    PyObject* result = pyVMethodCall(self, method, format, args);
+    PyRef result = pyVMethodCall(self, method, format, args);
     va_end(args);
     return result;
 }
 
-PyObject* Python::pyVMethodCall(PyObject* self, const char* method, const char* format,
+PyRef Python::pyVMethodCall(PyObject* self, const char* method, const char* format,
                                 va_list args)
 {
     Writable writableMethod(method);
@@ -257,52 +257,52 @@ PyObject* Python::pyVMethodCall(PyObject* self, const char* method, const char* 
     return pyVMethodCall(self, writableMethod.get(), writableFormat.get(), args);
 }
 
-PyObject* Python::pyVMethodCall(PyObject* self, char* method, char* format, va_list args)
+PyRef Python::pyVMethodCall(PyObject* self, char* method, char* format, va_list args)
 {
     char message[MessageSize];
     if (!self) {
         std::snprintf(message, sizeof message,
                       "Internal error: method %s call attemped with NULL self\n", method);
         error(message);
-        return nullptr;
+        return PyRef();
     }
     PyRef function = PyRef::steal(PyObject_GetAttrString(self, method));
     if (!function) {
         PyErr_Clear();
         std::snprintf(message, sizeof message, "Internal error: method %s not found\n", method);
         error(message);
-        return nullptr;
+        return PyRef();
     }
     if (!PyCallable_Check(function.get())) {
         std::snprintf(message, sizeof message, "Internal error: method %s not callable\n",
                       method);
         error(message);
-        return nullptr;
+        return PyRef();
     }
     return callObject(function.get(), format, args);
 }
 
-PyObject* Python::callObject(PyObject* callable, const char* format, va_list args)
+PyRef Python::callObject(PyObject* callable, const char* format, va_list args)
 {
     PyRef arguments = PyRef::steal(format && *format ? Py_VaBuildValue(format, args)
                                                      : PyTuple_New(0));
     if (!arguments) {
         if (PyErr_Occurred())
             handleException();
-        return nullptr;
+        return PyRef();
     }
     // An unparenthesised format builds the single argument itself.
     if (!PyTuple_Check(arguments.get())) {
         arguments = PyRef::steal(PyTuple_Pack(1, arguments.get()));
         if (!arguments) {
             handleException();
-            return nullptr;
+            return PyRef();
         }
     }
     PyRef result = PyRef::steal(PyObject_Call(callable, arguments.get(), nullptr));
     if (!result && PyErr_Occurred())
         handleException();
-    return result.release();
+    return result;
 }
 
 PyObject* Python::pyLookup(const char* name, bool quiet)
@@ -522,27 +522,27 @@ bool Python::raiseInterrupt()
     return true;
 }
 
-PyObject* Python::pyExceptValue()
+PyRef Python::pyExceptValue()
 {
     PyObject* type = nullptr;
     PyObject* value = nullptr;
     PyObject* traceback = nullptr;
     PyErr_Fetch(&type, &value, &traceback);
     if (!type)
-        return nullptr;
+        return PyRef();
     // Normalising may call into the interpreter, which must not happen while an
     // exception is pending; the normalised exception is the same exception.
     PyErr_NormalizeException(&type, &value, &traceback);
     PyRef result = PyRef::borrow(value);
     PyErr_Restore(type, value, traceback);
-    return result.release();
+    return result;
 }
 
-PyObject* Python::pyExceptValuef()
+PyRef Python::pyExceptValuef()
 {
-    PyRef value = PyRef::steal(pyExceptValue());
+    PyRef value = pyExceptValue();
     if (!value)
-        return nullptr;
+        return PyRef();
     PyObject* type = nullptr;
     PyObject* pendingValue = nullptr;
     PyObject* traceback = nullptr;
@@ -552,10 +552,10 @@ PyObject* Python::pyExceptValuef()
     if (PyObject_HasAttrString(value.get(), "value"))
         printable = PyRef::steal(PyObject_GetAttrString(value.get(), "value"));
     else
-        printable = PyRef::steal(pyCall("builtins.str", "(O)", value.get()));
+        printable = pyCall("builtins.str", "(O)", value.get());
 
     PyErr_Restore(type, pendingValue, traceback);
-    return printable.release();
+    return printable;
 }
 
 void Python::pyExceptStart()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "python/PyRef.h"
+
 #include <cstdarg>
 #include <vector>
 
@@ -11,9 +13,8 @@ typedef _ts PyThreadState;
 // Owns the embedded interpreter and calls into it by dotted name.  Every failed
 // call with a pending exception goes through handleException(), which tells
 // expected exceptions (declared by the caller between pyExceptStart() and
-// pyExceptClear()) from errors.  Results typed PyObject* are new references
-// owned by the caller, except those of pyLookup() and pyValue(), which are
-// borrowed.  All operations except initialize() need the interpreter lock.
+// pyExceptClear()) from errors.  Calls and evaluations return owning handles;
+// pyLookup() and pyValue() return borrowed references.  All operations except initialize() need the interpreter lock.
 class Python
 {
 public:
@@ -61,20 +62,20 @@ public:
     bool initialize();
 
     void py(const char* code);
-    PyObject* pyr(const char* expression);
+    PyRef pyr(const char* expression);
     void pyf(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    PyObject* pyrf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    PyRef pyrf(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     // The modifiable forms may split names in place; the constant forms copy
     // their arguments first.
-    PyObject* pyCall(char* name, char* format, ...);
-    PyObject* pyCall(const char* name, const char* format, ...);
-    PyObject* pyVCall(char* name, char* format, va_list args);
-    PyObject* pyVCall(const char* name, const char* format, va_list args);
-    PyObject* pyMethodCall(PyObject* self, char* method, char* format, ...);
-    PyObject* pyMethodCall(PyObject* self, const char* method, const char* format, ...);
-    PyObject* pyVMethodCall(PyObject* self, char* method, char* format, va_list args);
-    PyObject* pyVMethodCall(PyObject* self, const char* method, const char* format,
+    PyRef pyCall(char* name, char* format, ...);
+    PyRef pyCall(const char* name, const char* format, ...);
+    PyRef pyVCall(char* name, char* format, va_list args);
+    PyRef pyVCall(const char* name, const char* format, va_list args);
+    PyRef pyMethodCall(PyObject* self, char* method, char* format, ...);
+    PyRef pyMethodCall(PyObject* self, const char* method, const char* format, ...);
+    PyRef pyVMethodCall(PyObject* self, char* method, char* format, va_list args);
+    PyRef pyVMethodCall(PyObject* self, const char* method, const char* format,
                             va_list args);
     PyObject* pyLookup(char* name, bool quiet = false);
     PyObject* pyLookup(const char* name, bool quiet = false);
@@ -95,8 +96,8 @@ public:
     static bool raiseInterrupt();
     // As a SIGINT would: the worker's next callback raises KeyboardInterrupt.
     static void requestInterrupt();
-    PyObject* pyExceptValue();
-    PyObject* pyExceptValuef();
+    PyRef pyExceptValue();
+    PyRef pyExceptValuef();
 
     virtual void pyExceptStart();
     virtual void pyExceptExpect(PyObject* type);
@@ -114,7 +115,7 @@ public:
 private:
     bool ready();
     bool startInterpreter();
-    PyObject* callObject(PyObject* callable, const char* format, va_list args);
+    PyRef callObject(PyObject* callable, const char* format, va_list args);
 
     // Borrowed exception types, one list per open bracket.
     std::vector<std::vector<PyObject*>> expected;

@@ -1,10 +1,9 @@
 #include "widgets/PasswdLineEdit.h"
 
-#include <QClipboard>
+#include "widgets/PasswdMask.h"
+
 #include <QContextMenuEvent>
-#include <QGuiApplication>
 #include <QKeyEvent>
-#include <QStyle>
 
 PasswdLineEdit::PasswdLineEdit(const QRegularExpression& regExp, QWidget* parent)
     : QLineEdit(parent)
@@ -34,15 +33,8 @@ void PasswdLineEdit::mask()
     const QString real = real_->text();
     QString shown = real;
     const QRegularExpressionMatch match = wholeText_.match(real);
-    if (match.hasMatch()) {
-        const QChar passwordChar(style()->styleHint(QStyle::SH_LineEdit_PasswordCharacter,
-                                                    nullptr, this));
-        for (int group = 1; group <= match.lastCapturedIndex(); ++group) {
-            const qsizetype length = match.capturedLength(group);
-            if (length > 0)
-                shown.replace(match.capturedStart(group), length, QString(length, passwordChar));
-        }
-    }
+    if (match.hasMatch())
+        PasswdMask::maskGroups(shown, match, this);
     const int position = real_->cursorPosition();
     setText(shown);
     setCursorPosition(position);
@@ -50,13 +42,9 @@ void PasswdLineEdit::mask()
     Q_EMIT realTextChanged(real);
 }
 
-// Delivered straight to the hidden editor: through the application an event that
-// it ignores would travel on to its parent, this field, and come back here.
 void PasswdLineEdit::forward(QEvent* event)
 {
-    const bool accepted = event->isAccepted();
-    static_cast<QObject*>(real_)->event(event);
-    event->setAccepted(accepted);
+    PasswdMask::forward(real_, event);
 }
 
 // The user acts on what is shown: after the hidden editor has had the event, its
@@ -78,9 +66,7 @@ void PasswdLineEdit::forwardInput(QEvent* event)
     } else {
         real_->setCursorPosition(position);
     }
-    QClipboard* clipboard = QGuiApplication::clipboard();
-    if (clipboard->supportsSelection() && hasSelectedText())
-        clipboard->setText(selectedText(), QClipboard::Selection);
+    PasswdMask::offerSelection(selectedText());
 }
 
 void PasswdLineEdit::mousePressEvent(QMouseEvent* event)

@@ -1,12 +1,11 @@
 #include "widgets/PasswdTextEdit.h"
 
-#include <QClipboard>
+#include "widgets/PasswdMask.h"
+
 #include <QContextMenuEvent>
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScrollBar>
-#include <QStyle>
 #include <QTextCursor>
 
 PasswdTextEdit::PasswdTextEdit(const QRegularExpression& regExp, QWidget* parent)
@@ -56,17 +55,9 @@ void PasswdTextEdit::mask()
 {
     const QString real = real_->toPlainText();
     QString shown = real;
-    const QChar passwordChar(style()->styleHint(QStyle::SH_LineEdit_PasswordCharacter,
-                                                nullptr, this));
     QRegularExpressionMatchIterator matches = regExp_.globalMatch(real);
-    while (matches.hasNext()) {
-        const QRegularExpressionMatch match = matches.next();
-        for (int group = 1; group <= match.lastCapturedIndex(); ++group) {
-            const qsizetype length = match.capturedLength(group);
-            if (length > 0)
-                shown.replace(match.capturedStart(group), length, QString(length, passwordChar));
-        }
-    }
+    while (matches.hasNext())
+        PasswdMask::maskGroups(shown, matches.next(), this);
     const int position = real_->textCursor().position();
     // Replacing the text scrolls to the top; the view stays where the user left it.
     const int horizontal = horizontalScrollBar()->value();
@@ -81,13 +72,9 @@ void PasswdTextEdit::mask()
     Q_EMIT realTextChanged();
 }
 
-// Delivered straight to the hidden editor: through the application an event that
-// it ignores would travel on to its parent, this field, and come back here.
 void PasswdTextEdit::forward(QEvent* event)
 {
-    const bool accepted = event->isAccepted();
-    static_cast<QObject*>(real_)->event(event);
-    event->setAccepted(accepted);
+    PasswdMask::forward(real_, event);
 }
 
 // Mouse events arrive from the viewport, in its coordinates; the hidden viewport
@@ -112,9 +99,7 @@ void PasswdTextEdit::followCursor()
     real.setPosition(qMin(shown.anchor(), end));
     real.setPosition(qMin(shown.position(), end), QTextCursor::KeepAnchor);
     real_->setTextCursor(real);
-    QClipboard* clipboard = QGuiApplication::clipboard();
-    if (clipboard->supportsSelection() && shown.hasSelection())
-        clipboard->setText(shown.selectedText(), QClipboard::Selection);
+    PasswdMask::offerSelection(shown.selectedText());
 }
 
 void PasswdTextEdit::mousePressEvent(QMouseEvent* event)

@@ -1,18 +1,15 @@
 #include "widgets/ScrollableConfirmDialog.h"
 
+#include "widgets/HScrollArea.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QStyle>
-#include <QVBoxLayout>
-
-#include "widgets/HScrollArea.h"
-#include "widgets/ModalAnswer.h"
-#include "widgets/ScreenLimit.h"
 
 ScrollableConfirmDialog::ScrollableConfirmDialog(const QString& text, const QString& acceptLabel,
                                                  const QString& rejectLabel, QWidget* parent)
-    : QDialog(parent)
+    : HFrameDialog(parent)
 {
     auto* icon = new QLabel(this);
     const int extent = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
@@ -22,9 +19,7 @@ ScrollableConfirmDialog::ScrollableConfirmDialog(const QString& text, const QStr
 
     auto* label = new QLabel(text);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto* area = new HScrollArea(this);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidget(label);
+    HScrollArea* area = scrolled(label, false);
 
     auto* accepting = new QPushButton(acceptLabel, this);
     accepting->setDefault(true);
@@ -35,23 +30,5 @@ ScrollableConfirmDialog::ScrollableConfirmDialog(const QString& text, const QStr
     auto* message = new QHBoxLayout;
     message->addWidget(icon);
     message->addWidget(area, 1);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(accepting);
-    buttons->addWidget(rejecting);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(message);
-    layout->addLayout(buttons);
-}
-
-QSize ScrollableConfirmDialog::sizeHint() const
-{
-    return ScreenLimit::bound(this, QDialog::sizeHint());
-}
-
-int ScrollableConfirmDialog::exec()
-{
-    return ModalAnswer::exec(*this);
+    frame(message, {}, { accepting, rejecting });
 }

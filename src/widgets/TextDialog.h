@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QDialog>
+#include "widgets/HFrameDialog.h"
 
 class HTextEdit;
 
 // Shows a long plain text (a file list, a change log) to read and close.
-class TextDialog : public QDialog
+class TextDialog : public HFrameDialog
 {
     Q_OBJECT
     Q_DISABLE_COPY(TextDialog)
@@ -15,13 +15,6 @@ public:
 
     void setText(const QString& text);
     HTextEdit* editor() const { return editor_; }
-
-    // Within nine tenths of the screen however long the text: it scrolls instead.
-    QSize sizeHint() const override;
-
-public Q_SLOTS:
-    // Answerable by ModalAnswer.
-    int exec() override;
 
 private:
     HTextEdit* editor_;

@@ -38,7 +38,7 @@ YumIO::~YumIO()
         if (yumLocked_ && yumIO_) {
             pyExceptStart();
             pyExceptExpect(lockError_.get());
-            PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "unlock", "()"));
+            PyRef result = pyMethodCall(yumIO_.get(), "unlock", "()");
             if (pyExceptMatches(result.get(), lockError_.get()))
                 pythonException(tr("Unable to release yum lock"));
             pyExceptClear();
@@ -153,7 +153,7 @@ bool YumIO::initialize()
     // then counts as expected instead of ending the program.
     pyExceptStart();
     pyExceptExpect(PyExc_SystemExit);
-    PyRef object = PyRef::steal(pyCall("YumIO", "()"));
+    PyRef object = pyCall("YumIO", "()");
     if (pyExceptMatches(object.get(), PyExc_SystemExit)) {
         pythonException(tr("Unable to initialize"));
         PyErr_Clear();
@@ -196,7 +196,7 @@ bool YumIO::takeYumLock()
     PyGILStateWrapper lock(true);
     pyExceptStart();
     pyExceptExpect(lockError_.get());
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "lock", "()"));
+    PyRef result = pyMethodCall(yumIO_.get(), "lock", "()");
     if (pyExceptMatches(result.get(), lockError_.get())) {
         pythonException(tr("Unable to obtain yum lock"));
         pyExceptClear();
@@ -278,7 +278,7 @@ bool YumIO::probe(bool& known, bool& answer, bool method, const char* name)
     known = true;
     PyGILStateWrapper lock(true);
     pyExceptStart();
-    PyRef result = PyRef::steal(method ? pyMethodCall(yumIO_.get(), name, "()") : pyCall(name, "()"));
+    PyRef result = method ? pyMethodCall(yumIO_.get(), name, "()") : pyCall(name, "()");
     answer = result.get() == Py_True;
     pyExceptClear();
     return answer;

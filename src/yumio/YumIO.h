@@ -5,6 +5,7 @@
 #include "python/Python.h"
 #include "yumio/Package.h"
 #include "yumio/PackageEntryList.h"
+#include "yumio/YumIOCContract.h"
 
 #include <QHash>
 #include <QMutex>
@@ -13,6 +14,7 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -227,37 +229,9 @@ Q_SIGNALS:
 public:
 
     // -- callbacks of the script (the yumIOC module); each returns a new reference
-    PyObject* stdoutWrite(PyObject* self, PyObject* args);
-    PyObject* stderrWrite(PyObject* self, PyObject* args);
-    PyObject* log(PyObject* self, PyObject* args);
-    PyObject* errorlog(PyObject* self, PyObject* args);
-    PyObject* collectProgress(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterStart(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterUpdate(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterEnd(PyObject* self, PyObject* args);
-    PyObject* collectGrabMeterFailure(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterStart(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterNew(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterRemove(PyObject* self, PyObject* args);
-    PyObject* collectGrabMultiMeterEnd(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterStart(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterUpdate(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterEnd(PyObject* self, PyObject* args);
-    PyObject* applyGrabMeterFailure(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterStart(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterNew(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterRemove(PyObject* self, PyObject* args);
-    PyObject* applyGrabMultiMeterEnd(PyObject* self, PyObject* args);
-    PyObject* dsTsCheck(PyObject* self, PyObject* args);
-    PyObject* dsRestartLoop(PyObject* self, PyObject* args);
-    PyObject* userconfirm(PyObject* self, PyObject* args);
-    PyObject* reportDownloadSize(PyObject* self, PyObject* args);
-    PyObject* listTransaction(PyObject* self, PyObject* args);
-    PyObject* tsInitCallback(PyObject* self, PyObject* args);
-    PyObject* tsCallback(PyObject* self, PyObject* args);
-    PyObject* tsEvent(PyObject* self, PyObject* args);
-    PyObject* postTransactionOutput(PyObject* self, PyObject* args);
-    PyObject* gpgsigcheck(PyObject* self, PyObject* args);
+#define YUMIOC_DECLARE(name, flags, format) PyObject* name(PyObject* self, PyObject* args);
+    YUMIOC_CONTRACT(YUMIOC_DECLARE)
+#undef YUMIOC_DECLARE
 
     // -- download progress
     // The kind of a repository download or step; a repository's acts on the total bar
@@ -339,10 +313,11 @@ public:
     // Builds the search index when the extra data are loaded and there is none yet.
     bool buildSearchIndex();
     bool apply();
-    // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
-    void execWorkThread(class QEventLoop& loop, QThread& thread);
+    // Runs body on a worker thread, inside the services every worker needs, while the
+    // graphical thread waits; interruptible bodies let SIGINT stop the script.
+    bool runWorker(const std::function<bool()>& body, bool interruptible);
 
-    // Worker bodies: each starts with blocker().block().
+    // Worker bodies, run by runWorker().
     bool collectReal(const QHash<QString, bool>& requests);
     void clearEntriesReal();
     bool collectFileListsReal();
@@ -350,7 +325,6 @@ public:
     bool buildSearchIndexReal();
     bool applyReal();
 
-    Blocker& blocker() { return blocker_; }
     class YumIOCapturers*& capturersSlot() { return capturers_; }
 
     // Text read from the capture pipes.
@@ -415,6 +389,8 @@ public Q_SLOTS:
     // -- end of worker threads
 
 private:
+    // Runs thread while the graphical thread waits in loop with the interpreter lock given up.
+    void execWorkThread(class QEventLoop& loop, QThread& thread);
     bool cleanOne(const QString& heading, const char* method);
     long cleanCall(const char* method);
     PyObject* writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest);

@@ -7,11 +7,9 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOCapturersUser.h"
 #include "yumio/YumIODialogs.h"
-#include "yumio/YumIODialogsUser.h"
 
 #include <QFile>
 
@@ -45,12 +43,7 @@ QString errnoText(int number)
 
 bool YumIO::applyReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
     log(Log::Heading, 0, tr("Applying"));
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
 
     progress_->startTotal(tr("Checking Dependencies: Total Progress"), 10000);
     progress_->startItem(tr("Preparing"), 100, 1);
@@ -81,7 +74,7 @@ bool YumIO::applyReal()
     if (!applySteps(installs.get(), updates.get(), removes.get()))
         return false;
 
-    PyRef flushed = PyRef::steal(pyMethodCall(yumIO_.get(), "flush", "()"));
+    PyRef flushed = pyMethodCall(yumIO_.get(), "flush", "()");
     flushed.reset();
     installs.reset();
     updates.reset();
@@ -240,12 +233,12 @@ bool YumIO::applyCall(PyObject* installs, PyObject* updates, PyObject* removes)
     sigchldDisable();
     pyExceptStart();
     commExceptSetup();
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "apply", "(O,O,O)", installs, updates, removes));
+    PyRef result = pyMethodCall(yumIO_.get(), "apply", "(O,O,O)", installs, updates, removes);
     const bool ok = !commExceptRaised(result.get(), tr("apply changes")) && result;
     pyExceptClear();
     if (!ok) {
         applied_ = false;
-        PyRef cleaned = PyRef::steal(pyMethodCall(yumIO_.get(), "applyFailCleanup", "()"));
+        PyRef cleaned = pyMethodCall(yumIO_.get(), "applyFailCleanup", "()");
     }
     result.reset();
     sigchldRestore();
@@ -255,7 +248,7 @@ bool YumIO::applyCall(PyObject* installs, PyObject* updates, PyObject* removes)
 bool YumIO::installedChanged()
 {
     PyGILStateWrapper lock(true);
-    PyRef changed = PyRef::steal(pyMethodCall(yumIO_.get(), "installedChanged", "()"));
+    PyRef changed = pyMethodCall(yumIO_.get(), "installedChanged", "()");
     if (!changed) {
         PyErr_Clear();
         return false;
@@ -267,7 +260,7 @@ QStringList YumIO::olderDuplicates()
 {
     QStringList names;
     PyGILStateWrapper lock(true);
-    PyRef found = PyRef::steal(pyMethodCall(yumIO_.get(), "olderDuplicates", "()"));
+    PyRef found = pyMethodCall(yumIO_.get(), "olderDuplicates", "()");
     PyRef iterator = PyRef::steal(found ? PyObject_GetIter(found.get()) : nullptr);
     while (iterator) {
         PyRef package = PyRef::steal(PyIter_Next(iterator.get()));
@@ -333,12 +326,12 @@ bool YumIO::collectKeepingMarks(const QHash<QString, bool>& requests, QStringLis
 
 QString YumIO::getLocalHdr(PyObject* package)
 {
-    return pyStringXDec(pyMethodCall(package, "localHdr", "()"));
+    return pyStringX(pyMethodCall(package, "localHdr", "()").get());
 }
 
 QString YumIO::getLocalPkg(PyObject* package)
 {
-    return pyStringXDec(pyMethodCall(package, "localPkg", "()"));
+    return pyStringX(pyMethodCall(package, "localPkg", "()").get());
 }
 
 bool YumIO::localFileMissing(PyObject* package, bool header)
@@ -403,7 +396,7 @@ PyObject* YumIO::reportDownloadSize(PyObject*, PyObject* args)
 
 PyObject* YumIO::makeLists()
 {
-    PyRef lists = PyRef::steal(pyMethodCall(yumIO_.get(), "makelists", "()"));
+    PyRef lists = pyMethodCall(yumIO_.get(), "makelists", "()");
     if (!lists)
         return nullptr;
     if (!PyTuple_Check(lists.get())) {

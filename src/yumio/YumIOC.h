@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 class YumIO;
 
 // The callback module "yumIOC" through which the companion script reports back.  Every
@@ -14,4 +16,13 @@ public:
     // shuts down fails instead of reaching it.
     static void release(YumIO* engine);
     static YumIO* engine();
+
+    // One callback of the module, as the contract declares it.
+    struct Callback {
+        const char* name;
+        bool takesArguments;
+        // "*": not parsed.
+        const char* format;
+    };
+    static const std::vector<Callback>& callbacks();
 };

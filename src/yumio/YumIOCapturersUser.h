@@ -1,19 +1,8 @@
 #pragma once
 
-class YumIO;
-class YumIOCapturers;
+#include "progress/ProgressSlotUser.h"
+#include "yumio/YumIOCapturers.h"
 
 // Captures the process's standard output and error into the log while it lives (around
-// the stretch where rpm runs), and puts the slot's previous value back on every way out.
-class YumIOCapturersUser final
-{
-public:
-    YumIOCapturersUser(YumIOCapturers*& slot, YumIO* engine);
-    ~YumIOCapturersUser();
-    YumIOCapturersUser(const YumIOCapturersUser&) = delete;
-    YumIOCapturersUser& operator=(const YumIOCapturersUser&) = delete;
-
-private:
-    YumIOCapturers*& slot_;
-    YumIOCapturers* previous_;
-};
+// the stretch where rpm runs).
+using YumIOCapturersUser = Progress::SlotUser<YumIOCapturers>;

@@ -22,7 +22,7 @@ long resultCode(PyObject* result)
 long YumIO::cleanCall(const char* method)
 {
     // A call that raised has been reported, and its error cleared, by the call itself.
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), method, "()"));
+    PyRef result = pyMethodCall(yumIO_.get(), method, "()");
     return resultCode(result.get());
 }
 

@@ -6,19 +6,12 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/AdvisoryStore.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOCapturersUser.h"
-#include "yumio/YumIODialogsUser.h"
 
 bool YumIO::collectReal(const QHash<QString, bool>& requests)
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
     fileListsLoaded_ = false;
     otherDataLoaded_ = false;
     clearCollectCaches();
@@ -62,7 +55,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         pyExceptStart();
         pyExceptExpect(repoError_.get());
         pyExceptExpect(bdbQuit_.get()); // the user cancelled
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupRepos", "()"));
+        PyRef result = pyMethodCall(yumIO_.get(), "setupRepos", "()");
         if (pyExceptMatches(result.get(), repoError_.get()) || pyExceptMatches(result.get(), bdbQuit_.get())) {
             const bool cancelled = pyExceptMatches(result.get(), bdbQuit_.get());
             pythonExceptionV(tr("Unable to initialize"));
@@ -110,7 +103,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         pyExceptStart();
         commExceptSetup();
         pyExceptExpect(groupsError_.get());
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "setupTsGroup", "()"));
+        PyRef result = pyMethodCall(yumIO_.get(), "setupTsGroup", "()");
         if (pyExceptMatches(result.get(), groupsError_.get())) {
             // A system without any group is no failure.
             const bool none = printableExceptionValue().contains(QLatin1String("No Groups Available"));
@@ -130,7 +123,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         }
     }
     {
-        PyRef info = PyRef::steal(pyMethodCall(yumIO_.get(), "collectGroupInfo", "()"));
+        PyRef info = pyMethodCall(yumIO_.get(), "collectGroupInfo", "()");
         if (!info) {
             error(tr("Internal error: execution of yumIO.collectGroupInfo failed"));
             return false;
@@ -138,7 +131,7 @@ bool YumIO::collectSteps(const QHash<QString, bool>& requests)
         groupInfo_ = std::move(info);
         if (!collectGroups(groupInfo_.get()))
             return false;
-        PyRef done = PyRef::steal(pyMethodCall(yumIO_.get(), "collectDone", "()"));
+        PyRef done = pyMethodCall(yumIO_.get(), "collectDone", "()");
         if (!done)
             return false;
     }
@@ -160,7 +153,7 @@ bool YumIO::callCollector(const char* method, const QString& action, PyRef& resu
         std::unique_ptr<YumIOCapturersUser> capturer;
         if (capture)
             capturer = std::make_unique<YumIOCapturersUser>(capturers_, this);
-        result = PyRef::steal(pyMethodCall(yumIO_.get(), method, "()"));
+        result = pyMethodCall(yumIO_.get(), method, "()");
     }
     if (commExceptRaised(result.get(), action)) {
         pyExceptClear();
@@ -202,8 +195,8 @@ void YumIO::useRepos(const QHash<QString, bool>& requests)
             continue; // not a repository of this system
         pyExceptStart();
         pyExceptExpect(repoError_.get());
-        PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), it.value() ? "enableRepo" : "disableRepo", "(s)",
-                                                 id.constData()));
+        PyRef result = pyMethodCall(yumIO_.get(), it.value() ? "enableRepo" : "disableRepo", "(s)",
+                                    id.constData());
         if (pyExceptMatches(result.get(), repoError_.get()))
             warning(tr("unable to setup repository %1:\n%2").arg(it.key(), printableExceptionValue()));
         pyExceptClear();
@@ -368,13 +361,8 @@ void YumIO::deleteEntries(bool release)
 
 void YumIO::clearEntriesReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
     deleteEntries(true);
     groupInfo_.reset();
-    clearing_ = false;
 }
 
 void YumIO::clearEntriesBeforeQuit()
@@ -390,12 +378,12 @@ bool YumIO::clear()
 {
     {
         PyGILStateWrapper lock(true);
-        PyRef flushed = PyRef::steal(pyMethodCall(yumIO_.get(), "flush", "()"));
+        PyRef flushed = pyMethodCall(yumIO_.get(), "flush", "()");
     }
     clearEntries();
     PyGILStateWrapper lock(true);
     reposDict_.reset();
-    PyRef object = PyRef::steal(pyCall("YumIO", "()"));
+    PyRef object = pyCall("YumIO", "()");
     if (!object) {
         error(tr("Internal error: cannot create python yumIO"));
         return false;
@@ -410,5 +398,5 @@ void YumIO::expireMetadata()
     // A script without the function keeps its caches as they are.
     if (!main_dict || !PyDict_GetItemString(main_dict, "expireMetadata"))
         return;
-    PyRef done = PyRef::steal(pyCall("expireMetadata", "()"));
+    PyRef done = pyCall("expireMetadata", "()");
 }

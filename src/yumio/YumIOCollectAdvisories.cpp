@@ -47,7 +47,7 @@ bool YumIO::collectAdvisories()
     }
     for (size_t at = 0; at < updates.size(); ++at)
         PyList_SET_ITEM(packages.get(), Py_ssize_t(at), updates[at]->yumObject.copy().release());
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), "collectAdvisories", "(O)", packages.get()));
+    PyRef result = pyMethodCall(yumIO_.get(), "collectAdvisories", "(O)", packages.get());
     if (!result)
         return false; // reported by the call
     PyObject* records = nullptr;

@@ -22,7 +22,7 @@ bool YumIO::collectSet(PyObject* packages, Package::State state)
         return collectEach(packages, state);
     // One call reads every package: the per-attribute calls would cost more than yum's
     // own work on a large system.
-    PyRef rows = PyRef::steal(pyMethodCall(yumIO_.get(), "collectRows", "(O)", packages));
+    PyRef rows = pyMethodCall(yumIO_.get(), "collectRows", "(O)", packages);
     if (!rows)
         return false; // reported by the call
     const Py_ssize_t count = PyList_Check(rows.get()) ? PyList_GET_SIZE(rows.get()) : 0;
@@ -137,8 +137,8 @@ void YumIO::prefer(const QString& name, Package::Entry* entry)
         preferred = entry;
         return;
     }
-    PyRef better = PyRef::steal(pyMethodCall(yumIO_.get(), "isBetterThan", "(O,O)", preferred->yumObject.get(),
-                                             entry->yumObject.get()));
+    PyRef better = pyMethodCall(yumIO_.get(), "isBetterThan", "(O,O)", preferred->yumObject.get(),
+                                entry->yumObject.get());
     if (better.get() == Py_True) {
         entry->duplicate = true;
     } else {
@@ -169,7 +169,7 @@ Package::Entry* YumIO::collectPkg(Package::State state, PyObject* package)
     entry->state = state;
     entry->kind = getPkgKind(package);
     entry->name = pyStringXDec(PyObject_GetAttrString(package, "name"));
-    entry->verRel = pyStringXDec(pyMethodCall(package, "printVer", "()"));
+    entry->verRel = pyStringX(pyMethodCall(package, "printVer", "()").get());
     entry->repo = collectText(simpleString(package, "repoid"));
     entry->arch = collectText(pyStringXDec(PyObject_GetAttrString(package, "arch")));
     PyErr_Clear();

@@ -18,7 +18,7 @@ QString YumIO::simpleString(PyObject* package, const char* name)
     PyGILStateWrapper lock(true);
     pyExceptStart();
     pyExceptExpect(PyExc_KeyError);
-    PyRef result = PyRef::steal(pyMethodCall(package, "returnSimple", "(s)", name));
+    PyRef result = pyMethodCall(package, "returnSimple", "(s)", name);
     pyExceptClear();
     if (!result || result.get() == Py_None)
         return QString(); // a missing tag is no error
@@ -30,7 +30,7 @@ QString YumIO::simpleString(PyObject* package, const char* name)
 
 QString YumIO::getBiArch(const QString& arch)
 {
-    return pyStringXDec(pyMethodCall(yumIO_.get(), "getBiArch", "(s)", arch.toUtf8().constData()));
+    return pyStringX(pyMethodCall(yumIO_.get(), "getBiArch", "(s)", arch.toUtf8().constData()).get());
 }
 
 namespace {
@@ -134,11 +134,9 @@ qint64 YumIO::buildTimeOf(PyObject* package)
     PyGILStateWrapper lock(true);
     pyExceptStart();
     pyExceptExpect(PyExc_KeyError);
-    PyObject* result = pyMethodCall(package, "returnSimple", "(s)", "buildtime");
+    PyRef result = pyMethodCall(package, "returnSimple", "(s)", "buildtime");
     pyExceptClear();
-    if (!result)
-        return 0;
-    return pyTimeDec(result);
+    return result ? pyTime(result.get()) : 0;
 }
 
 const char* YumIO::timeFormat(long t)

@@ -7,9 +7,7 @@
 #include "yumio/YumIO.h"
 
 #include "progress/ProgressObject.h"
-#include "progress/ProgressUser.h"
 #include "yumio/PackageEntry.h"
-#include "yumio/YumIODialogsUser.h"
 #include "yumio/YumIOSearchIndex.h"
 
 #include <algorithm>
@@ -222,7 +220,7 @@ QStringList YumIO::getPrco(PyObject* package, const char* headerPrefix, const ch
 
     PyRef tuples;
     if (hasAttribute(package, "returnPrco")) {
-        tuples = PyRef::steal(pyMethodCall(package, "returnPrco", "(s)", yumName));
+        tuples = pyMethodCall(package, "returnPrco", "(s)", yumName);
     } else {
         PyRef prco = PyRef::steal(PyObject_GetAttrString(package, "prco"));
         PyObject* entry = prco ? pyDictGetItem(prco.get(), QString::fromLatin1(yumName)) : nullptr;
@@ -295,10 +293,10 @@ QStringList YumIO::getFiles(const Package::Entry& entry)
         return files;
     }
     if (hasAttribute(package, "_loadFiles"))
-        PyRef loaded = PyRef::steal(pyMethodCall(package, "_loadFiles", "()"));
+        PyRef loaded = pyMethodCall(package, "_loadFiles", "()");
     PyRef list;
     if (hasAttribute(package, "returnFileEntries")) {
-        list = PyRef::steal(pyMethodCall(package, "returnFileEntries", "(s)", "file"));
+        list = pyMethodCall(package, "returnFileEntries", "(s)", "file");
     } else {
         PyRef table = PyRef::steal(PyObject_GetAttrString(package, "files"));
         PyObject* item = table ? pyDictGetItem(table.get(), QStringLiteral("file")) : nullptr;
@@ -350,7 +348,7 @@ QString YumIO::getChangeLog(const Package::Entry& entry)
     } else {
         PyRef log;
         if (hasAttribute(package, "returnChangelog"))
-            log = PyRef::steal(pyMethodCall(package, "returnChangelog", "()"));
+            log = pyMethodCall(package, "returnChangelog", "()");
         if (!log) {
             PyErr_Clear();
             error(tr("Internal error: cannot find package's changelog"));
@@ -546,12 +544,6 @@ bool YumIO::collectOtherDataReal()
 
 bool YumIO::collectExtra(bool fileLists)
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
-
     log(Log::Heading, 0, fileLists ? tr("Collecting File Lists") : tr("Collecting Miscellaneous data"));
     resetRepoProgress(enabledRepos_, fileLists ? tr("file lists") : tr("miscellaneous data"));
     progress_->startTotal(fileLists ? tr("Loading file lists: Total Progress")
@@ -562,7 +554,7 @@ bool YumIO::collectExtra(bool fileLists)
 
     pyExceptStart();
     commExceptSetup();
-    PyRef result = PyRef::steal(pyMethodCall(yumIO_.get(), fileLists ? "collectFileLists" : "collectOtherData", "()"));
+    PyRef result = pyMethodCall(yumIO_.get(), fileLists ? "collectFileLists" : "collectOtherData", "()");
     if (commExceptRaised(result.get(), fileLists ? tr("collect filelists") : tr("collect miscellaneous data"))) {
         pyExceptClear();
         progress_->reset();
@@ -583,12 +575,6 @@ bool YumIO::collectExtra(bool fileLists)
 
 bool YumIO::buildSearchIndexReal()
 {
-    blocker_.block();
-    Progress::User progress(progress_, totalBar_, itemBar_);
-    YumIODialogsUser dialogs(dialogs_, parent_);
-    PyGILStateWrapper lock(true);
-    setEnablePythonSIGINTHandler(true);
-
     const int rows = int(entries_.size());
     progress_->startTotal(tr("Preparing search: Total Progress"), Steps(qMax(rows, 1)));
     progress_->startItem(tr("Reading package details"), Steps(qMax(rows, 1)), Steps(qMax(rows, 1)));

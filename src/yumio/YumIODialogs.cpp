@@ -1,6 +1,7 @@
 #include "yumio/YumIODialogs.h"
 
 #include "yumio/YumIODialogsMinion.h"
+#include "yumio/YumIODialogsPresenter.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -10,10 +11,6 @@ YumIODialogs::YumIODialogs(QWidget* parent)
 {
     minion_->moveToThread(QCoreApplication::instance()->thread());
     connect(minion_, &YumIODialogsMinion::setResult, this, &YumIODialogs::setResult);
-    connect(this, &YumIODialogs::confirmSig, minion_, &YumIODialogsMinion::confirm);
-    connect(this, &YumIODialogs::warningSig, minion_, &YumIODialogsMinion::warning);
-    connect(this, &YumIODialogs::criticalSig, minion_, &YumIODialogsMinion::critical);
-    connect(this, &YumIODialogs::scrollableSig, minion_, &YumIODialogsMinion::scrollable);
 }
 
 YumIODialogs::~YumIODialogs()
@@ -24,39 +21,52 @@ YumIODialogs::~YumIODialogs()
 int YumIODialogs::confirm(const QString& caption, const QString& text, const QString& acceptText,
                           const QString& rejectText)
 {
-    resultReady_ = false;
-    Q_EMIT confirmSig(caption, text, acceptText, rejectText);
-    waitForResult();
-    return result_;
+    return relay(caption, text, 0, [=](YumIODialogsPresenter& presenter, QWidget* parent) {
+        return presenter.confirm(parent, caption, text, acceptText, rejectText);
+    });
 }
 
+// Without a presenter the default button counts as pressed.
 int YumIODialogs::warning(const QString& caption, const QString& text, const QString& button0Text,
                           const QString& button1Text, const QString& button2Text, int defaultButtonNumber,
                           int escapeButtonNumber)
 {
-    resultReady_ = false;
-    Q_EMIT warningSig(caption, text, button0Text, button1Text, button2Text, defaultButtonNumber,
-                      escapeButtonNumber);
-    waitForResult();
-    return result_;
+    return relay(caption, text, defaultButtonNumber, [=](YumIODialogsPresenter& presenter, QWidget* parent) {
+        return presenter.warning(parent, caption, text, button0Text, button1Text, button2Text, defaultButtonNumber,
+                                 escapeButtonNumber);
+    });
 }
 
 int YumIODialogs::critical(const QString& caption, const QString& text, const QString& button0Text,
                            const QString& button1Text, const QString& button2Text, int defaultButtonNumber,
                            int escapeButtonNumber)
 {
-    resultReady_ = false;
-    Q_EMIT criticalSig(caption, text, button0Text, button1Text, button2Text, defaultButtonNumber,
-                       escapeButtonNumber);
-    waitForResult();
-    return result_;
+    return relay(caption, text, defaultButtonNumber, [=](YumIODialogsPresenter& presenter, QWidget* parent) {
+        return presenter.critical(parent, caption, text, button0Text, button1Text, button2Text, defaultButtonNumber,
+                                  escapeButtonNumber);
+    });
 }
 
 void YumIODialogs::scrollable(const QString& caption, const QString& text)
 {
+    relay(caption, text, 0, [=](YumIODialogsPresenter& presenter, QWidget* parent) {
+        presenter.scrollable(parent, caption, text);
+        return 0;
+    });
+}
+
+int YumIODialogs::relay(const QString& caption, const QString& text, int fallback,
+                        const std::function<int(YumIODialogsPresenter&, QWidget*)>& show)
+{
     resultReady_ = false;
-    Q_EMIT scrollableSig(caption, text);
-    waitForResult();
+    // Queued when asked from a worker, run at once when asked on the graphical thread.
+    YumIODialogsMinion* minion = minion_;
+    QMetaObject::invokeMethod(minion, [=] { minion->present(caption, text, fallback, show); });
+    if (!resultReady_) {
+        ++waits_;
+        loop_.exec(QEventLoop::ExcludeUserInputEvents);
+    }
+    return result_;
 }
 
 void YumIODialogs::setResult(int value)
@@ -64,12 +74,4 @@ void YumIODialogs::setResult(int value)
     resultReady_ = true;
     result_ = value;
     loop_.quit();
-}
-
-void YumIODialogs::waitForResult()
-{
-    if (resultReady_)
-        return;
-    ++waits_;
-    loop_.exec(QEventLoop::ExcludeUserInputEvents);
 }

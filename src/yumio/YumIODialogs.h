@@ -3,12 +3,15 @@
 #include <QEventLoop>
 #include <QObject>
 
+#include <functional>
+
 class QWidget;
 class YumIODialogsMinion;
+class YumIODialogsPresenter;
 
 // Modal dialogs that any thread may ask for.  The dialog is shown by a relay in the
 // graphical thread; the asking thread waits for the answer.  Asked on the graphical thread
-// the relay runs inside the emit, so no waiting loop is entered.
+// the relay runs at once, so no waiting loop is entered.
 class YumIODialogs final : public QObject
 {
     Q_OBJECT
@@ -34,19 +37,10 @@ public:
 public Q_SLOTS:
     void setResult(int value);
 
-Q_SIGNALS:
-    void confirmSig(const QString& caption, const QString& text, const QString& acceptText,
-                    const QString& rejectText);
-    void warningSig(const QString& caption, const QString& text, const QString& button0Text,
-                    const QString& button1Text, const QString& button2Text, int defaultButtonNumber,
-                    int escapeButtonNumber);
-    void criticalSig(const QString& caption, const QString& text, const QString& button0Text,
-                     const QString& button1Text, const QString& button2Text, int defaultButtonNumber,
-                     int escapeButtonNumber);
-    void scrollableSig(const QString& caption, const QString& text);
-
 private:
-    void waitForResult();
+    // Shows the dialog through the relay and waits for its answer.
+    int relay(const QString& caption, const QString& text, int fallback,
+              const std::function<int(YumIODialogsPresenter&, QWidget*)>& show);
 
     YumIODialogsMinion* minion_;
     QEventLoop loop_;

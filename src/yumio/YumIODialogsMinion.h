@@ -2,7 +2,10 @@
 
 #include <QObject>
 
+#include <functional>
+
 class QWidget;
+class YumIODialogsPresenter;
 
 // The graphical-thread side of YumIODialogs: reached only by queued calls from a worker
 // (or direct ones from the graphical thread), it shows the dialog and sends the answer.
@@ -12,18 +15,12 @@ class YumIODialogsMinion final : public QObject
     Q_DISABLE_COPY(YumIODialogsMinion)
 
 public:
+    using Show = std::function<int(YumIODialogsPresenter&, QWidget*)>;
+
     explicit YumIODialogsMinion(QWidget* parent);
 
-public Q_SLOTS:
-    void confirm(const QString& caption, const QString& text, const QString& acceptText,
-                 const QString& rejectText);
-    void warning(const QString& caption, const QString& text, const QString& button0Text = QString(),
-                 const QString& button1Text = QString(), const QString& button2Text = QString(),
-                 int defaultButtonNumber = 0, int escapeButtonNumber = -1);
-    void critical(const QString& caption, const QString& text, const QString& button0Text = QString(),
-                  const QString& button1Text = QString(), const QString& button2Text = QString(),
-                  int defaultButtonNumber = 0, int escapeButtonNumber = -1);
-    void scrollable(const QString& caption, const QString& text);
+    // Without a presenter the caption and text are printed and fallback is the answer.
+    void present(const QString& caption, const QString& text, int fallback, const Show& show);
 
 Q_SIGNALS:
     void setResult(int result);

@@ -88,7 +88,7 @@ PyObject* YumIO::requiredPkgs(const Package::Entry* group)
     if (hasDistribGroups())
         return groupList(group, false);
     const QByteArray name = group->name.toUtf8();
-    return pyMethodCall(group->yumObject.get(), "requiredPkgs", "(s)", name.constData());
+    return pyMethodCall(group->yumObject.get(), "requiredPkgs", "(s)", name.constData()).release();
 }
 
 PyObject* YumIO::pkgTree(const Package::Entry* group)
@@ -96,7 +96,7 @@ PyObject* YumIO::pkgTree(const Package::Entry* group)
     if (hasDistribGroups())
         return groupList(group, false);
     const QByteArray name = group->name.toUtf8();
-    return pyMethodCall(group->yumObject.get(), "pkgTree", "(s)", name.constData());
+    return pyMethodCall(group->yumObject.get(), "pkgTree", "(s)", name.constData()).release();
 }
 
 PyObject* YumIO::allPkgs(const Package::Entry* group)
@@ -105,7 +105,7 @@ PyObject* YumIO::allPkgs(const Package::Entry* group)
         return groupList(group, true);
     // The same call as requiredPkgs: a script group is removed by its required members.
     const QByteArray name = group->name.toUtf8();
-    return pyMethodCall(group->yumObject.get(), "requiredPkgs", "(s)", name.constData());
+    return pyMethodCall(group->yumObject.get(), "requiredPkgs", "(s)", name.constData()).release();
 }
 
 bool YumIO::applyGroups()

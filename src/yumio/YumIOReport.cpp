@@ -112,7 +112,7 @@ void YumIO::pythonExceptionV(const QString& context)
 
 QString YumIO::printableExceptionValue()
 {
-    return pyStringXDec(pyExceptValuef());
+    return pyStringX(pyExceptValuef().get());
 }
 
 void YumIO::printTraceback()

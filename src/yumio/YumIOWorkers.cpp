@@ -3,12 +3,9 @@
 
 #include "yumio/YumIO.h"
 
-#include "yumio/YumIOApplyThread.h"
-#include "yumio/YumIOBuildSearchIndexThread.h"
-#include "yumio/YumIOClearEntriesThread.h"
-#include "yumio/YumIOCollectFileListsThread.h"
-#include "yumio/YumIOCollectOtherDataThread.h"
-#include "yumio/YumIOCollectThread.h"
+#include "progress/ProgressUser.h"
+#include "yumio/YumIODialogsUser.h"
+#include "yumio/YumIOWorker.h"
 
 #include <QEventLoop>
 #include <QTimer>
@@ -23,10 +20,12 @@ bool YumIO::collect(const QHash<QString, bool>& requests)
         return false;
     // The index points at the entries about to go.
     searchIndex_.reset();
-    QEventLoop loop;
-    CollectThread thread(this, loop, requests);
-    execWorkThread(loop, thread);
-    return thread.result();
+    // The worker appends to the catalogue while the table may repaint from a nested event
+    // loop: the table sees it empty until the worker is done.  Only this thread sets the flag.
+    clearing_ = true;
+    const bool collected = runWorker([&] { return collectReal(requests); }, true);
+    clearing_ = false;
+    return collected;
 }
 
 void YumIO::clearEntries()
@@ -34,29 +33,27 @@ void YumIO::clearEntries()
     // The table sees an empty catalogue from now on, while the entries are deleted.
     clearing_ = true;
     searchIndex_.reset();
-    QEventLoop loop;
-    ClearEntriesThread thread(this, loop);
-    execWorkThread(loop, thread);
+    runWorker(
+        [this] {
+            clearEntriesReal();
+            return true;
+        },
+        false);
+    clearing_ = false;
 }
 
 bool YumIO::collectFileLists()
 {
     if (fileListsLoaded_)
         return true;
-    QEventLoop loop;
-    CollectFileListsThread thread(this, loop);
-    execWorkThread(loop, thread);
-    return thread.result();
+    return runWorker([this] { return collectFileListsReal(); }, true);
 }
 
 bool YumIO::collectOtherData()
 {
     if (otherDataLoaded_)
         return true;
-    QEventLoop loop;
-    CollectOtherDataThread thread(this, loop);
-    execWorkThread(loop, thread);
-    return thread.result();
+    return runWorker([this] { return collectOtherDataReal(); }, true);
 }
 
 bool YumIO::buildSearchIndex()
@@ -65,12 +62,10 @@ bool YumIO::buildSearchIndex()
         return true;
     if (!fileListsLoaded_ || !otherDataLoaded_)
         return false;
-    QEventLoop loop;
-    BuildSearchIndexThread thread(this, loop);
-    execWorkThread(loop, thread);
+    const bool built = runWorker([this] { return buildSearchIndexReal(); }, true);
     searchIndex_ = std::move(builtIndex_);
     builtIndex_.reset();
-    return thread.result() && searchIndex_;
+    return built && searchIndex_;
 }
 
 bool YumIO::apply()
@@ -94,16 +89,32 @@ bool YumIO::apply()
         if (!collected)
             return false;
     }
-    QEventLoop loop;
-    ApplyThread thread(this, loop);
-    execWorkThread(loop, thread);
-    return thread.result();
+    return runWorker([this] { return applyReal(); }, true);
 }
 
 void YumIO::cancel()
 {
     cancelled_ = true;
     requestInterrupt();
+}
+
+bool YumIO::runWorker(const std::function<bool()>& body, bool interruptible)
+{
+    // What every worker body needs: the start handshake, the progress and dialog
+    // services, and the interpreter lock for its whole length.
+    const std::function<bool()> prologue = [&] {
+        blocker_.block();
+        Progress::User progress(progress_, totalBar_, itemBar_);
+        YumIODialogsUser dialogs(dialogs_, parent_);
+        PyGILStateWrapper lock(true);
+        if (interruptible)
+            setEnablePythonSIGINTHandler(true);
+        return body();
+    };
+    QEventLoop loop;
+    YumIOWorker worker(prologue, loop);
+    execWorkThread(loop, worker);
+    return worker.result();
 }
 
 void YumIO::execWorkThread(QEventLoop& loop, QThread& thread)

@@ -256,7 +256,7 @@ private Q_SLOTS:
                         "                         for i in range(20000))\n"
                         "    def returnPrco(self, name):\n"
                         "        return [('long(%d)' % i, None, None) for i in range(3000)] if name == 'provides' else []\n");
-            entry.yumObject = PyRef::steal(engine_->pyr("LongPackage()"));
+            entry.yumObject = engine_->pyr("LongPackage()");
         }
 
         Dialog dialog(nullptr);

@@ -216,7 +216,7 @@ private Q_SLOTS:
         for (const char* call : { "collectProgress('a', 1, None)", "collectGrabMeterStart(1, 2, 3)",
                                   "collectGrabMultiMeterNew()", "applyGrabMeterEnd(None, 'x')" }) {
             run(QString("try:\n    %1\n    rejected = False\nexcept TypeError:\n    rejected = True\n").arg(call));
-            const PyRef rejected = PyRef::steal(engine_->pyr("rejected"));
+            const PyRef rejected = engine_->pyr("rejected");
             QVERIFY2(rejected.get() == Py_True, call);
         }
     }

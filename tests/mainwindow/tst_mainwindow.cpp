@@ -436,7 +436,7 @@ void TestMainWindow::cleaning()
     QCOMPARE(cleaned, codes == "{}");
     {
         YumIO::PyGILStateWrapper lock(true);
-        PyRef called = PyRef::steal(engine.pyr("' '.join(calls)"));
+        PyRef called = engine.pyr("' '.join(calls)");
         QCOMPARE(engine.pyStringX(called.get()), calls);
         // A part that raised left no error pending.
         QVERIFY(!PyErr_Occurred());

@@ -61,9 +61,9 @@ QString text(PyObject* object)
     return repr ? QString::fromUtf8(PyUnicode_AsUTF8(repr.get())) : QStringLiteral("<null>");
 }
 
-QString textOf(PyObject* newReference)
+QString textOf(const PyRef& value)
 {
-    return text(PyRef::steal(newReference).get());
+    return text(value.get());
 }
 
 // What the interpreter printed on stderr (the walkback) while `call` ran.
@@ -72,7 +72,7 @@ QString stderrOf(Python* python, Call call)
 {
     python->py("import io, sys\n_savedStderr = sys.stderr\nsys.stderr = io.StringIO()");
     call();
-    PyRef printed = PyRef::steal(python->pyr("sys.stderr.getvalue()"));
+    PyRef printed = python->pyr("sys.stderr.getvalue()");
     python->py("sys.stderr = _savedStderr");
     return QString::fromUtf8(python->pyString(printed.get()));
 }
@@ -189,7 +189,7 @@ private Q_SLOTS:
             QVERIFY(!found);
             return;
         }
-        PyRef expected = PyRef::steal(python->pyr(sameAs.constData()));
+        PyRef expected = python->pyr(sameAs.constData());
         QVERIFY(found && expected);
         QVERIFY2(PyObject_RichCompareBool(found, expected.get(), Py_EQ) == 1,
                  qPrintable(text(found)));
@@ -219,9 +219,9 @@ private Q_SLOTS:
     void callFailures()
     {
         PyObject* holder = python->pyLookup("orvotest.holder", false);
-        QVERIFY(!PyRef::steal(python->pyCall("orvotest.nothing", "()")));
-        QVERIFY(!PyRef::steal(python->pyMethodCall(nullptr, "join", "()")));
-        QVERIFY(!PyRef::steal(python->pyMethodCall(holder, "attr", "()")));
+        QVERIFY(!python->pyCall("orvotest.nothing", "()"));
+        QVERIFY(!python->pyMethodCall(nullptr, "join", "()"));
+        QVERIFY(!python->pyMethodCall(holder, "attr", "()"));
         QCOMPARE(python->errors,
                  QStringList({"Internal error: nothing not found\n",
                               "Internal error: orvotest.nothing not found\n",
@@ -233,7 +233,7 @@ private Q_SLOTS:
     void expectedExceptions()
     {
         auto fail = [this](const char* kind) {
-            return PyRef::steal(python->pyCall("orvotest.fail", "(s,s)", kind, "boom"));
+            return python->pyCall("orvotest.fail", "(s,s)", kind, "boom");
         };
         python->pyExceptStart();
         python->pyExceptExpect(PyExc_KeyError);

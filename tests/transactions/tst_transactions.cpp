@@ -136,7 +136,7 @@ class TestTransactions final : public QObject
     QString handed()
     {
         YumIO::PyGILStateWrapper lock(true);
-        PyRef value = PyRef::steal(engine_->pyr("handed"));
+        PyRef value = engine_->pyr("handed");
         return value.get() == Py_None ? QString("(nothing)") : engine_->pyStringX(value.get());
     }
 

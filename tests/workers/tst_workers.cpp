@@ -27,6 +27,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -136,26 +137,7 @@ class TestWorkers : public QObject
     YumIO* engine_ = nullptr;
     RecordingPresenter presenter_;
 
-    // Runs body on a worker as the engine's bodies run: after the start handshake, with
-    // progress and dialogs of its own, holding the interpreter lock. Like the engine's own
-    // workers, it ends the graphical thread's waiting loop when it returns.
-    bool runProtocolBody(const std::function<bool()>& body)
-    {
-        QEventLoop loop;
-        bool result = false;
-        std::unique_ptr<QThread> thread(QThread::create([&] {
-            engine_->blocker().block();
-            {
-                Progress::User progress(engine_->progressSlot(), engine_->totalBar(), engine_->itemBar());
-                YumIODialogsUser dialogs(engine_->dialogsSlot(), engine_->dialogParent());
-                Python::PyGILStateWrapper lock(true);
-                result = body();
-            }
-            loop.exit(0);
-        }));
-        engine_->execWorkThread(loop, *thread);
-        return result;
-    }
+    bool runProtocolBody(const std::function<bool()>& body) { return engine_->runWorker(body, false); }
 
     // The entries from mark on, each as its kind's number and its text.
     QStringList entryTexts(int mark)
@@ -291,11 +273,12 @@ private Q_SLOTS:
     void whileWaiting()
     {
         QStringList seen;
-        bool barSeen = false;
+        // Set on the graphical thread, read on the worker.
+        std::atomic<bool> barSeen { false };
         QVERIFY(!signalBlocked(SIGCHLD));
         QVERIFY(runProtocolBody([&] {
             const int held = PyGILState_Check();
-            PyRef probe = PyRef::steal(engine_->pyCall("workerProbe", "(i)", 41));
+            PyRef probe = engine_->pyCall("workerProbe", "(i)", 41);
             // Script code runs with Python's interrupt handler; the end of the wait removes it.
             engine_->setEnablePythonSIGINTHandler(true);
             seen << QString("worker lock %1 probe %2 SIGCHLD blocked %3")
@@ -305,7 +288,7 @@ private Q_SLOTS:
                 onGuiThread([&] { barSeen = total_.isEnabled() && total_.maximum() == 10; });
             onGuiThread([&] {
                 seen << QString("gui lock %1 SIGCHLD blocked %2 bar %3 %4")
-                            .arg(PyGILState_Check()).arg(int(signalBlocked(SIGCHLD))).arg(int(barSeen)).arg(total_.activity());
+                            .arg(PyGILState_Check()).arg(int(signalBlocked(SIGCHLD))).arg(int(barSeen.load())).arg(total_.activity());
             });
             return true;
         }));
@@ -406,7 +389,7 @@ private Q_SLOTS:
         const bool collected = engine_->collect({});
         engine_->py("interruptAt = None");
         QVERIFY(!collected);
-        PyRef ticks = PyRef::steal(engine_->pyr("ticks"));
+        PyRef ticks = engine_->pyr("ticks");
         QCOMPARE(ticks ? PyLong_AsLong(ticks.get()) : -1L, 3L);
         QCOMPARE(presenter_.dialogs.size(), 1);
         QVERIFY2(presenter_.dialogs[0].text.startsWith("Unable to collect updatable packages: KeyboardInterrupt\n\n"),

@@ -46,7 +46,7 @@ class TestYumIO final : public QObject
     YumIO* engine_ = nullptr;
     RecordingPresenter presenter_;
 
-    PyObject* eval(const char* expression) { return engine_->pyr(expression); }
+    PyRef eval(const char* expression) { return engine_->pyr(expression); }
 
 private Q_SLOTS:
     void initTestCase()
@@ -164,8 +164,8 @@ private Q_SLOTS:
         engine_->log(Log::Error, 0, "an older error that is not part of this call");
         engine_->pyExceptStart();
         engine_->commExceptSetup();
-        PyRef result = PyRef::steal(engine_->pyMethodCall(engine_->scriptObject(), "fail", "(ss)",
-                                                          kind.toUtf8().constData(), value.toUtf8().constData()));
+        PyRef result = engine_->pyMethodCall(engine_->scriptObject(), "fail", "(ss)",
+                                             kind.toUtf8().constData(), value.toUtf8().constData());
         QVERIFY(!result);
         QCOMPARE(engine_->commExceptRaised(result.get(), "collect things"), raised);
         engine_->pyExceptClear();
@@ -245,17 +245,17 @@ private Q_SLOTS:
     void conversions()
     {
         QCOMPARE(QString(engine_->timeFormat(1700000000)), QString("Tue Nov 14 22:13:20 2023"));
-        PyRef package = PyRef::steal(eval("Package({'summary': 'A summary\\n\\n', 'buildtime': '1700000000'})"));
+        PyRef package = eval("Package({'summary': 'A summary\\n\\n', 'buildtime': '1700000000'})");
         QVERIFY(package);
         QCOMPARE(engine_->simpleString(package.get(), "summary"), QString("A summary"));
         // A missing tag is no error.
         QCOMPARE(engine_->simpleString(package.get(), "vendor"), QString());
         QCOMPARE(engine_->buildTimeOf(package.get()), 1700000000LL);
 
-        PyRef unicode = PyRef::steal(eval("'gr\\u00fc\\u00dfe'"));
+        PyRef unicode = eval("'gr\\u00fc\\u00dfe'");
         QCOMPARE(engine_->pyString(unicode.get()), QString::fromUtf8("grüße"));
         QVERIFY(presenter_.dialogs.isEmpty());
-        PyRef number = PyRef::steal(eval("3"));
+        PyRef number = eval("3");
         QCOMPARE(engine_->pyString(number.get()), QString());
         QCOMPARE(engine_->pyStringX(number.get()), QString("3"));
         QCOMPARE(presenter_.dialogs.value(0).text, QString("Internal error: YumIO::pyString did not understand type"));
@@ -281,7 +281,7 @@ private Q_SLOTS:
         QFETCH(QString, expression);
         QFETCH(qlonglong, size);
         QFETCH(QString, error);
-        PyRef package = PyRef::steal(eval(expression.toUtf8().constData()));
+        PyRef package = eval(expression.toUtf8().constData());
         QVERIFY(package);
         QCOMPARE(engine_->sizeOf(package.get()), size);
         QCOMPARE(presenter_.dialogs.value(0).text, error);
@@ -294,7 +294,7 @@ private Q_SLOTS:
             { "NoStr()", "*Obj-no-str*" },
         };
         for (const auto& row : rows) {
-            PyRef object = PyRef::steal(eval(row.first));
+            PyRef object = eval(row.first);
             QVERIFY2(object, row.first);
             QCOMPARE(QString(engine_->pyDescribe(object.get())), QString(row.second));
         }
@@ -344,7 +344,7 @@ private Q_SLOTS:
         // An entry that still holds its object says so, once per process, and keeps the
         // reference rather than release it without the interpreter lock.
         QVERIFY(!Package::Entry::extantReported());
-        PyRef object = PyRef::steal(eval("object()"));
+        PyRef object = eval("object()");
         const Py_ssize_t references = Py_REFCNT(object.get());
         std::fflush(stderr);
         const int savedStderr = dup(2);
@@ -381,6 +381,55 @@ private Q_SLOTS:
         engine_->setClearing(false);
         QCOMPARE(engine_->count(), 2);
         // The engine deletes its entries when it ends.
+    }
+
+    // The callback module and the tests' stand-in for it follow the one contract: same
+    // names and formats, and each refuses the same malformed calls (wrong count, wrong
+    // type, out of range) in the same way.  Only refused calls are made, so no callback
+    // body runs.
+    void callbackContract()
+    {
+        QString table;
+        for (const YumIOC::Callback& callback : YumIOC::callbacks())
+            table += QString("'%1': %2, ").arg(callback.name,
+                                               callback.takesArguments ? QString("'%1'").arg(callback.format) : "None");
+        const QByteArray fakeDir = qgetenv("ORVO_FAKE_YUMIOC");
+        QVERIFY(!fakeDir.isEmpty());
+        const QByteArray quoted = QByteArray("'") + fakeDir + "'";
+        engine_->pyf("import sys\nif %s not in sys.path: sys.path.insert(0, %s)\n", quoted.constData(),
+                     quoted.constData());
+        engine_->pyf("contract = {%s}\n", table.toUtf8().constData());
+        engine_->py("import yumIOC, fakeyumioc\n"
+                    "fake = fakeyumioc.make_module(fakeyumioc.Recorder())\n"
+                    "def outcome(fn, args):\n"
+                    "    try:\n"
+                    "        fn(*args)\n"
+                    "        return 'accepted'\n"
+                    "    except (TypeError, OverflowError) as e:\n"
+                    "        return type(e).__name__\n"
+                    "def probes(fmt):\n"
+                    "    good = [{'s': 'x', 'l': 1, 'L': 1}.get(c) for c in fmt or '']\n"
+                    "    yield good + [None]\n"
+                    "    if good:\n"
+                    "        yield good[:-1]\n"
+                    "    for i, c in enumerate(fmt or ''):\n"
+                    "        if c != 'O':\n"
+                    "            yield good[:i] + [[]] + good[i + 1:]\n"
+                    "        if c in 'lL':\n"
+                    "            yield good[:i] + [2 ** 70] + good[i + 1:]\n"
+                    "differences = sorted(set(contract) ^ set(fakeyumioc.FORMATS))\n"
+                    "differences += [n for n in contract if n not in dir(yumIOC)]\n"
+                    "differences += [n for n, f in contract.items() if fakeyumioc.FORMATS.get(n, f) != f]\n"
+                    "for n, f in contract.items():\n"
+                    "    if f != '*':\n"
+                    "        for args in probes(f):\n"
+                    "            real, standIn = outcome(getattr(yumIOC, n), args), outcome(getattr(fake, n), args)\n"
+                    "            if real != standIn or real == 'accepted':\n"
+                    "                differences.append('%s%r: %s / %s' % (n, tuple(args), real, standIn))\n");
+        PyRef differences = engine_->pyr("'\\n'.join(differences)");
+        QVERIFY(differences);
+        QCOMPARE(engine_->pyString(differences.get()), QString());
+        QCOMPARE(int(YumIOC::callbacks().size()), 31);
     }
 };
 
