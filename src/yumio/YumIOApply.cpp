@@ -217,7 +217,7 @@ bool YumIO::applyLists(PyObject* installs, PyObject* updates, PyObject* removes)
         }
     }
     if (requests && PyObject_Length(requests.get()) > 0) {
-        PyRef set = PyRef::steal(pyMethodCall(yumIO_.get(), "requestVersions", "(O)", requests.get()));
+        PyRef set = pyMethodCall(yumIO_.get(), "requestVersions", "(O)", requests.get());
         if (!set) {
             handleException();
             return false;

@@ -45,8 +45,7 @@ QStringList YumIOVersions::olderVersions(Package::Entry* entry)
     if (!installed || !yumIO_->scriptObject() || !installed->yumObject)
         return versions;
     Python::PyGILStateWrapper lock(true);
-    PyRef found = PyRef::steal(
-        yumIO_->pyMethodCall(yumIO_->scriptObject(), "olderVersions", "(O)", installed->yumObject.get()));
+    PyRef found = yumIO_->pyMethodCall(yumIO_->scriptObject(), "olderVersions", "(O)", installed->yumObject.get());
     for (const PyRef& v : itemsOf(found.get()))
         versions << yumIO_->pyStringX(v.get());
     PyErr_Clear();
@@ -59,8 +58,7 @@ bool YumIOVersions::reinstallable(Package::Entry* entry)
     if (!installed || !yumIO_->scriptObject() || !installed->yumObject)
         return false;
     Python::PyGILStateWrapper lock(true);
-    PyRef answer = PyRef::steal(
-        yumIO_->pyMethodCall(yumIO_->scriptObject(), "reinstallable", "(O)", installed->yumObject.get()));
+    PyRef answer = yumIO_->pyMethodCall(yumIO_->scriptObject(), "reinstallable", "(O)", installed->yumObject.get());
     const bool yes = answer && PyObject_IsTrue(answer.get()) == 1;
     PyErr_Clear();
     return yes;
@@ -72,7 +70,7 @@ QVector<YumIOVersions::Transaction> YumIOVersions::transactions()
     if (!yumIO_->scriptObject())
         return out;
     Python::PyGILStateWrapper lock(true);
-    PyRef rows = PyRef::steal(yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyTransactions", "()"));
+    PyRef rows = yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyTransactions", "()");
     if (!rows)
         yumIO_->handleException();
     for (const PyRef& row : itemsOf(rows.get())) {
@@ -97,7 +95,7 @@ QVector<YumIOVersions::Item> YumIOVersions::items(int id)
     if (!yumIO_->scriptObject())
         return out;
     Python::PyGILStateWrapper lock(true);
-    PyRef rows = PyRef::steal(yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyPackages", "(i)", id));
+    PyRef rows = yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyPackages", "(i)", id);
     if (!rows)
         yumIO_->handleException();
     for (const PyRef& row : itemsOf(rows.get())) {
@@ -125,7 +123,7 @@ int YumIOVersions::undo(int id, QStringList& missing)
     QVector<Mark> marks;
     {
         Python::PyGILStateWrapper lock(true);
-        PyRef result = PyRef::steal(yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyUndo", "(i)", id));
+        PyRef result = yumIO_->pyMethodCall(yumIO_->scriptObject(), "historyUndo", "(i)", id);
         PyObject* markList = nullptr;
         PyObject* missingList = nullptr;
         if (!result || !PyArg_ParseTuple(result.get(), "OO", &markList, &missingList)) {
@@ -177,7 +175,7 @@ QStringList YumIOVersions::addPackageFiles(const QStringList& paths)
         if (text)
             PyList_Append(list.get(), text.get());
     }
-    PyRef result = PyRef::steal(yumIO_->pyMethodCall(yumIO_->scriptObject(), "addPackageFiles", "(O)", list.get()));
+    PyRef result = yumIO_->pyMethodCall(yumIO_->scriptObject(), "addPackageFiles", "(O)", list.get());
     if (!result) {
         yumIO_->handleException();
         problems << QObject::tr("Unable to add package files");

@@ -56,13 +56,8 @@ private Q_SLOTS:
     void initTestCase()
     {
         QString why;
-        QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
-        std::signal(SIGINT, SIG_DFL);
-        YumIODialogsPresenter::install(&presenter_);
-        engine_ = new YumIO;
-        engine_->setup(nullptr, nullptr, nullptr);
-        QVERIFY(engine_->initialize());
-        QVERIFY(engine_->collect({}));
+        engine_ = startSandboxEngine(root_.path(), &presenter_, why);
+        QVERIFY2(engine_, qPrintable(why));
         QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text));
         QVERIFY(engine_->yumLocked());
         first_ = dump(*engine_);
@@ -70,10 +65,7 @@ private Q_SLOTS:
 
     void cleanupTestCase()
     {
-        if (engine_)
-            engine_->clearEntriesBeforeQuit();
-        delete engine_;
-        YumIODialogsPresenter::install(nullptr);
+        stopSandboxEngine(engine_);
     }
 
     void init() { presenter_.dialogs.clear(); }

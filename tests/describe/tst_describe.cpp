@@ -63,24 +63,16 @@ private Q_SLOTS:
     void initTestCase()
     {
         QString why;
-        QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
-        std::signal(SIGINT, SIG_DFL);
-        YumIODialogsPresenter::install(&presenter_);
+        engine_ = startSandboxEngine(root_.path(), &presenter_, why);
+        QVERIFY2(engine_, qPrintable(why));
         conf_ = new YumConfIO(requests_, used_);
         QVERIFY(conf_->read(nullptr));
-        engine_ = new YumIO;
-        engine_->setup(nullptr, nullptr, nullptr);
-        QVERIFY(engine_->initialize());
-        QVERIFY(engine_->collect({}));
     }
 
     void cleanupTestCase()
     {
-        if (engine_)
-            engine_->clearEntriesBeforeQuit();
-        delete engine_;
+        stopSandboxEngine(engine_);
         delete conf_;
-        YumIODialogsPresenter::install(nullptr);
     }
 
     void cleanup() { QVERIFY2(presenter_.dialogs.isEmpty(), qPrintable(presenter_.dialogs.value(0).text)); }

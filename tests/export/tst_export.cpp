@@ -190,21 +190,13 @@ private Q_SLOTS:
     {
         QVERIFY(root_.isValid());
         QString why;
-        QVERIFY2(useSandboxCopy(root_.path(), why), qPrintable(why));
-        std::signal(SIGINT, SIG_DFL);
-        YumIODialogsPresenter::install(&presenter_);
-        engine_ = new YumIO;
-        engine_->setup(nullptr, nullptr, nullptr);
-        QVERIFY(engine_->initialize());
-        QVERIFY(engine_->collect({}));
+        engine_ = startSandboxEngine(root_.path(), &presenter_, why);
+        QVERIFY2(engine_, qPrintable(why));
     }
 
     void cleanupTestCase()
     {
-        if (engine_)
-            engine_->clearEntriesBeforeQuit();
-        delete engine_;
-        YumIODialogsPresenter::install(nullptr);
+        stopSandboxEngine(engine_);
     }
 
     void init()

@@ -1,8 +1,13 @@
 #include "SandboxRoot.h"
 
+#include "yumio/YumIO.h"
+#include "yumio/YumIODialogsPresenter.h"
+
 #include <QFile>
 #include <QProcess>
 #include <QString>
+
+#include <csignal>
 
 bool useSandboxCopy(const QString& dir, QString& why)
 {
@@ -17,4 +22,29 @@ bool useSandboxCopy(const QString& dir, QString& why)
     }
     qputenv("ORVOROOT", dir.toLocal8Bit());
     return true;
+}
+
+YumIO* startSandboxEngine(const QString& dir, YumIODialogsPresenter* presenter, QString& why)
+{
+    if (!useSandboxCopy(dir, why))
+        return nullptr;
+    // The interpreter's handler would turn a test runner's interrupt into a hang.
+    std::signal(SIGINT, SIG_DFL);
+    YumIODialogsPresenter::install(presenter);
+    auto* engine = new YumIO;
+    engine->setup(nullptr, nullptr, nullptr);
+    if (!engine->initialize() || !engine->collect({})) {
+        why = QStringLiteral("the engine did not start on the sandbox system");
+        stopSandboxEngine(engine);
+        return nullptr;
+    }
+    return engine;
+}
+
+void stopSandboxEngine(YumIO* engine)
+{
+    if (engine)
+        engine->clearEntriesBeforeQuit();
+    delete engine;
+    YumIODialogsPresenter::install(nullptr);
 }

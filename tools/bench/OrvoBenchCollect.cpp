@@ -84,8 +84,7 @@ int main(int argc, char** argv)
         }
         QElapsedTimer step;
         step.start();
-        PyRef result = PyRef::steal(engine->pyMethodCall(engine->scriptObject(), "collectAdvisories", "(O)",
-                                                         updates.get()));
+        PyRef result = engine->pyMethodCall(engine->scriptObject(), "collectAdvisories", "(O)", updates.get());
         std::printf("advisories=%d\nfixed_updates=%d\nadvisories_ms=%lld\n", engine->advisories().count(), fixed,
                     result ? step.elapsed() : -1LL);
     }
