@@ -151,6 +151,10 @@ int YumIOVersions::undo(int id, QStringList& missing)
         } else if (m.action == QLatin1String("downgrade") && installedOf(entry)) {
             entry->action = Package::Downgrade;
             entry->targetVerRel = m.verRel;
+        } else if (m.action == QLatin1String("update") && entry->state == Package::AvailableForUpdate
+                   && entry->verRel == m.verRel) {
+            entry->action = Package::Update;
+            entry->targetVerRel.clear();
         } else if (m.action == QLatin1String("install") && entry->state == Package::AvailableForInstallation) {
             entry->action = Package::Install;
             // The row shows the newest version; the removed one may be older.

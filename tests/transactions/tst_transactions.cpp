@@ -362,21 +362,32 @@ private Q_SLOTS:
     // system stays; applied again, the transaction is undone.
     void undo_data()
     {
+        QTest::addColumn<QStringList>("first"); // applied with Orvo before undoing the newest
         QTest::addColumn<int>("id");
         QTest::addColumn<QStringList>("marks");
         QTest::addColumn<QStringList>("missing");
         QTest::addColumn<QStringList>("added");
         QTest::addColumn<QStringList>("removed");
-        QTest::newRow("an update goes back") << 4 << QStringList { "olive:Downgrade:1.0-1" } << QStringList()
-                                             << QStringList { "olive-1.0-1.noarch" } << QStringList { "olive-2.0-1.noarch" };
-        QTest::newRow("a removal is installed again") << 3 << QStringList { "sage:Install:" } << QStringList()
-                                                      << QStringList { "sage-1.0-1.noarch" } << QStringList();
-        QTest::newRow("a version no longer available")
-            << 2 << QStringList() << QStringList { "olive-0.9-1.noarch" } << QStringList() << QStringList();
+        QTest::newRow("an update goes back")
+            << QStringList() << 4 << QStringList { "olive:Downgrade:1.0-1" } << QStringList()
+            << QStringList { "olive-1.0-1.noarch" } << QStringList { "olive-2.0-1.noarch" };
+        QTest::newRow("a removal is installed again") << QStringList() << 3 << QStringList { "sage:Install:" }
+                                                      << QStringList() << QStringList { "sage-1.0-1.noarch" }
+                                                      << QStringList();
+        QTest::newRow("a version no longer available") << QStringList() << 2 << QStringList()
+                                                       << QStringList { "olive-0.9-1.noarch" } << QStringList()
+                                                       << QStringList();
+        QTest::newRow("what Orvo installed is removed")
+            << QStringList { "melon:Install" } << 0 << QStringList { "melon:Remove:", "melon-libs:Remove:" }
+            << QStringList() << QStringList() << QStringList { "melon-1.0-1.x86_64", "melon-libs-1.0-1.x86_64" };
+        QTest::newRow("a downgrade is updated again")
+            << QStringList { "olive:Downgrade=1.0-1" } << 0 << QStringList { "olive:Update:" } << QStringList()
+            << QStringList { "olive-2.0-1.noarch" } << QStringList { "olive-1.0-1.noarch" };
     }
 
     void undo()
     {
+        QFETCH(QStringList, first);
         QFETCH(int, id);
         QFETCH(QStringList, marks);
         QFETCH(QStringList, missing);
@@ -384,6 +395,15 @@ private Q_SLOTS:
         QFETCH(QStringList, removed);
 
         YumIOVersions versions(engine_);
+        if (!first.isEmpty()) {
+            mark(first);
+            QVERIFY(engine_->apply());
+            QVERIFY(engine_->clear() && engine_->collect({}));
+            QVERIFY(errorDialogs().isEmpty());
+            before_ = rpmInstalled();
+            id = versions.transactions().value(0).id;
+            QVERIFY(id > 4);
+        }
         QStringList gone;
         QCOMPARE(versions.undo(id, gone), int(marks.size()));
         QCOMPARE(gone, missing);

@@ -92,7 +92,7 @@ def undo(persistdir, query, tid):
 
     What it installed is removed where it is still installed; what it removed is
     installed again at the same version; what it updated goes back to the version it
-    replaced.  Versions that no repository offers any more are named, not marked."""
+    replaced, and what it downgraded is updated to the newest version again.  Versions that no repository offers any more are named, not marked."""
     swdb = _open(persistdir)
     if swdb is None:
         return [], []
@@ -107,7 +107,7 @@ def undo(persistdir, query, tid):
     missing = []
     replaced = {}
     for i in items:
-        if i.action == T.TransactionItemAction_UPGRADED:
+        if i.action in (T.TransactionItemAction_UPGRADED, T.TransactionItemAction_DOWNGRADED):
             replaced[(i.name, i.arch)] = i
     for i in items:
         if i.action in _INSTALLED:
@@ -129,6 +129,16 @@ def undo(persistdir, query, tid):
                 continue
             if available.filter(name=old.name, arch=old.arch, evr=old.evr):
                 marks.append(("downgrade", old.name, old.arch, _verRel(old)))
+            else:
+                missing.append("%s-%s.%s" % (old.name, _verRel(old), old.arch))
+        elif i.action == T.TransactionItemAction_DOWNGRADE:
+            old = replaced.get((i.name, i.arch))
+            if old is None or not installed.filter(name=i.name, arch=i.arch, evr=i.evr):
+                continue
+            # An update takes the newest version: only that one can be gone back to.
+            newest = available.filter(name=old.name, arch=old.arch).latest()
+            if any(p.evr == old.evr for p in newest):
+                marks.append(("update", old.name, old.arch, _verRel(old)))
             else:
                 missing.append("%s-%s.%s" % (old.name, _verRel(old), old.arch))
     return marks, missing
