@@ -17,7 +17,8 @@ SUBST = {"releasever": "1", "basearch": "x86_64"}
     (b"[main\ngpgcheck=0\n", True, ""),
 ])
 def test_repository_text_checked(script, text, main, refused):
-    message = script["_checkRepoText"](SUBST, text, "/etc/yum.repos.d/check.repo", main)
+    from yumio import configuration
+    message = configuration._checkRepoText(SUBST, text, "/etc/yum.repos.d/check.repo", main)
     if refused is None:
         assert message == ""
     else:

@@ -48,7 +48,8 @@ def test_main_file_order(script, tmp_path, files, chosen):
     for f in files:
         (tmp_path / f).parent.mkdir(parents=True, exist_ok=True)
         (tmp_path / f).write_text("[main]\n")
-    assert script["_mainConfFile"](str(tmp_path)) == str(tmp_path / chosen)
+    from yumio import configuration
+    assert configuration._mainConfFile(str(tmp_path)) == str(tmp_path / chosen)
 
 
 @pytest.mark.parametrize("path,inside", [
@@ -62,7 +63,8 @@ def test_paths_stay_inside_root(script, tmp_path, path, inside):
     (root / "srv/repos").mkdir(parents=True)
     os.symlink("/srv/repos", str(root / "etc/yum.repos.d"))
     os.symlink("../../../..", str(root / "etc/up"))
-    assert script["_inRoot"](str(root), path) == os.path.join(str(root), inside)
+    from yumio import configuration
+    assert configuration.inRoot(str(root), path) == os.path.join(str(root), inside)
 
 
 def test_repository_reading_callbacks(shared):
@@ -108,7 +110,8 @@ def test_other_data_then_cleaning(new_session):
 def test_errors_mapped_by_what_happened(script, raised, expected):
     """dnf's failures become the yum class that names what happened."""
     error = eval(raised, script)
-    mapped = script["_yumError"](error)
+    from yumio import errors
+    mapped = errors.yumError(error)
     assert type(mapped) is getattr(script["Errors"], expected) and str(mapped) == str(error)
 
 
@@ -121,6 +124,7 @@ def test_interrupt_in_download_callback_stays_an_interrupt(script, new_session, 
     monkeypatch.setattr(sys.modules["yumIOC"], "collectGrabMeterUpdate", interrupted)
     with pytest.raises(KeyboardInterrupt):
         s.io.setupRepos()
-    later = script["_yumError"](script["dnf"].exceptions.RepoError("Cannot find a valid baseurl"))
+    from yumio import errors
+    later = errors.yumError(script["dnf"].exceptions.RepoError("Cannot find a valid baseurl"))
     assert type(later) is script["Errors"].RepoError
 
