@@ -372,6 +372,8 @@ class _Collected(object):
 class Catalogue(object):
     """Reading the catalogue and cleaning its cache."""
 
+    # ---- repositories ------------------------------------------------
+
     def _fillSack(self):
         self._fixDbPath()
         self.skippedRepos = []
@@ -439,6 +441,7 @@ class Catalogue(object):
         LOCK.take()
         self._fillSack()
 
+    # ---- packages ------------------------------------------------------
 
     def _wrap(self, pkg):
         key = (str(pkg), pkg.reponame)

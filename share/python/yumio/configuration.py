@@ -323,6 +323,7 @@ class Configuration(object):
         return _checkRepoText(self._base.conf.substitutions if self._base else {},
                               bytes(text), shown, bool(mainFile))
 
+    # ---- repositories ------------------------------------------------
 
     def _repo(self, rid):
         if rid not in self._base.repos:

@@ -139,7 +139,6 @@ class Transactions(object):
     def setupTs(self):
         self.tsInfo = TransactionInfo()
 
-
     def _installCode(self, pkg):
         """yum's code for a package that rpm installs."""
         if getattr(self, "_obsoleting", None) and str(pkg) in self._obsoleting:
@@ -147,8 +146,6 @@ class Transactions(object):
         if pkg.name in self._installonlyNames():
             return TS_TRUEINSTALL
         return TS_INSTALL
-
-    # ---- transactions --------------------------------------------------
 
     def makelists(self):
         return self.tsInfo.makelists()
