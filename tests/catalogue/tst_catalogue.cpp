@@ -216,7 +216,8 @@ private Q_SLOTS:
         // An available package whose name cannot be read.
         {
             YumIO::PyGILStateWrapper lock(true);
-            engine_->py("class _Nameless(object):\n"
+            engine_->py("import yumio.catalogue\n"
+                        "class _Nameless(object):\n"
                         "    arch = 'x86_64'\n"
                         "    @property\n"
                         "    def name(self):\n"
@@ -228,13 +229,14 @@ private Q_SLOTS:
                         "    every.available.append(_Nameless())\n"
                         "    return every\n"
                         "YumIO.collectAll = _withNameless\n");
+            // The script object inherits the method from the catalogue part.
             if (!bulk)
-                engine_->py("del YumIO.collectRows\n");
+                engine_->py("del yumio.catalogue.Catalogue.collectRows\n");
         }
         const bool collected = recollect({});
         {
             YumIO::PyGILStateWrapper lock(true);
-            engine_->py("YumIO.collectAll = _collectAll\nYumIO.collectRows = _bulkRows\n");
+            engine_->py("YumIO.collectAll = _collectAll\nyumio.catalogue.Catalogue.collectRows = _bulkRows\n");
         }
         QVERIFY(collected);
         QCOMPARE(presenter_.dialogs.size(), 1);

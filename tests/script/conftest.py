@@ -66,6 +66,20 @@ def installed(root):
     return sorted(res.stdout.split())
 
 
+def ordered(names):
+    """The calls, with repeated tsEvent calls and everything logged folded away."""
+    out = []
+    for n in names:
+        if n not in ("log", "errorlog", "stdoutWrite", "stderrWrite") and not (n == "tsEvent" and out[-1:] == [n]):
+            out.append(n)
+    return out
+
+
+def add_repo(root, repoid, baseurl, extra=""):
+    with open(os.path.join(root, "etc/yum.repos.d/%s.repo" % repoid), "w") as fh:
+        fh.write("[%s]\nname=%s\nbaseurl=%s\nenabled=1\ngpgcheck=0\n%s" % (repoid, repoid, baseurl, extra))
+
+
 class Session(object):
     """A script object on its own copy of the sandbox root."""
 

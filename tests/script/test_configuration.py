@@ -1,6 +1,10 @@
-"""The package manager's own reading of repository text before a file is replaced."""
+"""The root's configuration as the package manager reads it, paths kept inside the root."""
+
+import os
 
 import pytest
+
+from conftest import copy_root
 
 SUBST = {"releasever": "1", "basearch": "x86_64"}
 
@@ -17,7 +21,8 @@ SUBST = {"releasever": "1", "basearch": "x86_64"}
     (b"[main\ngpgcheck=0\n", True, ""),
 ])
 def test_repository_text_checked(script, text, main, refused):
-    message = script["_checkRepoText"](SUBST, text, "/etc/yum.repos.d/check.repo", main)
+    from yumio import configuration
+    message = configuration._checkRepoText(SUBST, text, "/etc/yum.repos.d/check.repo", main)
     if refused is None:
         assert message == ""
     else:
@@ -25,28 +30,47 @@ def test_repository_text_checked(script, text, main, refused):
         assert "orvo-check-" not in message
 
 
-def test_refresh_reads_changed_metadata(new_session, sandbox, tmp_path, script):
-    from test_transactions import add_repo
-    from conftest import copy_root
-    import os
-    import shutil
+def test_configuration_inside_root(shared):
+    conf, root = shared.io.conf, shared.root
+    with open("/etc/os-release") as fh:
+        version = [line.split("=", 1)[1].strip().strip('"') for line in fh if line.startswith("VERSION_ID=")][0]
+    assert (conf.yumvar["basearch"], conf.yumvar["releasever"]) == ("x86_64", version)
+    assert conf.reposdir == [os.path.join(root, "etc/yum.repos.d")]
+    assert conf.cachedir == os.path.join(root, "var/cache/yum/x86_64", version)
+    assert conf.persistdir.startswith(root) and os.listdir(conf.cachedir)
+
+
+@pytest.mark.parametrize("files,chosen", [
+    (["etc/yum/yum.conf", "etc/yum.conf", "etc/dnf/dnf.conf"], "etc/yum/yum.conf"),
+    (["etc/dnf/dnf.conf"], "etc/dnf/dnf.conf"),
+])
+def test_main_file_order(script, tmp_path, files, chosen):
+    for f in files:
+        (tmp_path / f).parent.mkdir(parents=True, exist_ok=True)
+        (tmp_path / f).write_text("[main]\n")
+    from yumio import configuration
+    assert configuration._mainConfFile(str(tmp_path)) == str(tmp_path / chosen)
+
+
+@pytest.mark.parametrize("path,inside", [
+    ("/etc/../../x/", "x"),
+    ("/etc/yum.repos.d/a.repo", "srv/repos/a.repo"),
+    ("/etc/up/cache/$basearch", "cache/$basearch"),
+])
+def test_paths_stay_inside_root(script, tmp_path, path, inside):
+    root = tmp_path / "root"
+    (root / "etc").mkdir(parents=True)
+    (root / "srv/repos").mkdir(parents=True)
+    os.symlink("/srv/repos", str(root / "etc/yum.repos.d"))
+    os.symlink("../../../..", str(root / "etc/up"))
+    from yumio import configuration
+    assert configuration.inRoot(str(root), path) == os.path.join(str(root), inside)
+
+
+def test_malformed_main_file_ends_construction(new_session, recorder, sandbox, tmp_path):
     root = copy_root(sandbox, tmp_path)
-    repo = str(tmp_path / "moving")
-    shutil.copytree(os.path.join(sandbox, "repos/base"), repo)
-    add_repo(root, "orvo-moving", "file://" + repo)
-    versions = []
-    for expire in (False, False, True):
-        s = new_session(root)
-        s.io.disableRepo("orvo-updates")
-        s.io.disableRepo("orvo-base")
-        if expire:
-            script["expireMetadata"]()
-        s.io.setupRepos()
-        versions.append(sorted(str(p) for p in s.io.collectUpdates() if p.name == "pear"))
-        s.io.unlock()
-        # the repository is replaced by a newer one after the first collection
-        shutil.rmtree(repo)
-        shutil.copytree(os.path.join(sandbox, "repos/updates"), repo)
-    # within the cache's lifetime a start keeps what it read; Refresh reads the new
-    assert versions[0] == versions[1] == []
-    assert versions[2] and "1.1-1" in versions[2][0]
+    with open(os.path.join(root, "etc/yum.conf"), "w") as fh:
+        fh.write("[main\ncachedir=/x\n")
+    with pytest.raises(SystemExit):
+        new_session(root)
+    assert recorder.of("errorlog")

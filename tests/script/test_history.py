@@ -73,6 +73,7 @@ def test_listing_tells_downgrade_from_reinstall(fresh, recorder):
 
 
 def test_package_files_checked_added_and_installed(sandbox, new_session, tmp_path, script):
+    from yumio import localfiles
     s = new_session().collect()
     bad = tmp_path / "bad.rpm"
     bad.write_bytes(b"not a package")
@@ -94,10 +95,11 @@ def test_package_files_checked_added_and_installed(sandbox, new_session, tmp_pat
         third = new_session(s.root).collect()
         assert "nectar-1.0-1.x86_64" not in third.available
     finally:
-        script["_localfiles"].forget()
+        localfiles.forget()
 
 
 def test_package_file_signature_checked_when_configured(sandbox, new_session, script, Errors):
+    from yumio import localfiles
     s = new_session()
     with open(os.path.join(s.root, "etc/yum.conf"), "a") as fh:
         fh.write("localpkg_gpgcheck=1\n")
@@ -111,4 +113,4 @@ def test_package_file_signature_checked_when_configured(sandbox, new_session, sc
         again.io.applyFailCleanup()
         assert "nectar-1.0-1.x86_64" not in installed(s.root)
     finally:
-        script["_localfiles"].forget()
+        localfiles.forget()

@@ -540,7 +540,8 @@ private Q_SLOTS:
               tsinfo + "package melon which does not appear to be a valid envra; interpreting as package name" },
         };
         YumIO::PyGILStateWrapper lock(true);
-        engine_->py("_orvoHdr = _AvailablePackage.localHdr\n"
+        engine_->py("from yumio.catalogue import _AvailablePackage\n"
+                    "_orvoHdr = _AvailablePackage.localHdr\n"
                     "_AvailablePackage.localHdr = lambda self: '/nonexistent/header' if self.name == 'grape' else _orvoHdr(self)\n");
         Progress::User progress(engine_->progressSlot(), nullptr, nullptr);
         for (const Case& c : cases) {
