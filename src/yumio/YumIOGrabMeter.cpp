@@ -38,17 +38,14 @@ void YumIOGrabMeter::forgetFiles()
 
 void YumIOGrabMeter::startBatch(qint64 files, qint64 size)
 {
+    reset();
     parallel_ = true;
-    laidOut_ = false;
     files_ = files;
     size_ = size;
-    nextThread_ = 0;
-    threadOfMeter_.clear();
     // One spare slot: an index equal to the file count is let through.  Without rows only
     // the retry bookkeeping is lost.
-    const bool slots = rows_ == Rows::PerFile && connectionRows(files) == files;
-    ids_ = QVector<ThreadId>(slots ? int(files) + 1 : 0);
-    threadOfId_.clear();
+    const bool retries = rows_ == Rows::PerFile && connectionRows(files) == files;
+    ids_ = QVector<ThreadId>(retries ? int(files) + 1 : 0);
 }
 
 void YumIOGrabMeter::layOut(const QString& activity, Steps first, Steps second)
@@ -62,12 +59,8 @@ void YumIOGrabMeter::endBatch()
 {
     if (Progress::Object* progress = engine_.progressSlot())
         progress->endItemActsThreads();
-    parallel_ = false;
-    laidOut_ = false;
-    nextThread_ = 0;
-    threadOfMeter_.clear();
-    ids_.clear();
-    threadOfId_.clear();
+    // The counts are read only while a batch is open, so they go too.
+    reset();
 }
 
 void YumIOGrabMeter::add(void* meter)
