@@ -15,11 +15,6 @@ unsigned int connectionRows(qint64 files)
 
 } // namespace
 
-YumIOGrabMeter::ThreadId::operator long() const
-{
-    return long(qHash(name) + size_t(act));
-}
-
 void YumIOGrabMeter::reset()
 {
     parallel_ = false;
@@ -82,9 +77,7 @@ void YumIOGrabMeter::start(void* meter, const ThreadId& file, const QString& act
         const auto known = threadOfId_.constFind(file);
         index = known != threadOfId_.cend() ? known.value() : unsigned(nextThread_++);
         if (qint64(index) > files_) {
-            engine_.error(YumIO::tr("Internal error: Start: unexpected thread %1 > total files %2\n")
-                              .arg(index)
-                              .arg(files_));
+            engine_.error(YumIO::tr("Internal error: Start: unexpected thread %1 > total files %2\n").arg(index).arg(files_));
             return;
         }
         threadOfMeter_.insert(meter, index);
@@ -92,8 +85,7 @@ void YumIOGrabMeter::start(void* meter, const ThreadId& file, const QString& act
             ids_[index] = file;
         threadOfId_.insert(file, index);
     }
-    Progress::Object* progress = engine_.progressSlot();
-    if (progress) {
+    if (Progress::Object* progress = engine_.progressSlot()) {
         progress->startItemActThread(activity, index, total);
         if (value)
             progress->setItemActsThreadValue(index, value);
@@ -130,7 +122,7 @@ void YumIOGrabMeter::end(void* meter, Steps value)
     const char* complaint = QT_TRANSLATE_NOOP("YumIO", "Internal error: End: unexpected thread %1 > total files %2\n");
     if (!parallel_ || !row(meter, complaint, index))
         return;
-    if (rows_ == Rows::PerFile && index < unsigned(ids_.size()))
+    if (index < unsigned(ids_.size()))
         threadOfId_.remove(ids_.at(index));
     if (Progress::Object* progress = engine_.progressSlot()) {
         progress->setItemActsThreadValue(index, value);

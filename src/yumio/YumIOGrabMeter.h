@@ -26,7 +26,7 @@ public:
     public:
         ThreadId() = default;
         ThreadId(const QString& name, int act) : name(name), act(act) {}
-        explicit operator long() const;
+        explicit operator long() const { return long(qHash(name) + size_t(act)); }
         bool operator==(const ThreadId& other) const { return long(*this) == long(other); }
         bool operator!=(const ThreadId& other) const { return !(*this == other); }
         friend size_t qHash(const ThreadId& id, size_t seed = 0) { return qHash(long(id), seed); }
