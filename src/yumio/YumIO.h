@@ -6,6 +6,7 @@
 #include "yumio/Package.h"
 #include "yumio/PackageEntryList.h"
 #include "yumio/YumIOCContract.h"
+#include "yumio/YumIOGrabMeter.h"
 
 #include <QHash>
 #include <QMutex>
@@ -243,22 +244,6 @@ public:
         ContentsAct = 3,
         ConvertingAct = 4,
         ReadingAct = 5,
-    };
-
-    // Names the file a parallel connection serves.  Keys whose sums coincide are the
-    // same key on purpose: the sum is all that is compared.
-    class ThreadId final
-    {
-    public:
-        ThreadId() = default;
-        ThreadId(const QString& name, RepoAct act) : name(name), act(act) {}
-        explicit operator long() const;
-        bool operator==(const ThreadId& other) const { return long(*this) == long(other); }
-        bool operator!=(const ThreadId& other) const { return !(*this == other); }
-        friend size_t qHash(const ThreadId& id, size_t seed = 0) { return qHash(long(id), seed); }
-
-        QString name;
-        RepoAct act = MirrorListAct;
     };
 
     // Collection calls this before repositories are read; the apply code before packages
@@ -547,38 +532,25 @@ private:
 
     // -- download progress
     void collectStart(void* meter, const QString& name, RepoAct act, long value, long total);
-    void collectUpdate(void* meter, long value);
-    void collectEnd(void* meter, long value);
-    void collectFailure(void* meter);
-    // The connection of a meter; false (reported) when it lies beyond the batch.
-    bool grabThread(void* meter, const char* complaint, unsigned int& index);
     long grabMeterSize(PyObject* size);
     bool progressString(PyObject* object, const char* complaint, QString& text);
     qint64 applyAdvance(qint64 bytes);
+    // The meter callbacks' arguments parsed and handed to meter.
+    static PyObject* meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGrabMeter::*call)(void*, Steps));
+    static PyObject* meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGrabMeter::*call)(void*));
+    PyObject* meterFailure(PyObject* args, YumIOGrabMeter& meter);
 
     QStringList repoIds;
     QString contentsWord;
     int collectActs = 0;
     long lastTotal = 0;
     QString lastName;
-    bool grabParallel = false;
-    bool grabParallelSetUp = false;
-    qint64 grabFiles = 0;
-    qint64 grabSize = 0;
-    int grabNextThread = 0;
-    QHash<void*, unsigned int> grabThreadOfMeter;
-    // Which (name, act) each connection index serves.
-    QVector<ThreadId> grabIds;
-    QHash<ThreadId, unsigned int> grabThreadOfId;
+    YumIOGrabMeter collectMeter_{ *this, YumIOGrabMeter::Rows::PerFile };
 
     bool downloadingPackages = true;
     qint64 applyActs = 0;
     bool deltaRebuild = false;
-    bool applyParallel = false;
-    qint64 applyFiles = 0;
-    qint64 applySize = 0;
-    int applyNextThread = 0;
-    QHash<void*, unsigned int> applyThreadOfMeter;
+    YumIOGrabMeter applyMeter_{ *this, YumIOGrabMeter::Rows::PerMeter };
     // -- end of download progress
 };
 

@@ -58,10 +58,7 @@ bool YumIO::applyReal()
     tsEventStarted_ = false;
     lastTsIndex_ = -1;
     resetApplyProgress();
-    grabFiles = grabSize = 0;
-    grabThreadOfMeter.clear();
-    grabIds.clear();
-    grabThreadOfId.clear();
+    collectMeter_.forgetFiles();
 
     PyRef installs = PyRef::steal(PyList_New(0));
     PyRef updates = PyRef::steal(PyList_New(0));

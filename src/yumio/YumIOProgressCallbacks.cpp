@@ -28,14 +28,6 @@ const QRegularExpression& credentials()
     return expression;
 }
 
-// A parallel batch's file count as a number of connection rows: a count no real download
-// reaches (or a negative one) gets no rows rather than an allocation that cannot succeed.
-unsigned int connectionRows(qint64 files)
-{
-    constexpr qint64 maximumRows = 1 << 20;
-    return files >= 0 && files <= maximumRows ? unsigned(files) : 0;
-}
-
 bool isString(PyObject* object)
 {
     return PyUnicode_Check(object) || PyBytes_Check(object);
@@ -49,11 +41,6 @@ int groupStart(int c, int base, int k)
 }
 
 } // namespace
-
-YumIO::ThreadId::operator long() const
-{
-    return long(qHash(name) + size_t(act));
-}
 
 int YumIO::advanceCollectActs(int c, int act, int n, bool parallelOffered, unsigned long yumVersion)
 {
@@ -106,13 +93,7 @@ void YumIO::resetRepoProgress(const QStringList& enabledRepoIds, const QString& 
     collectActs = 0;
     lastTotal = 0;
     lastName.clear();
-    grabParallel = false;
-    grabParallelSetUp = false;
-    grabFiles = grabSize = 0;
-    grabNextThread = 0;
-    grabThreadOfMeter.clear();
-    grabIds.clear();
-    grabThreadOfId.clear();
+    collectMeter_.reset();
 }
 
 void YumIO::resetApplyProgress()
@@ -120,10 +101,7 @@ void YumIO::resetApplyProgress()
     downloadingPackages = true;
     applyActs = 0;
     deltaRebuild = false;
-    applyParallel = false;
-    applyFiles = applySize = 0;
-    applyNextThread = 0;
-    applyThreadOfMeter.clear();
+    applyMeter_.reset();
 }
 
 // ---- collecting: repository downloads and yum's reading of them
@@ -137,7 +115,7 @@ void YumIO::collectStart(void* meter, const QString& name, RepoAct act, long val
     const QString activity = repoActivity(act, name);
     Progress::Object* progress = progress_;
 
-    if (!grabParallel) {
+    if (!collectMeter_.parallel()) {
         if (progress) {
             progress->startItemAct(activity, Steps(total), Steps(collectActs));
             if (value)
@@ -146,93 +124,21 @@ void YumIO::collectStart(void* meter, const QString& name, RepoAct act, long val
         return;
     }
 
-    if (!grabParallelSetUp) {
+    if (!collectMeter_.laidOut()) {
         QString batch = tr("Unknown");
         Steps first = 0, second = 1;
         if (hasMultiProgress() && (act == GroupsAct || act == ContentsAct)) {
-            batch = tr("Downloading repository contents for %1 repositories").arg(grabFiles);
-            first = Steps(grabSize ? 2 * n : 3 * n);
-            second = Steps(grabSize ? 3 * n : 4 * n);
+            batch = tr("Downloading repository contents for %1 repositories").arg(collectMeter_.files());
+            first = Steps(collectMeter_.size() ? 2 * n : 3 * n);
+            second = Steps(collectMeter_.size() ? 3 * n : 4 * n);
         } else if (hasMultiProgress()) {
             error(tr("Internal error: Unexpected parallel grab type:\n%1").arg(name));
         } else {
             error(tr("Internal error: Unexpected parallel grab with no parallel support:\n%1").arg(name));
         }
-        if (progress)
-            progress->setupItemActsThreads(batch, first, second, connectionRows(grabFiles), Steps(grabSize));
-        grabParallelSetUp = true;
+        collectMeter_.layOut(batch, first, second);
     }
-
-    // A retried file keeps the row it had.
-    const ThreadId id(name, act);
-    unsigned int index = 0;
-    const auto known = grabThreadOfId.constFind(id);
-    if (known != grabThreadOfId.cend())
-        index = known.value();
-    else
-        index = unsigned(grabNextThread++);
-    if (qint64(index) > grabFiles) {
-        error(tr("Internal error: Start: unexpected thread %1 > total files %2\n").arg(index).arg(grabFiles));
-        return;
-    }
-    grabThreadOfMeter.insert(meter, index);
-    if (index < unsigned(grabIds.size()))
-        grabIds[index] = id;
-    grabThreadOfId.insert(id, index);
-    if (progress) {
-        progress->startItemActThread(activity, index, Steps(total));
-        if (value)
-            progress->setItemActsThreadValue(index, Steps(value));
-    }
-}
-
-bool YumIO::grabThread(void* meter, const char* complaint, unsigned int& index)
-{
-    index = grabThreadOfMeter.value(meter, 0);
-    if (qint64(index) <= grabFiles)
-        return true;
-    error(tr(complaint).arg(index).arg(grabFiles));
-    return false;
-}
-
-void YumIO::collectUpdate(void* meter, long value)
-{
-    if (!grabParallel) {
-        if (progress_)
-            progress_->setItemValue(Steps(value));
-        return;
-    }
-    unsigned int index = 0;
-    const char* complaint = QT_TR_NOOP("Internal error: Update: unexpected thread %1 > total files %2\n");
-    if (grabThread(meter, complaint, index) && progress_)
-        progress_->setItemActsThreadValue(index, Steps(value));
-}
-
-void YumIO::collectEnd(void* meter, long value)
-{
-    unsigned int index = 0;
-    const char* complaint = QT_TR_NOOP("Internal error: End: unexpected thread %1 > total files %2\n");
-    if (!grabParallel || !grabThread(meter, complaint, index))
-        return;
-    if (index < unsigned(grabIds.size()))
-        grabThreadOfId.remove(grabIds.at(index));
-    if (progress_) {
-        progress_->setItemActsThreadValue(index, Steps(value));
-        progress_->endItemActThread(index);
-    }
-    grabThreadOfMeter.remove(meter);
-}
-
-void YumIO::collectFailure(void* meter)
-{
-    unsigned int index = 0;
-    const char* complaint = QT_TR_NOOP("Internal error: Failure: unexpected thread %1 > total files %2\n");
-    if (!grabParallel || !grabThread(meter, complaint, index))
-        return;
-    if (progress_)
-        progress_->retryItemActThread(index);
-    // The (name, act) mapping stays, so that the retry gets the same row.
-    grabThreadOfMeter.remove(meter);
+    collectMeter_.start(meter, YumIOGrabMeter::ThreadId(name, act), activity, Steps(total), Steps(value));
 }
 
 // A string (text), None (empty) or, reported with complaint, anything else (empty).
@@ -273,13 +179,13 @@ PyObject* YumIO::collectProgress(PyObject*, PyObject* args)
     progressString(nameObject, QT_TR_NOOP("Internal error: unexpected progress name"), name);
 
     if (collectActs > 0 && total == lastTotal && name == lastName) {
-        collectUpdate(nullptr, value);
+        collectMeter_.update(nullptr, Steps(value));
     } else if (value == -1 && total == -1) {
         // Reading is over: the reading text with a full bar.
         collectStart(nullptr, name, ReadingAct, 1, 1);
     } else if (name == QLatin1String("MD Read")) {
         if (collectActs > 0 && total == lastTotal && lastName.isEmpty())
-            collectUpdate(nullptr, value);
+            collectMeter_.update(nullptr, Steps(value));
         else
             collectStart(nullptr, QString(), ConvertingAct, value, total);
     } else {
@@ -328,35 +234,49 @@ PyObject* YumIO::collectGrabMeterStart(PyObject*, PyObject* args)
     return noneResult();
 }
 
+PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGrabMeter::*call)(void*, Steps))
+{
+    PyObject* object = nullptr;
+    long long bytes = 0;
+    if (!PyArg_ParseTuple(args, "OL", &object, &bytes))
+        return nullptr;
+    (meter.*call)(object, Steps(bytes));
+    return noneResult();
+}
+
+PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGrabMeter::*call)(void*))
+{
+    PyObject* object = nullptr;
+    if (!PyArg_ParseTuple(args, "O", &object))
+        return nullptr;
+    (meter.*call)(object);
+    return noneResult();
+}
+
+PyObject* YumIO::meterFailure(PyObject* args, YumIOGrabMeter& meter)
+{
+    PyObject *object, *messageObject;
+    if (!PyArg_ParseTuple(args, "OO", &object, &messageObject))
+        return nullptr;
+    QString message;
+    progressString(messageObject, QT_TR_NOOP("Internal error: unexpected progress failure message"), message);
+    meter.failure(object);
+    return noneResult();
+}
+
 PyObject* YumIO::collectGrabMeterUpdate(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    long long value = 0;
-    if (!PyArg_ParseTuple(args, "OL", &meter, &value))
-        return nullptr;
-    collectUpdate(meter, long(value));
-    return noneResult();
+    return meterCall(args, collectMeter_, &YumIOGrabMeter::update);
 }
 
 PyObject* YumIO::collectGrabMeterEnd(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    long long value = 0;
-    if (!PyArg_ParseTuple(args, "OL", &meter, &value))
-        return nullptr;
-    collectEnd(meter, long(value));
-    return noneResult();
+    return meterCall(args, collectMeter_, &YumIOGrabMeter::end);
 }
 
 PyObject* YumIO::collectGrabMeterFailure(PyObject*, PyObject* args)
 {
-    PyObject *meter, *messageObject;
-    if (!PyArg_ParseTuple(args, "OO", &meter, &messageObject))
-        return nullptr;
-    QString message;
-    progressString(messageObject, QT_TR_NOOP("Internal error: unexpected progress failure message"), message);
-    collectFailure(meter);
-    return noneResult();
+    return meterFailure(args, collectMeter_);
 }
 
 PyObject* YumIO::collectGrabMultiMeterStart(PyObject*, PyObject* args)
@@ -364,41 +284,23 @@ PyObject* YumIO::collectGrabMultiMeterStart(PyObject*, PyObject* args)
     long long files = 0, size = 0;
     if (!PyArg_ParseTuple(args, "LL", &files, &size))
         return nullptr;
-    grabParallel = true;
-    grabParallelSetUp = false;
-    grabFiles = files;
-    grabSize = size;
-    grabNextThread = 0;
-    grabThreadOfMeter.clear();
-    // One spare slot: an index equal to the file count is let through.  Without rows only
-    // the retry bookkeeping is lost.
-    grabIds = QVector<ThreadId>(connectionRows(files) == files ? int(files) + 1 : 0);
-    grabThreadOfId.clear();
+    collectMeter_.startBatch(files, size);
     return noneResult();
 }
 
 PyObject* YumIO::collectGrabMultiMeterNew(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    return PyArg_ParseTuple(args, "O", &meter) ? noneResult() : nullptr;
+    return meterCall(args, collectMeter_, &YumIOGrabMeter::add);
 }
 
 PyObject* YumIO::collectGrabMultiMeterRemove(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    return PyArg_ParseTuple(args, "O", &meter) ? noneResult() : nullptr;
+    return meterCall(args, collectMeter_, &YumIOGrabMeter::remove);
 }
 
 PyObject* YumIO::collectGrabMultiMeterEnd(PyObject*, PyObject*)
 {
-    if (progress_)
-        progress_->endItemActsThreads();
-    grabParallel = false;
-    grabParallelSetUp = false;
-    grabNextThread = 0;
-    grabThreadOfMeter.clear();
-    grabIds.clear();
-    grabThreadOfId.clear();
+    collectMeter_.endBatch();
     return noneResult();
 }
 
@@ -439,9 +341,8 @@ PyObject* YumIO::applyGrabMeterStart(PyObject*, PyObject* args)
     const QString activity =
         downloadingPackages ? tr("Downloading %1").arg(label) : tr("Downloading %1 header").arg(label);
 
-    if (applyParallel) {
-        if (progress)
-            progress->startItemActThread(activity, applyThreadOfMeter.value(meter, 0), Steps(size));
+    if (applyMeter_.parallel()) {
+        applyMeter_.start(meter, YumIOGrabMeter::ThreadId(), activity, Steps(size), 0);
         return noneResult();
     }
     applyActs += downloadingPackages ? applyAdvance(size) : headerActs;
@@ -452,43 +353,17 @@ PyObject* YumIO::applyGrabMeterStart(PyObject*, PyObject* args)
 
 PyObject* YumIO::applyGrabMeterUpdate(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    long long bytes = 0;
-    if (!PyArg_ParseTuple(args, "OL", &meter, &bytes))
-        return nullptr;
-    if (progress_) {
-        if (applyParallel)
-            progress_->setItemActsThreadValue(applyThreadOfMeter.value(meter, 0), Steps(bytes));
-        else
-            progress_->setItemValue(Steps(bytes));
-    }
-    return noneResult();
+    return meterCall(args, applyMeter_, &YumIOGrabMeter::update);
 }
 
 PyObject* YumIO::applyGrabMeterEnd(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    long long bytes = 0;
-    if (!PyArg_ParseTuple(args, "OL", &meter, &bytes))
-        return nullptr;
-    if (applyParallel && progress_) {
-        const unsigned int index = applyThreadOfMeter.value(meter, 0);
-        progress_->setItemActsThreadValue(index, Steps(bytes));
-        progress_->endItemActThread(index);
-    }
-    return noneResult();
+    return meterCall(args, applyMeter_, &YumIOGrabMeter::end);
 }
 
 PyObject* YumIO::applyGrabMeterFailure(PyObject*, PyObject* args)
 {
-    PyObject *meter, *messageObject;
-    if (!PyArg_ParseTuple(args, "OO", &meter, &messageObject))
-        return nullptr;
-    QString message;
-    progressString(messageObject, QT_TR_NOOP("Internal error: unexpected progress failure message"), message);
-    if (applyParallel && progress_)
-        progress_->retryItemActThread(applyThreadOfMeter.value(meter, 0));
-    return noneResult();
+    return meterFailure(args, applyMeter_);
 }
 
 PyObject* YumIO::applyGrabMultiMeterStart(PyObject*, PyObject* args)
@@ -496,43 +371,25 @@ PyObject* YumIO::applyGrabMultiMeterStart(PyObject*, PyObject* args)
     long long files = 0, size = 0;
     if (!PyArg_ParseTuple(args, "LL", &files, &size))
         return nullptr;
-    applyParallel = true;
-    applyFiles = files;
-    applySize = size;
-    applyNextThread = 0;
-    applyThreadOfMeter.clear();
+    applyMeter_.startBatch(files, size);
     const qint64 first = applyActs;
     applyActs += applyAdvance(size);
-    if (progress_)
-        progress_->setupItemActsThreads(tr("Downloading %1 packages").arg(files), Steps(first), Steps(applyActs),
-                                        connectionRows(applyFiles), Steps(applySize));
+    applyMeter_.layOut(tr("Downloading %1 packages").arg(files), Steps(first), Steps(applyActs));
     return noneResult();
 }
 
 PyObject* YumIO::applyGrabMultiMeterNew(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &meter))
-        return nullptr;
-    applyThreadOfMeter.insert(meter, unsigned(applyNextThread++));
-    return noneResult();
+    return meterCall(args, applyMeter_, &YumIOGrabMeter::add);
 }
 
 PyObject* YumIO::applyGrabMultiMeterRemove(PyObject*, PyObject* args)
 {
-    PyObject* meter = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &meter))
-        return nullptr;
-    applyThreadOfMeter.remove(meter);
-    return noneResult();
+    return meterCall(args, applyMeter_, &YumIOGrabMeter::remove);
 }
 
 PyObject* YumIO::applyGrabMultiMeterEnd(PyObject*, PyObject*)
 {
-    if (progress_)
-        progress_->endItemActsThreads();
-    applyParallel = false;
-    applyNextThread = 0;
-    applyThreadOfMeter.clear();
+    applyMeter_.endBatch();
     return noneResult();
 }

@@ -157,6 +157,48 @@ private Q_SLOTS:
         QCOMPARE(progress_->threads().count(), 0U);
     }
 
+    // A collection batch's rows follow its files, not its meters.
+    void collectRows_data()
+    {
+        QTest::addColumn<QString>("calls");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QString>("error");
+
+        const QString start = "collectGrabMeterStart(%1, 'cache/%2/primary.xml.gz', '', '', 100, None)\n";
+        const QString a = "Downloading repository contents for a";
+        const QString b = "Downloading repository contents for b";
+        QTest::newRow("a retried file keeps its row")
+            << "collectGrabMultiMeterStart(2, 200)\n" + start.arg("m1", "a") + start.arg("m2", "b")
+                   + "collectGrabMeterFailure(m1, 'reset')\n" + start.arg("m3", "a") + "collectGrabMeterUpdate(m3, 40)"
+            << QStringList { a + "|40|100|2", b + "|0|100|2" } << QString();
+        QTest::newRow("an ended file's row is not taken again")
+            << "collectGrabMultiMeterStart(2, 200)\n" + start.arg("m1", "a") + "collectGrabMeterEnd(m1, 100)\n"
+                   + start.arg("m2", "a")
+            << QStringList { a + "|100|100|3", a + "|0|100|2" } << QString();
+        // The count itself passes as a row; the one after it is refused.
+        QTest::newRow("a row beyond the batch")
+            << "collectGrabMultiMeterStart(1, 100)\n" + start.arg("m1", "a") + start.arg("m2", "b")
+                   + start.arg("m3", "c")
+            << QStringList { a + "|0|100|2" } << "Internal error: Start: unexpected thread 2 > total files 1\n";
+    }
+
+    void collectRows()
+    {
+        QFETCH(QString, calls);
+        QFETCH(QStringList, rows);
+        QFETCH(QString, error);
+
+        progress_->setupItemActs(14000, 12);
+        run(calls);
+        QCOMPARE(this->rows(), rows);
+        QStringList errors;
+        for (const RecordingPresenter::Dialog& dialog : std::as_const(presenter_.dialogs))
+            errors.append(dialog.text);
+        QCOMPARE(errors, error.isEmpty() ? QStringList() : QStringList { error });
+        presenter_.dialogs.clear();
+        run("collectGrabMultiMeterEnd()");
+    }
+
     void applyGrabStart_data()
     {
         QTest::addColumn<bool>("packages");
