@@ -35,4 +35,5 @@
     X(tsCallback, METH_VARARGS, "lLLOO")                                                           \
     X(tsEvent, METH_VARARGS, "OlLLll")                                                             \
     X(postTransactionOutput, METH_VARARGS, "O")                                                    \
-    X(gpgsigcheck, METH_VARARGS, "*")
+    X(gpgsigcheck, METH_VARARGS, "*")                                                              \
+    X(inRoot, METH_VARARGS, "s")

@@ -1,10 +1,14 @@
-// The script's callbacks for its output and yum's loggers.  Those of collection,
-// transactions and download progress live with the work they serve.
+// The script's callbacks for its output, yum's loggers and the paths of the managed root.
+// Those of collection, transactions and download progress live with the work they serve.
 
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
 #include "yumio/YumIO.h"
+
+#include "repo/YumConfIO.h"
+
+#include <QFile>
 
 PyObject* YumIO::noneResult()
 {
@@ -55,4 +59,17 @@ PyObject* YumIO::log(PyObject*, PyObject* args)
 PyObject* YumIO::errorlog(PyObject*, PyObject* args)
 {
     return logCallback(args, Log::Error);
+}
+
+PyObject* YumIO::inRoot(PyObject*, PyObject* args)
+{
+    // The script reads the same files as the configuration editor, confined the same way.
+    const char* path = nullptr;
+    if (!PyArg_ParseTuple(args, "s", &path))
+        return nullptr;
+    const QString name = QString::fromUtf8(path);
+    QByteArray resolved;
+    if (!YumConfIO::resolve(name, resolved)) // a loop of links: the caller's own use reports it
+        resolved = QFile::encodeName(YumConfIO::inRoot(name));
+    return PyUnicode_DecodeFSDefaultAndSize(resolved.constData(), resolved.size());
 }

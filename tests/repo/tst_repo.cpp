@@ -564,6 +564,33 @@ private Q_SLOTS:
 
     // Small trees beside and inside a root, each read, written and read again.  Files are
     // "path|text", links "path->target"; after the write, missing ones are "path!".
+    // Every path of the managed system, the script's included, is confined here: ".."
+    // stops at the root, links are followed inside it, what is missing is taken as it is.
+    void confinedPaths_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("inside");
+        QTest::newRow("above the root") << "/etc/../../x/" << "/x";
+        QTest::newRow("absolute link") << "/etc/yum.repos.d/a.repo" << "/srv/repos/a.repo";
+        QTest::newRow("relative link climbing out") << "/etc/up/cache/$basearch" << "/cache/$basearch";
+        QTest::newRow("missing part") << "/var/no/../cache" << "/var/cache";
+    }
+
+    void confinedPaths()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, inside);
+        QTemporaryDir base;
+        const QString root = base.path() + "/root";
+        QVERIFY(QDir().mkpath(root + "/etc") && QDir().mkpath(root + "/srv/repos"));
+        QCOMPARE(symlink("/srv/repos", QFile::encodeName(root + "/etc/yum.repos.d").constData()), 0);
+        QCOMPARE(symlink("../../../..", QFile::encodeName(root + "/etc/up").constData()), 0);
+        qputenv("ORVOROOT", QFile::encodeName(root));
+        QByteArray resolved;
+        QVERIFY(YumConfIO::resolve(path, resolved));
+        QCOMPARE(QFile::decodeName(resolved), root + inside);
+    }
+
     void configurationTrees_data()
     {
         QTest::addColumn<QStringList>("tree");

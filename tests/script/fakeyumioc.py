@@ -1,5 +1,6 @@
 """A recording stand-in for the engine's yumIOC callback module."""
 
+import os
 import types
 
 # Argument formats of the engine's callbacks; None: no arguments at all; "*": not parsed.
@@ -17,7 +18,7 @@ FORMATS = {
     "dsTsCheck": None, "dsRestartLoop": None, "userconfirm": None,
     "reportDownloadSize": "O", "listTransaction": "O",
     "tsInitCallback": "l", "tsCallback": "lLLOO", "tsEvent": "OlLLll",
-    "postTransactionOutput": "O", "gpgsigcheck": "*",
+    "postTransactionOutput": "O", "gpgsigcheck": "*", "inRoot": "s",
 }
 
 
@@ -33,6 +34,37 @@ def check(name, args):
             raise TypeError("%s: wrong type %r" % (name, value))
         if code in "lL" and not -2 ** 63 <= value < 2 ** 63:
             raise OverflowError(name)
+
+
+def in_root(path):
+    """The engine's confinement of a path to ORVOROOT, as a chroot would resolve it."""
+    root = os.path.abspath(os.environ.get("ORVOROOT") or "/")
+    todo = path.split("/")[::-1]
+    done = []
+    links = 0
+    missing = False
+    while todo:
+        part = todo.pop()
+        if part in ("", "."):
+            continue
+        if part == "..":
+            if done:
+                done.pop()
+            continue
+        done.append(part)
+        here = os.path.join(root, *done)
+        if missing or not os.path.islink(here):
+            missing = missing or not os.path.lexists(here)
+            continue
+        links += 1
+        if links > 40:
+            break
+        target = os.readlink(here)
+        done.pop()
+        if target.startswith("/"):
+            done = []
+        todo.extend(target.split("/")[::-1])
+    return os.path.join(root, *done)
 
 
 class Recorder(object):
@@ -64,6 +96,8 @@ def make_module(recorder):
             recorder.calls.append((name, args))
             if name == "userconfirm" and recorder.onconfirm:
                 recorder.onconfirm()
+            if name == "inRoot":
+                return in_root(*args)
             return (1 if recorder.confirm else 0) if name == "userconfirm" else None
         return fn
 

@@ -429,7 +429,7 @@ private Q_SLOTS:
         PyRef differences = engine_->pyr("'\\n'.join(differences)");
         QVERIFY(differences);
         QCOMPARE(engine_->pyString(differences.get()), QString());
-        QCOMPARE(int(YumIOC::callbacks().size()), 31);
+        QCOMPARE(int(YumIOC::callbacks().size()), 32);
     }
 };
 

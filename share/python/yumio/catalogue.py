@@ -384,7 +384,7 @@ class Catalogue(object):
         cookie = self._rpmdbCookie()
         try:
             # Reading a database that does not exist would make an empty one.
-            self._base.fill_sack(load_system_repo=dbPath(self.root) is not None, load_available_repos=True)
+            self._base.fill_sack(load_system_repo=dbPath() is not None, load_available_repos=True)
         except Exception as e:
             raise yumError(e)
         _localfiles.putIntoSack(self._base)
@@ -396,7 +396,7 @@ class Catalogue(object):
     def _rpmdbCookie(self):
         """What tells one state of the rpm database from another: rpm's cookie, or
         the database files' sizes and change times where rpm has none."""
-        if dbPath(self.root) is None:
+        if dbPath() is None:
             return "no database"
         self._fixDbPath()
         try:
@@ -410,8 +410,8 @@ class Catalogue(object):
                 return cookie
         except (AttributeError, rpm.error):
             pass
-        d = dbPath(self.root) or rpm.expandMacro("%{_dbpath}")
-        d = inRoot(self.root, d)
+        d = dbPath() or rpm.expandMacro("%{_dbpath}")
+        d = inRoot(d)
         try:
             return repr(sorted((n, st.st_size, st.st_mtime_ns) for n, st in
                                ((n, os.stat(os.path.join(d, n))) for n in os.listdir(d))))
@@ -605,7 +605,7 @@ class Catalogue(object):
             for repo in base.repos.iter_enabled():
                 repo.load_metadata_other = True
             self._fixDbPath()
-            base.fill_sack(load_system_repo=dbPath(self.root) is not None, load_available_repos=True)
+            base.fill_sack(load_system_repo=dbPath() is not None, load_available_repos=True)
             # Extra data that cannot be read leaves the session as it was.
             if base._skipped:
                 raise base._skipped[0][1]

@@ -35,50 +35,22 @@ class AttrDict(dict):
         self[name] = value
 
 
-def inRoot(root, path):
-    """Where a path of the managed system lies, resolved as inside a chroot at root
-    (as the configuration reader resolves it): ".." stops at the root and symbolic
-    links, absolute ones included, are followed inside it.  Parts that do not exist
-    are taken as they stand."""
-    if root == "/":
-        return path
-    todo = path.split("/")[::-1]
-    done = []
-    links = 0
-    missing = False
-    while todo:
-        part = todo.pop()
-        if part in ("", "."):
-            continue
-        if part == "..":
-            if done:
-                done.pop()
-            continue
-        done.append(part)
-        here = os.path.join(root, *done)
-        if missing or not os.path.islink(here):
-            missing = missing or not os.path.exists(here)
-            continue
-        links += 1
-        if links > 40:
-            break  # the caller's own use of the path reports the loop
-        target = os.readlink(here)
-        done.pop()
-        if target.startswith("/"):
-            done = []
-        todo.extend(target.split("/")[::-1])
-    return os.path.join(root, *done)
+def inRoot(path):
+    """Where a path of the managed system lies, resolved as inside a chroot at the root:
+    ".." stops at the root and symbolic links, absolute ones included, are followed
+    inside it.  The engine confines every path, its own and the script's, in one way."""
+    return yumIOC.inRoot(path)
 
 
 def rootDir():
     return os.path.abspath(os.environ.get("ORVOROOT") or "/")
 
 
-def _mainConfFile(root):
+def _mainConfFile():
     for p in ("/etc/yum/yum.conf", "/etc/yum.conf", "/etc/dnf/dnf.conf"):
-        if os.path.exists(inRoot(root, p)):
-            return inRoot(root, p)
-    return inRoot(root, "/etc/yum.conf")
+        if os.path.exists(inRoot(p)):
+            return inRoot(p)
+    return inRoot("/etc/yum.conf")
 
 
 def _rawMainOptions(path):
@@ -115,10 +87,10 @@ def _hostReleasever():
     return None
 
 
-def dbPath(root):
+def dbPath():
     """The rpm database directory of the root, when it has one of the usual ones."""
     for d in ("/usr/lib/sysimage/rpm", "/var/lib/rpm"):
-        p = inRoot(root, d)
+        p = inRoot(d)
         for f in ("rpmdb.sqlite", "Packages", "Packages.db"):
             if os.path.exists(os.path.join(p, f)):
                 return d
@@ -234,7 +206,7 @@ class Configuration(object):
     def _fixDbPath(self):
         # A root without a database gets one where rpm systems keep it, once
         # something is installed, not where this rpm build would put it.
-        d = dbPath(self.root) or "/var/lib/rpm"
+        d = dbPath() or "/var/lib/rpm"
         if rpm.expandMacro("%{_dbpath}") != d:
             rpm.addMacro("_dbpath", d)
 
@@ -247,7 +219,7 @@ class Configuration(object):
         self._fixDbPath()
         conf = base.conf
         conf.installroot = root
-        main = _mainConfFile(root)
+        main = _mainConfFile()
         if os.path.exists(main):
             conf.read(main, priority=dnf.conf.PRIO_MAINCONFIG)
         conf.config_file_path = main
@@ -256,19 +228,19 @@ class Configuration(object):
         subst.update_from_etc(root, varsdir=conf.varsdir)
         if not conf.releasever:
             # Asking a root without a database would make one.
-            rel = (dbPath(root) and dnf.rpm.detect_releasever(root)) or _hostReleasever()
+            rel = (dbPath() and dnf.rpm.detect_releasever(root)) or _hostReleasever()
             if rel:
                 conf.releasever = rel
         if "reposdir" in raw:
             dirs = raw["reposdir"].replace(",", " ").split()
         else:
             dirs = ["/etc/yum/repos.d", "/etc/yum.repos.d"]
-        conf.reposdir = [inRoot(root, d) for d in dirs]
+        conf.reposdir = [inRoot(d) for d in dirs]
         # dnf neither substitutes variables in a yum-style cachedir nor puts
         # the root in front of it.
         cachedir = raw.get("cachedir") or "/var/cache/yum/$basearch/$releasever"
         cachedir = libdnf.conf.ConfigParser.substitute(cachedir, subst)
-        self._cachedir = inRoot(root, cachedir)
+        self._cachedir = inRoot(cachedir)
         conf.cachedir = self._cachedir
         for opt in ("persistdir", "logdir"):
             conf.prepend_installroot(opt)
@@ -303,7 +275,7 @@ class Configuration(object):
             reposdir=list(conf.reposdir),
             cachedir=self._cachedir,
             persistdir=conf.persistdir,
-            dbpath=dbPath(root) or rpm.expandMacro("%{_dbpath}"),
+            dbpath=dbPath() or rpm.expandMacro("%{_dbpath}"),
             installonlypkgs=list(conf.installonlypkgs),
         )
         repos = {}
