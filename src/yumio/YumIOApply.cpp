@@ -376,7 +376,7 @@ PyObject* YumIO::userconfirm(PyObject*, PyObject*)
 PyObject* YumIO::reportDownloadSize(PyObject*, PyObject* args)
 {
     PyObject* packages = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &packages))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::reportDownloadSize, &packages))
         return nullptr;
     qint64 bytes = 0;
     if (PyRef iterator = PyRef::steal(PyObject_GetIter(packages))) {
@@ -502,7 +502,7 @@ bool isEmpty(PyObject* list)
 PyObject* YumIO::listTransaction(PyObject*, PyObject* args)
 {
     PyObject* transaction = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &transaction))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::listTransaction, &transaction))
         return nullptr;
     transactionText_.clear();
     transactionListed_ = true;
@@ -634,7 +634,7 @@ bool YumIO::noteTransactionPkgs(Package::Action action, PyObject* members)
 PyObject* YumIO::postTransactionOutput(PyObject*, PyObject* args)
 {
     PyObject* transaction = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &transaction))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::postTransactionOutput, &transaction))
         return nullptr;
     PyRef lists = PyRef::steal(makeLists());
     if (!lists) {

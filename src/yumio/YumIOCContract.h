@@ -37,3 +37,17 @@
     X(postTransactionOutput, METH_VARARGS, "O")                                                    \
     X(gpgsigcheck, METH_VARARGS, "*")                                                              \
     X(inRoot, METH_VARARGS, "s")
+
+// The same formats by callback name, for the engine's own parsing of the arguments:
+// YumIOCFormat::log is "ls".
+namespace YumIOCFormat {
+#define YUMIOC_FORMAT(name, flags, format) inline constexpr char name[] = format;
+YUMIOC_CONTRACT(YUMIOC_FORMAT)
+#undef YUMIOC_FORMAT
+
+// For the callbacks that share one parser: their formats must stay the same.
+constexpr bool same(const char* a, const char* b)
+{
+    return *a == *b && (*a == '\0' || same(a + 1, b + 1));
+}
+} // namespace YumIOCFormat

@@ -18,7 +18,8 @@ PyObject* YumIO::noneResult()
 PyObject* YumIO::writeCallback(PyObject* args, Log::Kind kind, unsigned int level, QString& rest)
 {
     const char* text = nullptr;
-    if (!PyArg_ParseTuple(args, "s", &text))
+    static_assert(YumIOCFormat::same(YumIOCFormat::stdoutWrite, YumIOCFormat::stderrWrite));
+    if (!PyArg_ParseTuple(args, YumIOCFormat::stdoutWrite, &text))
         return nullptr;
     write(QString::fromUtf8(text), kind, level, rest);
     return noneResult();
@@ -38,7 +39,8 @@ PyObject* YumIO::logCallback(PyObject* args, Log::Kind kind)
 {
     long level = 0;
     const char* message = nullptr;
-    if (!PyArg_ParseTuple(args, "ls", &level, &message))
+    static_assert(YumIOCFormat::same(YumIOCFormat::log, YumIOCFormat::errorlog));
+    if (!PyArg_ParseTuple(args, YumIOCFormat::log, &level, &message))
         return nullptr;
     const QString text = QString::fromUtf8(message);
     // What yum says before the transaction is listed is what a question of it refers to.
@@ -65,7 +67,7 @@ PyObject* YumIO::inRoot(PyObject*, PyObject* args)
 {
     // The script reads the same files as the configuration editor, confined the same way.
     const char* path = nullptr;
-    if (!PyArg_ParseTuple(args, "s", &path))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::inRoot, &path))
         return nullptr;
     const QString name = QString::fromUtf8(path);
     QByteArray resolved;

@@ -173,7 +173,7 @@ PyObject* YumIO::collectProgress(PyObject*, PyObject* args)
 {
     long value = 0, total = 0;
     PyObject* nameObject = nullptr;
-    if (!PyArg_ParseTuple(args, "llO", &value, &total, &nameObject))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectProgress, &value, &total, &nameObject))
         return nullptr;
     QString name;
     progressString(nameObject, QT_TR_NOOP("Internal error: unexpected progress name"), name);
@@ -197,7 +197,8 @@ PyObject* YumIO::collectProgress(PyObject*, PyObject* args)
 PyObject* YumIO::collectGrabMeterStart(PyObject*, PyObject* args)
 {
     PyObject *meter, *fileName, *url, *baseName, *sizeObject, *text;
-    if (!PyArg_ParseTuple(args, "OOOOOO", &meter, &fileName, &url, &baseName, &sizeObject, &text))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectGrabMeterStart, &meter, &fileName, &url, &baseName, &sizeObject,
+                          &text))
         return nullptr;
     const long size = grabMeterSize(sizeObject);
     QString name;
@@ -238,7 +239,10 @@ PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGra
 {
     PyObject* object = nullptr;
     long long bytes = 0;
-    if (!PyArg_ParseTuple(args, "OL", &object, &bytes))
+    static_assert(YumIOCFormat::same(YumIOCFormat::collectGrabMeterUpdate, YumIOCFormat::collectGrabMeterEnd)
+                  && YumIOCFormat::same(YumIOCFormat::collectGrabMeterUpdate, YumIOCFormat::applyGrabMeterUpdate)
+                  && YumIOCFormat::same(YumIOCFormat::collectGrabMeterUpdate, YumIOCFormat::applyGrabMeterEnd));
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectGrabMeterUpdate, &object, &bytes))
         return nullptr;
     (meter.*call)(object, Steps(bytes));
     return noneResult();
@@ -247,7 +251,10 @@ PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGra
 PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGrabMeter::*call)(void*))
 {
     PyObject* object = nullptr;
-    if (!PyArg_ParseTuple(args, "O", &object))
+    static_assert(YumIOCFormat::same(YumIOCFormat::collectGrabMultiMeterNew, YumIOCFormat::collectGrabMultiMeterRemove)
+                  && YumIOCFormat::same(YumIOCFormat::collectGrabMultiMeterNew, YumIOCFormat::applyGrabMultiMeterNew)
+                  && YumIOCFormat::same(YumIOCFormat::collectGrabMultiMeterNew, YumIOCFormat::applyGrabMultiMeterRemove));
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectGrabMultiMeterNew, &object))
         return nullptr;
     (meter.*call)(object);
     return noneResult();
@@ -256,7 +263,8 @@ PyObject* YumIO::meterCall(PyObject* args, YumIOGrabMeter& meter, void (YumIOGra
 PyObject* YumIO::meterFailure(PyObject* args, YumIOGrabMeter& meter)
 {
     PyObject *object, *messageObject;
-    if (!PyArg_ParseTuple(args, "OO", &object, &messageObject))
+    static_assert(YumIOCFormat::same(YumIOCFormat::collectGrabMeterFailure, YumIOCFormat::applyGrabMeterFailure));
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectGrabMeterFailure, &object, &messageObject))
         return nullptr;
     QString message;
     progressString(messageObject, QT_TR_NOOP("Internal error: unexpected progress failure message"), message);
@@ -282,7 +290,7 @@ PyObject* YumIO::collectGrabMeterFailure(PyObject*, PyObject* args)
 PyObject* YumIO::collectGrabMultiMeterStart(PyObject*, PyObject* args)
 {
     long long files = 0, size = 0;
-    if (!PyArg_ParseTuple(args, "LL", &files, &size))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::collectGrabMultiMeterStart, &files, &size))
         return nullptr;
     collectMeter_.startBatch(files, size);
     return noneResult();
@@ -314,7 +322,8 @@ qint64 YumIO::applyAdvance(qint64 bytes)
 PyObject* YumIO::applyGrabMeterStart(PyObject*, PyObject* args)
 {
     PyObject *meter, *fileName, *url, *baseName, *sizeObject, *textObject;
-    if (!PyArg_ParseTuple(args, "OOOOOO", &meter, &fileName, &url, &baseName, &sizeObject, &textObject))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::applyGrabMeterStart, &meter, &fileName, &url, &baseName, &sizeObject,
+                          &textObject))
         return nullptr;
     const long size = grabMeterSize(sizeObject);
     QString text;
@@ -369,7 +378,7 @@ PyObject* YumIO::applyGrabMeterFailure(PyObject*, PyObject* args)
 PyObject* YumIO::applyGrabMultiMeterStart(PyObject*, PyObject* args)
 {
     long long files = 0, size = 0;
-    if (!PyArg_ParseTuple(args, "LL", &files, &size))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::applyGrabMultiMeterStart, &files, &size))
         return nullptr;
     applyMeter_.startBatch(files, size);
     const qint64 first = applyActs;

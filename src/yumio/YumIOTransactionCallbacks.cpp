@@ -112,7 +112,7 @@ bool YumIO::hasNotStartedRemove(Package::Entry* entry)
 PyObject* YumIO::tsInitCallback(PyObject*, PyObject* args)
 {
     long run = 0;
-    if (!PyArg_ParseTuple(args, "l", &run))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::tsInitCallback, &run))
         return nullptr;
     applyActs = 0;
     tsEventStarted_ = false;
@@ -191,7 +191,7 @@ PyObject* YumIO::tsCallback(PyObject*, PyObject* args)
     long long total = 0;
     PyObject* key = nullptr;
     PyObject* client = nullptr;
-    if (!PyArg_ParseTuple(args, "lLLOO", &what, &amount, &total, &key, &client))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::tsCallback, &what, &amount, &total, &key, &client))
         return nullptr;
     Progress::Object* progress = progress_;
     const Steps value = Steps(std::max<long long>(amount, 0));
@@ -266,7 +266,7 @@ PyObject* YumIO::tsEvent(PyObject*, PyObject* args)
     long long bytes = 0;
     long index = 0;
     long count = 0;
-    if (!PyArg_ParseTuple(args, "OlLLll", &package, &action, &done, &bytes, &index, &count))
+    if (!PyArg_ParseTuple(args, YumIOCFormat::tsEvent, &package, &action, &done, &bytes, &index, &count))
         return nullptr;
     if (!tsEventStarted_) {
         applyActs += qint64(transactionWeight_ / 20);
