@@ -16,6 +16,8 @@
 #include <QFileDialog>
 #include <QMessageBox>
 
+#include <algorithm>
+
 void MainWindow::displayHistory()
 {
     if (!versions_)
@@ -40,8 +42,14 @@ void MainWindow::undoTransaction(int id)
     warnUnlistedActions();
     stateChanged(-1);
     QString text;
-    if (marked == 0 && missing.isEmpty())
-        text = tr("Nothing to undo for transaction %1: what it changed is no longer as it left it.").arg(id);
+    if (marked == 0 && missing.isEmpty()) {
+        const QVector<YumIOVersions::Item> items = versions_->items(id);
+        const bool reinstalls = !items.isEmpty() && std::all_of(items.cbegin(), items.cend(), [](const auto& item) {
+            return item.what.startsWith(QLatin1String("Reinstall"));
+        });
+        text = reinstalls ? tr("Nothing to undo for transaction %1: it only reinstalled packages.").arg(id)
+                          : tr("Nothing to undo for transaction %1: what it changed is no longer as it left it.").arg(id);
+    }
     else if (!missing.isEmpty())
         text = tr("These versions are no longer available in any repository and are left out:\n%1")
                    .arg(missing.join(QLatin1Char('\n')));

@@ -617,6 +617,26 @@ void TestMainWindow::historyUndo()
     // Back at 1.0, olive is out of date again.
     const auto* olive = window_->proxy()->index(0, Model::NameColumn).data(Qt::UserRole).value<Package::Entry*>();
     QVERIFY(olive && olive->state == Package::AvailableForUpdate && olive->next && olive->next->verRel == "1.0-1");
+
+    // Undoing that downgrade marks the update back to the newest version.
+    told.clear();
+    history->select(5);
+    history->undoButton()->click();
+    QCOMPARE(olive->action, Package::Update);
+    window_->clearActions();
+
+    // A transaction that only reinstalled has nothing to undo, and says so.
+    window_->setRegexp("lime");
+    window_->filtersearch();
+    auto* lime = window_->proxy()->index(0, Model::NameColumn).data(Qt::UserRole).value<Package::Entry*>();
+    QVERIFY(lime && lime->name == "lime");
+    lime->action = Package::Reinstall;
+    window_->apply();
+    QVERIFY2(errorDialogs().isEmpty(), qPrintable(errorDialogs().join("\n--\n")));
+    told.clear();
+    history->select(6);
+    history->undoButton()->click();
+    QCOMPARE(told, QStringList { "Nothing to undo for transaction 6: it only reinstalled packages." });
 }
 
 // The action menu offers the older versions of an installed package and its reinstall;
