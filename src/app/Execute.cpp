@@ -24,7 +24,9 @@ namespace {
 // Shown when the viewer could not show target.
 void reportFailure(QWidget* parent, const QString& target)
 {
-    QMessageBox box(QMessageBox::Warning, QObject::tr("Help"),
+    // Not titled "Help" as the fork failure is: manuals, repository pages and advisory
+    // links all come here.
+    QMessageBox box(QMessageBox::Warning, QObject::tr("Cannot Open"),
                     QObject::tr("No program could show this; open it by hand:\n\n%1").arg(target),
                     QMessageBox::Ok, parent);
     box.setTextInteractionFlags(Qt::TextSelectableByMouse);

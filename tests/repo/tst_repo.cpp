@@ -899,7 +899,7 @@ private Q_SLOTS:
         QSignalSpy done(watch, &QObject::destroyed);
         QVERIFY(done.wait(30000));
         ModalAnswer::clear();
-        QCOMPARE(shown, reported ? QStringList{"Help|No program could show this; open it by hand:\n\n"
+        QCOMPARE(shown, reported ? QStringList{"Cannot Open|No program could show this; open it by hand:\n\n"
                                                "/usr/share/doc/x/index.html"}
                                  : QStringList());
     }
