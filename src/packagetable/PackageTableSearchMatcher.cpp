@@ -147,6 +147,14 @@ QByteArray SearchMatcher::requiredText(const QByteArray& pattern)
     return best;
 }
 
+std::string_view SearchMatcher::needed() const
+{
+    if (result_ != 0)
+        return std::string_view();
+    const QByteArray& text = literal_ ? pattern_ : required_;
+    return std::string_view(text.constData(), size_t(text.size()));
+}
+
 bool SearchMatcher::matches(const char* text, size_t length) const
 {
     if (result_ != 0)

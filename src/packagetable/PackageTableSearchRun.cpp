@@ -74,6 +74,7 @@ void SearchRun::runChunk(const std::shared_ptr<Job>& job, size_t begin, size_t e
         return;
     const SearchMatcher matcher(job->pattern);
     const YumIOSearchIndex& index = *job->index;
+    YumIOSearchIndex::Reader reader(index, matcher.needed());
     QList<int> rows;
     for (size_t i = begin; i < end; ++i) {
         if (job->cancelled)
@@ -81,7 +82,7 @@ void SearchRun::runChunk(const std::shared_ptr<Job>& job, size_t begin, size_t e
         const auto [row, at] = job->candidates[i];
         const int fields = index.fieldCountAt(at);
         for (int field = 0; field < fields; ++field) {
-            if (matcher.matchesAny(index.items(at, field))) {
+            if (matcher.matchesAny(reader.items(at, field))) {
                 rows.append(row);
                 break;
             }

@@ -10,6 +10,9 @@
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIOSearchIndex.h"
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <algorithm>
 
 namespace {
@@ -586,12 +589,25 @@ bool YumIO::buildSearchIndexReal()
         fields.assign(size_t(count), QStringList());
         for (int field = 0; field < count; ++field)
             fields[size_t(field)] = YumIOSearchIndex::fieldTexts(*this, entry, field);
-        index->append(&entry, fields);
+        if (!index->append(&entry, fields)) {
+            error(tr("Internal error: cannot compress the search index"));
+            progress_->reset();
+            return false;
+        }
         if ((row & 0xff) == 0)
             progress_->setItemValue(Steps(row));
     }
-    index->squeeze();
+    if (!index->finish()) {
+        error(tr("Internal error: cannot compress the search index"));
+        progress_->reset();
+        return false;
+    }
     builtIndex_ = std::move(index);
+#ifdef __GLIBC__
+    // Reading every detail through the interpreter left hundreds of megabytes of freed
+    // small allocations behind: give back what the index does not use.
+    malloc_trim(0);
+#endif
     progress_->reset();
     return true;
 }

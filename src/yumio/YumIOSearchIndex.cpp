@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <zstd.h>
+
 namespace {
 
 enum GroupField {
@@ -17,6 +19,29 @@ enum PackageField {
     InstallTime, BinaryRpm, SourceRpm, License, Packager, Url, Relocations, Provides,
     Requires, Conflicts, Obsoletes, Files, ChangeLog
 };
+
+// Entries per block, as a power of two: blocks of some tens of kilobytes compress well
+// and unpack in a few tens of microseconds.  The long fields take fewer entries.
+int blockShift(int field)
+{
+    return field == Description || field == Files || field == ChangeLog ? 6 : 10;
+}
+
+// Fast compression: the texts are packed once per catalogue, and unpacking speed does
+// not depend on the level.
+constexpr int packLevel = 1;
+
+// Every block keeps a bitmap of the three-byte sequences in its text, so that a search
+// can tell the blocks that cannot hold its text without unpacking them.  A bitmap is
+// made with gramBits bits and halved while it stays sparse.
+constexpr int gramHashBits = 14;
+constexpr quint32 gramBits = 1u << gramHashBits;
+constexpr quint32 leastGramBits = 512;
+
+quint32 gramHash(uchar a, uchar b, uchar c)
+{
+    return ((quint32(a) << 16 | quint32(b) << 8 | c) * 2654435761u) >> (32 - gramHashBits);
+}
 
 void appendUtf8(std::vector<char>& bytes, const QString& text)
 {
@@ -39,13 +64,41 @@ void appendUtf8(std::vector<char>& bytes, const QString& text)
 
 } // namespace
 
+struct YumIOSearchIndex::Field {
+    int shift = 10;
+    // count() + 1 offsets in the field's whole text; entries without the field add none
+    // of its bytes.
+    std::vector<quint32> starts{0};
+    // The texts of the entries not yet packed.
+    std::vector<char> open;
+    // The bytes of the texts packed so far.
+    quint32 packedText = 0;
+    std::vector<char> packed;
+    // Blocks + 1 offsets in packed.
+    std::vector<quint32> blockStarts{0};
+    // Every block's bitmap of three-byte sequences, and blocks + 1 offsets in words.
+    std::vector<quint64> grams;
+    std::vector<quint32> gramStarts{0};
+};
+
+struct YumIOSearchIndex::Reader::Cache {
+    int block = -1;
+    std::vector<char> text;
+    int checked = -1;
+    bool mayHold = true;
+};
+
 YumIOSearchIndex::YumIOSearchIndex()
+    : fields_(size_t(PackageFieldCount))
 {
-    for (std::vector<quint32>& starts : starts_)
-        starts.push_back(0);
+    for (int field = 0; field < PackageFieldCount; ++field)
+        fields_[size_t(field)].shift = blockShift(field);
 }
 
-YumIOSearchIndex::~YumIOSearchIndex() = default;
+YumIOSearchIndex::~YumIOSearchIndex()
+{
+    ZSTD_freeCCtx(static_cast<ZSTD_CCtx*>(context_));
+}
 
 int YumIOSearchIndex::fieldCount(const Package::Entry& entry)
 {
@@ -103,42 +156,169 @@ QStringList YumIOSearchIndex::fieldTexts(YumIO& y, const Package::Entry& entry, 
     }
 }
 
-void YumIOSearchIndex::append(const Package::Entry* entry, const std::vector<QStringList>& fields)
+bool YumIOSearchIndex::append(const Package::Entry* entry, const std::vector<QStringList>& fields)
 {
     entries_.push_back(entry);
     const int count = int(qMin(fields.size(), size_t(PackageFieldCount)));
     fieldCounts_.push_back(quint8(count));
-    for (int field = 0; field < PackageFieldCount; ++field) {
-        std::vector<char>& bytes = bytes_[field];
-        if (field < count) {
-            for (const QString& text : fields[size_t(field)])
-                appendUtf8(bytes, text);
+    const int entries = this->count();
+    for (int at = 0; at < PackageFieldCount; ++at) {
+        Field& field = fields_[size_t(at)];
+        if (at < count) {
+            for (const QString& text : fields[size_t(at)])
+                appendUtf8(field.open, text);
         }
-        starts_[field].push_back(quint32(bytes.size()));
+        field.starts.push_back(field.packedText + quint32(field.open.size()));
+        if ((entries & ((1 << field.shift) - 1)) == 0 && !pack(field))
+            return false;
     }
+    return true;
 }
 
-void YumIOSearchIndex::squeeze()
+bool YumIOSearchIndex::pack(Field& field)
 {
-    for (int field = 0; field < PackageFieldCount; ++field) {
-        bytes_[field].shrink_to_fit();
-        starts_[field].shrink_to_fit();
+    if (!context_)
+        context_ = ZSTD_createCCtx();
+    if (!context_)
+        return false;
+    if (!field.open.empty()) {
+        const size_t at = field.packed.size();
+        field.packed.resize(at + ZSTD_compressBound(field.open.size()));
+        const size_t size = ZSTD_compressCCtx(static_cast<ZSTD_CCtx*>(context_), field.packed.data() + at,
+                                              field.packed.size() - at, field.open.data(), field.open.size(),
+                                              packLevel);
+        if (ZSTD_isError(size))
+            return false;
+        field.packed.resize(at + size);
+        field.packedText += quint32(field.open.size());
+        addGrams(field);
+        field.open.clear();
     }
+    field.blockStarts.push_back(quint32(field.packed.size()));
+    field.gramStarts.push_back(quint32(field.grams.size()));
+    return true;
+}
+
+void YumIOSearchIndex::addGrams(Field& field)
+{
+    std::vector<quint64> bits(gramBits / 64);
+    const uchar* text = reinterpret_cast<const uchar*>(field.open.data());
+    for (size_t i = 2; i < field.open.size(); ++i) {
+        const quint32 hash = gramHash(text[i - 2], text[i - 1], text[i]);
+        bits[hash / 64] |= quint64(1) << (hash % 64);
+    }
+    // Halving keeps a sequence's bit at its hash modulo the new size.
+    size_t words = bits.size();
+    while (words * 64 > leastGramBits) {
+        const size_t half = words / 2;
+        int set = 0;
+        for (size_t w = 0; w < half; ++w)
+            set += qPopulationCount(bits[w] | bits[w + half]);
+        if (set * 3 > int(half * 64))
+            break;
+        for (size_t w = 0; w < half; ++w)
+            bits[w] |= bits[w + half];
+        words = half;
+    }
+    field.grams.insert(field.grams.end(), bits.begin(), bits.begin() + qsizetype(words));
+}
+
+bool YumIOSearchIndex::finish()
+{
+    for (Field& field : fields_) {
+        if (count() & ((1 << field.shift) - 1)) {
+            if (!pack(field))
+                return false;
+        }
+        std::vector<char>().swap(field.open);
+        field.packed.shrink_to_fit();
+        field.starts.shrink_to_fit();
+        field.blockStarts.shrink_to_fit();
+        field.grams.shrink_to_fit();
+        field.gramStarts.shrink_to_fit();
+    }
+    ZSTD_freeCCtx(static_cast<ZSTD_CCtx*>(context_));
+    context_ = nullptr;
     entries_.shrink_to_fit();
     fieldCounts_.shrink_to_fit();
-}
-
-std::string_view YumIOSearchIndex::items(int index, int field) const
-{
-    const std::vector<quint32>& starts = starts_[field];
-    const quint32 begin = starts[size_t(index)];
-    return std::string_view(bytes_[field].data() + begin, starts[size_t(index) + 1] - begin);
+    return true;
 }
 
 quint64 YumIOSearchIndex::memory() const
 {
     quint64 bytes = entries_.capacity() * sizeof(const Package::Entry*) + fieldCounts_.capacity();
-    for (int field = 0; field < PackageFieldCount; ++field)
-        bytes += bytes_[field].capacity() + starts_[field].capacity() * sizeof(quint32);
+    for (const Field& field : fields_) {
+        bytes += field.open.capacity() + field.packed.capacity()
+            + (field.starts.capacity() + field.blockStarts.capacity() + field.gramStarts.capacity()) * sizeof(quint32)
+            + field.grams.capacity() * sizeof(quint64);
+    }
     return bytes;
+}
+
+quint64 YumIOSearchIndex::textBytes() const
+{
+    quint64 bytes = 0;
+    for (const Field& field : fields_)
+        bytes += field.starts.back();
+    return bytes;
+}
+
+YumIOSearchIndex::Reader::Reader(const YumIOSearchIndex& index, std::string_view needed)
+    : index_(index)
+    , caches_(size_t(PackageFieldCount))
+    , context_(ZSTD_createDCtx())
+{
+    const uchar* text = reinterpret_cast<const uchar*>(needed.data());
+    for (size_t i = 2; i < needed.size(); ++i)
+        grams_.push_back(gramHash(text[i - 2], text[i - 1], text[i]));
+}
+
+bool YumIOSearchIndex::Reader::mayHold(int at, int block) const
+{
+    const Field& field = index_.fields_[size_t(at)];
+    const quint64* bits = field.grams.data() + field.gramStarts[size_t(block)];
+    const quint32 mask = (field.gramStarts[size_t(block) + 1] - field.gramStarts[size_t(block)]) * 64 - 1;
+    for (const quint32 hash : grams_) {
+        const quint32 bit = hash & mask;
+        if (!(bits[bit / 64] & (quint64(1) << (bit % 64))))
+            return false;
+    }
+    return true;
+}
+
+YumIOSearchIndex::Reader::~Reader()
+{
+    ZSTD_freeDCtx(static_cast<ZSTD_DCtx*>(context_));
+}
+
+std::string_view YumIOSearchIndex::Reader::items(int index, int at)
+{
+    const Field& field = index_.fields_[size_t(at)];
+    const quint32 begin = field.starts[size_t(index)];
+    const quint32 end = field.starts[size_t(index) + 1];
+    if (begin == end)
+        return std::string_view();
+    const int block = index >> field.shift;
+    const quint32 blockBegin = field.starts[size_t(block) << field.shift];
+    Cache& cache = caches_[size_t(at)];
+    if (cache.checked != block) {
+        cache.checked = block;
+        cache.mayHold = grams_.empty() || mayHold(at, block);
+    }
+    if (!cache.mayHold)
+        return std::string_view();
+    if (cache.block != block) {
+        cache.block = -1;
+        const size_t last = qMin(size_t(block + 1) << field.shift, size_t(index_.count()));
+        cache.text.resize(field.starts[last] - blockBegin);
+        const quint32 from = field.blockStarts[size_t(block)];
+        const size_t size = context_ ? ZSTD_decompressDCtx(static_cast<ZSTD_DCtx*>(context_), cache.text.data(),
+                                                           cache.text.size(), field.packed.data() + from,
+                                                           field.blockStarts[size_t(block) + 1] - from)
+                                     : 1;
+        if (!context_ || ZSTD_isError(size) || size != cache.text.size())
+            return std::string_view();
+        cache.block = block;
+    }
+    return std::string_view(cache.text.data() + (begin - blockBegin), end - begin);
 }

@@ -12,9 +12,10 @@ class Entry;
 }
 
 // The texts that search mode compares, for every entry of one catalogue, read once
-// through the engine's detail getters and kept compactly: one UTF-8 buffer per field
-// number, each item of a field followed by a null, and the start of every entry's items
-// in each buffer.  Immutable once built, so that matching may read it from any thread.
+// through the engine's detail getters and kept compactly: per field number, the items
+// of consecutive entries as UTF-8, each item followed by a null, compressed a block of
+// entries at a time; and the start of every entry's items in its field's text.
+// Immutable once built, so that any thread may read it, each through its own Reader.
 class YumIOSearchIndex final
 {
     Q_DISABLE_COPY(YumIOSearchIndex)
@@ -36,22 +37,53 @@ public:
     static QStringList fieldTexts(YumIO& engine, const Package::Entry& entry, int field);
 
     // Adds the next entry with its fields' texts (fieldCount(entry) lists).
-    void append(const Package::Entry* entry, const std::vector<QStringList>& fields);
-    void squeeze();
+    bool append(const Package::Entry* entry, const std::vector<QStringList>& fields);
+    // Ends the building: compresses what is left and releases the building's buffers.
+    // False when compression failed; the index is then unusable.
+    bool finish();
 
     int count() const { return int(entries_.size()); }
     const Package::Entry* entry(int index) const { return entries_[size_t(index)]; }
     int fieldCountAt(int index) const { return fieldCounts_[size_t(index)]; }
-    // The items of one field of an entry, each followed by a null; empty when there are
-    // no items.  field below fieldCountAt(index).
-    std::string_view items(int index, int field) const;
-    // Bytes held, buffers and offsets together.
+    // Bytes held, compressed texts and offsets together.
     quint64 memory() const;
+    // The bytes the texts take uncompressed.
+    quint64 textBytes() const;
+
+    // Reads a finished index, one block per field unpacked at a time: reading entries in
+    // ascending order unpacks each block once.  Given a text that every match contains,
+    // it passes over the blocks that cannot hold it without unpacking them.  One per
+    // thread.
+    class Reader final
+    {
+        Q_DISABLE_COPY(Reader)
+
+    public:
+        explicit Reader(const YumIOSearchIndex& index, std::string_view needed = {});
+        ~Reader();
+        // The items of one field of an entry, each followed by a null; empty when there
+        // are no items, when their block does not hold the needed text, or when it
+        // cannot be unpacked.  field below fieldCountAt(index); valid until the next
+        // call for the same field.
+        std::string_view items(int index, int field);
+
+    private:
+        bool mayHold(int field, int block) const;
+
+        const YumIOSearchIndex& index_;
+        std::vector<quint32> grams_;
+        struct Cache;
+        std::vector<Cache> caches_;
+        void* context_;
+    };
 
 private:
+    struct Field;
+    bool pack(Field& field);
+    static void addGrams(Field& field);
+
     std::vector<const Package::Entry*> entries_;
     std::vector<quint8> fieldCounts_;
-    std::vector<char> bytes_[PackageFieldCount];
-    // Per field, count() + 1 starts; entries without the field add none of its bytes.
-    std::vector<quint32> starts_[PackageFieldCount];
+    std::vector<Field> fields_;
+    void* context_ = nullptr;
 };

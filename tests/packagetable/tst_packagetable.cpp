@@ -16,6 +16,7 @@
 #include "widgets/ModalAnswer.h"
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
+#include "yumio/YumIOSearchIndex.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>
@@ -29,6 +30,7 @@
 
 #include <csignal>
 #include <memory>
+#include <numeric>
 
 using PackageTable::Model;
 using PackageTable::SortFilterProxyModel;
@@ -321,6 +323,77 @@ private Q_SLOTS:
         const PackageTable::SearchMatcher matcher(bytes);
         QVERIFY(matcher.valid());
         QCOMPARE(matcher.matchesAny(std::string_view(joined.constData(), size_t(joined.size()))), matches);
+    }
+
+    void searchIndexReadsBack_data()
+    {
+        // The needed text: present in one entry's long field only, in many entries, in
+        // none, too short to pass anything over, beyond ASCII.
+        QTest::addColumn<QByteArray>("needed");
+        QTest::newRow("none") << QByteArray();
+        QTest::newRow("one entry's file") << QByteArray("/opt/only-2718/file");
+        QTest::newRow("common") << QByteArray("item");
+        QTest::newRow("nowhere") << QByteArray("zz-nowhere-zz");
+        QTest::newRow("two bytes") << QByteArray("zq");
+        QTest::newRow("beyond ASCII") << QString::fromUtf8("\u00e9t\u00e9-2999").toUtf8();
+    }
+    void searchIndexReadsBack()
+    {
+        // Enough entries for many blocks in every field; some fields empty, some entries
+        // groups with fewer fields.  Read back in order, then backwards and sparsely.
+        QFETCH(QByteArray, needed);
+        constexpr int entries = 3000;
+        std::vector<std::vector<QByteArray>> expected(entries);
+        YumIOSearchIndex index;
+        for (int e = 0; e < entries; ++e) {
+            const int fields = e % 97 == 0 ? YumIOSearchIndex::GroupFieldCount : YumIOSearchIndex::PackageFieldCount;
+            std::vector<QStringList> texts(static_cast<size_t>(fields));
+            for (int f = 0; f < fields; ++f) {
+                if ((e + f) % 5 == 0)
+                    continue; // no items
+                for (int i = 0; i < 1 + (e * 7 + f) % (f == 21 ? 40 : 3); ++i)
+                    texts[size_t(f)] << QStringLiteral("item %1 of %2.%3").arg(i).arg(e).arg(f);
+            }
+            if (e == 2718)
+                texts[21] << QStringLiteral("/opt/only-2718/file");
+            if (e == 2999)
+                texts[6] << QString::fromUtf8("d\u00e9t\u00e9-2999");
+            for (int f = 0; f < fields; ++f) {
+                QByteArray bytes;
+                for (const QString& text : texts[size_t(f)])
+                    bytes += text.toUtf8() + '\0';
+                expected[size_t(e)].push_back(bytes);
+            }
+            QVERIFY(index.append(reinterpret_cast<const Package::Entry*>(quintptr(e + 1) * 8), texts));
+        }
+        QVERIFY(index.finish());
+        QVERIFY(index.memory() < index.textBytes());
+        const std::string_view need(needed.constData(), size_t(needed.size()));
+        YumIOSearchIndex::Reader reader(index, need);
+        std::vector<int> order(entries);
+        std::iota(order.begin(), order.end(), 0);
+        std::vector<int> backwards(order.rbegin(), order.rend());
+        std::vector<int> sparse;
+        for (int e = 0; e < entries; e += 131)
+            sparse.push_back(e);
+        int passedOver = 0;
+        for (const std::vector<int>* pass : {&order, &backwards, &sparse}) {
+            for (const int e : *pass) {
+                QCOMPARE(index.fieldCountAt(e), int(expected[size_t(e)].size()));
+                for (int f = 0; f < index.fieldCountAt(e); ++f) {
+                    const QByteArray& want = expected[size_t(e)][size_t(f)];
+                    const std::string_view got = reader.items(e, f);
+                    // Texts holding the needed text are never passed over.
+                    if (got.empty() && !want.isEmpty() && !want.contains(needed)) {
+                        ++passedOver;
+                        continue;
+                    }
+                    QCOMPARE(QByteArray(got.data(), qsizetype(got.size())), want);
+                }
+            }
+        }
+        // A text of three bytes or more that few blocks hold lets most be passed over.
+        QCOMPARE(passedOver > 0, needed.size() >= 3 && needed != "item");
     }
 
     void sorting()
