@@ -6,17 +6,10 @@
 #include <QByteArray>
 #include <QThread>
 
+#include <algorithm>
 #include <atomic>
 
 namespace PackageTable {
-
-namespace {
-
-// Small enough that the listing fills in steadily and a cancel is noticed at once,
-// large enough that compiling the expression per chunk costs nothing.
-constexpr size_t chunkRows = 1024;
-
-} // namespace
 
 struct SearchRun::Job {
     std::shared_ptr<const YumIOSearchIndex> index;
@@ -47,18 +40,28 @@ void SearchRun::start(std::shared_ptr<const YumIOSearchIndex> index, std::vector
     job->candidates = std::move(candidates);
     job->pattern = pattern;
     job_ = job;
-    const size_t count = job->candidates.size();
-    job->pending = (count + chunkRows - 1) / chunkRows;
+    // In index order, a chunk for each run of entries that the index packs together.
+    std::vector<Candidate>& sorted = job->candidates;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Candidate& a, const Candidate& b) { return a.second < b.second; });
+    std::vector<std::pair<size_t, size_t>> chunks;
+    for (size_t begin = 0; begin < sorted.size();) {
+        size_t end = begin + 1;
+        const int run = sorted[begin].second >> YumIOSearchIndex::BlockShift;
+        while (end < sorted.size() && sorted[end].second >> YumIOSearchIndex::BlockShift == run)
+            ++end;
+        chunks.emplace_back(begin, end);
+        begin = end;
+    }
+    job->pending = chunks.size();
     if (job->pending == 0) {
         // Nothing to match: the end is still reported from the event loop, as always.
         job->pending = 1;
         QMetaObject::invokeMethod(this, [this, job] { deliver(job, {}); }, Qt::QueuedConnection);
         return;
     }
-    for (size_t begin = 0; begin < count; begin += chunkRows) {
-        const size_t end = qMin(count, begin + chunkRows);
-        pool_.start([this, job, begin, end] { runChunk(job, begin, end); });
-    }
+    for (const auto& [begin, end] : chunks)
+        pool_.start([this, job, begin = begin, end = end] { runChunk(job, begin, end); });
 }
 
 void SearchRun::cancel()
@@ -81,8 +84,9 @@ void SearchRun::runChunk(const std::shared_ptr<Job>& job, size_t begin, size_t e
             return;
         const auto [row, at] = job->candidates[i];
         const int fields = index.fieldCountAt(at);
-        for (int field = 0; field < fields; ++field) {
-            if (matcher.matchesAny(reader.items(at, field))) {
+        for (int position = 0; position < YumIOSearchIndex::PackageFieldCount; ++position) {
+            const int field = YumIOSearchIndex::fieldByCost(position);
+            if (field < fields && matcher.matchesAny(reader.items(at, field))) {
                 rows.append(row);
                 break;
             }

@@ -7,11 +7,13 @@
 #include "yumio/YumIO.h"
 #include "yumio/YumIOSearchIndex.h"
 
+#include <QHash>
 #include <QRegularExpression>
 #include <QTimer>
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <string>
 
 namespace PackageTable {
@@ -138,6 +140,7 @@ void SortFilterProxyModel::clearCache()
 {
     holdAnswers_ = false;
     cache_.clear();
+    cachedRows_ = 0;
     searchStale_ = true;
     run_->cancel();
     applyTimer_->stop();
@@ -222,13 +225,17 @@ bool SortFilterProxyModel::filterAcceptsRow(int row, const QModelIndex& parent) 
     else if (source_)
         entry = source_->index(row, Model::NameColumn, parent).data(Qt::UserRole)
                     .value<Package::Entry*>();
-    const auto cached = cache_.constFind(entry);
-    if (cached != cache_.constEnd())
-        return *cached;
-    if (cache_.isEmpty())
-        cache_.reserve(model_ ? model_->rowCount() : 0);
+    if (row < 0)
+        return acceptRow(entry, row, parent);
+    if (size_t(row) >= cache_.size())
+        cache_.resize(qMax(size_t(row) + 1, size_t(model_ ? model_->rowCount() : 0)));
+    CachedRow& cached = cache_[size_t(row)];
+    if (cached.entry && cached.entry == entry)
+        return cached.accepted;
     const bool accepted = acceptRow(entry, row, parent);
-    cache_.insert(entry, accepted);
+    if (!cached.entry)
+        ++cachedRows_;
+    cached = {entry, accepted};
     return accepted;
 }
 
@@ -483,6 +490,9 @@ const std::vector<int>* SortFilterProxyModel::sortKeys(int column) const
     // Rows change only with the catalogue, whose every rebuild is a new generation.
     if (sortKeysGeneration_ == model_->catalogueGeneration() && !keys.empty())
         return &keys;
+    // Other columns break ties by name.
+    if (column != Model::NameColumn)
+        sortKeys(Model::NameColumn);
     const int rows = model_->rowCount();
     if (sortKeysGeneration_ != model_->catalogueGeneration()
         || sortKeys_[Model::NameColumn].size() != size_t(rows)) {
@@ -545,6 +555,23 @@ const std::vector<int>* SortFilterProxyModel::sortKeys(int column) const
         break;
     }
     }
+    if (column != Model::NameColumn) {
+        // The column's value and the name become one rank, so that a comparison during
+        // a sort is one of two integers.
+        const std::vector<int>& names = sortKeys_[Model::NameColumn];
+        std::vector<int> order(static_cast<size_t>(rows));
+        std::iota(order.begin(), order.end(), 0);
+        const auto pair = [&](int row) { return std::make_pair(keys[size_t(row)], names[size_t(row)]); };
+        std::sort(order.begin(), order.end(), [&](int a, int b) { return pair(a) < pair(b); });
+        std::vector<int> ranks(static_cast<size_t>(rows));
+        int rank = 0;
+        for (size_t i = 0; i < order.size(); ++i) {
+            if (i > 0 && pair(order[i - 1]) != pair(order[i]))
+                ++rank;
+            ranks[size_t(order[i])] = rank;
+        }
+        keys.swap(ranks);
+    }
     return &keys;
 }
 
@@ -588,8 +615,7 @@ bool SortFilterProxyModel::lessThan(const QModelIndex& left, const QModelIndex& 
                 return a < b;
         } else if (keyed) {
             const int* keys = sortKeys_[column].data();
-            if (keys[l] != keys[r])
-                return keys[l] < keys[r];
+            return keys[l] < keys[r];
         }
         const int* names = sortKeys_[Model::NameColumn].data();
         return names[l] < names[r];

@@ -4,7 +4,6 @@
 #include "widgets/HSortFilterProxyModel.h"
 
 #include <QByteArray>
-#include <QHash>
 
 #include <regex.h>
 #include <memory>
@@ -61,7 +60,7 @@ public:
     // The answer for one row, every field read through the engine: what the search
     // index gives must be the same.
     bool acceptRow(Package::Entry* entry, int row, const QModelIndex& parent) const;
-    int cachedRows() const { return int(cache_.size()); }
+    int cachedRows() const { return cachedRows_; }
     // Whether a search through the engine's index is still filling in the listing.
     bool searching() const;
 
@@ -107,7 +106,14 @@ private:
     HAbstractTableModel* source_ = nullptr;
     // The same source when it is the package model, whose entries can be read directly.
     Model* model_ = nullptr;
-    mutable QHash<Package::Entry*, bool> cache_;
+    // Answers by source row, each with the entry it was given for: a row that now holds
+    // another entry is asked again.
+    struct CachedRow {
+        const Package::Entry* entry = nullptr;
+        bool accepted = false;
+    };
+    mutable std::vector<CachedRow> cache_;
+    mutable int cachedRows_ = 0;
     // While a new expression is handed to the base, whose mapping the source's reset
     // discards right after, rows keep their cached answers.
     bool holdAnswers_ = false;

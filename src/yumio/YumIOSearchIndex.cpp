@@ -24,7 +24,7 @@ enum PackageField {
 // and unpack in a few tens of microseconds.  The long fields take fewer entries.
 int blockShift(int field)
 {
-    return field == Description || field == Files || field == ChangeLog ? 6 : 10;
+    return field == Description || field == Files || field == ChangeLog ? 6 : YumIOSearchIndex::BlockShift;
 }
 
 // Fast compression: the texts are packed once per catalogue, and unpacking speed does
@@ -98,6 +98,15 @@ YumIOSearchIndex::YumIOSearchIndex()
 YumIOSearchIndex::~YumIOSearchIndex()
 {
     ZSTD_freeCCtx(static_cast<ZSTD_CCtx*>(context_));
+}
+
+int YumIOSearchIndex::fieldByCost(int position)
+{
+    static constexpr int order[PackageFieldCount] = {
+        Name, VerRel, Repo, Arch, Size, Summary, Group, Vendor, BuildTime, InstallTime, BinaryRpm,
+        SourceRpm, License, Packager, Url, Relocations, Provides, Requires, Conflicts, Obsoletes,
+        Description, Files, ChangeLog};
+    return order[position];
 }
 
 int YumIOSearchIndex::fieldCount(const Package::Entry& entry)

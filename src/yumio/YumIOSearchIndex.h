@@ -26,10 +26,17 @@ public:
     // mandatory, default, optional and conditional packages).
     static constexpr int PackageFieldCount = 23;
     static constexpr int GroupFieldCount = 8;
+    // Entries are packed in blocks of 1 << BlockShift for the short fields; the long
+    // fields' smaller blocks divide these.  A reader that takes one such run of entries
+    // at a time unpacks every block once.
+    static constexpr int BlockShift = 10;
 
     YumIOSearchIndex();
     ~YumIOSearchIndex();
 
+    // The fields in the order a search is cheapest to try them: the long texts last.  A
+    // row is listed when any field matches, whatever the order.
+    static int fieldByCost(int position);
     // How many fields search mode compares for an entry of this kind (0: none).
     static int fieldCount(const Package::Entry& entry);
     // The texts of one field of an entry, as the getters give them; list fields give
