@@ -9,6 +9,13 @@
 #include <algorithm>
 #include <atomic>
 
+#ifdef Q_OS_LINUX
+#include <cerrno>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 namespace PackageTable {
 
 struct SearchRun::Job {
@@ -64,6 +71,24 @@ void SearchRun::start(std::shared_ptr<const YumIOSearchIndex> index, std::vector
         pool_.start([this, job, begin = begin, end = end] { runChunk(job, begin, end); });
 }
 
+// The matching threads give way to the graphical thread, which lists what they found
+// meanwhile: on a machine with as many busy threads as cores, the listing would wait
+// for a share of a core otherwise.
+void SearchRun::yieldToWindow()
+{
+#ifdef Q_OS_LINUX
+    thread_local bool lowered = false;
+    if (lowered)
+        return;
+    lowered = true;
+    const int tid = int(syscall(SYS_gettid));
+    errno = 0;
+    const int nice = getpriority(PRIO_PROCESS, id_t(tid));
+    if (errno == 0)
+        setpriority(PRIO_PROCESS, id_t(tid), qMin(nice + 5, 19));
+#endif
+}
+
 void SearchRun::cancel()
 {
     if (job_)
@@ -75,6 +100,7 @@ void SearchRun::runChunk(const std::shared_ptr<Job>& job, size_t begin, size_t e
 {
     if (job->cancelled)
         return;
+    yieldToWindow();
     const SearchMatcher matcher(job->pattern);
     const YumIOSearchIndex& index = *job->index;
     YumIOSearchIndex::Reader reader(index, matcher.needed());

@@ -43,6 +43,7 @@ Q_SIGNALS:
 private:
     struct Job;
     void runChunk(const std::shared_ptr<Job>& job, size_t begin, size_t end);
+    static void yieldToWindow();
     void deliver(const std::shared_ptr<Job>& job, const QList<int>& rows);
 
     std::shared_ptr<Job> job_;

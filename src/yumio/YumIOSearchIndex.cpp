@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <lz4.h>
+#include <lz4hc.h>
 #include <zstd.h>
 
 namespace {
@@ -30,6 +32,14 @@ int blockShift(int field)
 // Fast compression: the texts are packed once per catalogue, and unpacking speed does
 // not depend on the level.
 constexpr int packLevel = 1;
+
+// Descriptions and change logs, which a search that matches nothing reads whole, take a
+// codec that unpacks about four times as fast for a fifth more room.
+bool unpacksFast(int field)
+{
+    return field == Description || field == ChangeLog;
+}
+constexpr int fastPackLevel = 3;
 
 // Every block keeps a bitmap of the three-byte sequences in its text, so that a search
 // can tell the blocks that cannot hold its text without unpacking them.  A bitmap is
@@ -66,6 +76,7 @@ void appendUtf8(std::vector<char>& bytes, const QString& text)
 
 struct YumIOSearchIndex::Field {
     int shift = 10;
+    bool fast = false;
     // count() + 1 offsets in the field's whole text; entries without the field add none
     // of its bytes.
     std::vector<quint32> starts{0};
@@ -91,8 +102,10 @@ struct YumIOSearchIndex::Reader::Cache {
 YumIOSearchIndex::YumIOSearchIndex()
     : fields_(size_t(PackageFieldCount))
 {
-    for (int field = 0; field < PackageFieldCount; ++field)
+    for (int field = 0; field < PackageFieldCount; ++field) {
         fields_[size_t(field)].shift = blockShift(field);
+        fields_[size_t(field)].fast = unpacksFast(field);
+    }
 }
 
 YumIOSearchIndex::~YumIOSearchIndex()
@@ -192,12 +205,22 @@ bool YumIOSearchIndex::pack(Field& field)
         return false;
     if (!field.open.empty()) {
         const size_t at = field.packed.size();
-        field.packed.resize(at + ZSTD_compressBound(field.open.size()));
-        const size_t size = ZSTD_compressCCtx(static_cast<ZSTD_CCtx*>(context_), field.packed.data() + at,
-                                              field.packed.size() - at, field.open.data(), field.open.size(),
-                                              packLevel);
-        if (ZSTD_isError(size))
-            return false;
+        size_t size = 0;
+        if (field.fast) {
+            const int bound = LZ4_compressBound(int(field.open.size()));
+            field.packed.resize(at + size_t(bound));
+            const int packed = LZ4_compress_HC(field.open.data(), field.packed.data() + at, int(field.open.size()),
+                                               bound, fastPackLevel);
+            if (packed <= 0)
+                return false;
+            size = size_t(packed);
+        } else {
+            field.packed.resize(at + ZSTD_compressBound(field.open.size()));
+            size = ZSTD_compressCCtx(static_cast<ZSTD_CCtx*>(context_), field.packed.data() + at,
+                                     field.packed.size() - at, field.open.data(), field.open.size(), packLevel);
+            if (ZSTD_isError(size))
+                return false;
+        }
         field.packed.resize(at + size);
         field.packedText += quint32(field.open.size());
         addGrams(field);
@@ -321,11 +344,18 @@ std::string_view YumIOSearchIndex::Reader::items(int index, int at)
         const size_t last = qMin(size_t(block + 1) << field.shift, size_t(index_.count()));
         cache.text.resize(field.starts[last] - blockBegin);
         const quint32 from = field.blockStarts[size_t(block)];
-        const size_t size = context_ ? ZSTD_decompressDCtx(static_cast<ZSTD_DCtx*>(context_), cache.text.data(),
-                                                           cache.text.size(), field.packed.data() + from,
-                                                           field.blockStarts[size_t(block) + 1] - from)
-                                     : 1;
-        if (!context_ || ZSTD_isError(size) || size != cache.text.size())
+        const quint32 packed = field.blockStarts[size_t(block) + 1] - from;
+        bool unpacked = false;
+        if (field.fast) {
+            unpacked = LZ4_decompress_safe(field.packed.data() + from, cache.text.data(), int(packed),
+                                           int(cache.text.size()))
+                == int(cache.text.size());
+        } else if (context_) {
+            const size_t size = ZSTD_decompressDCtx(static_cast<ZSTD_DCtx*>(context_), cache.text.data(),
+                                                    cache.text.size(), field.packed.data() + from, packed);
+            unpacked = !ZSTD_isError(size) && size == cache.text.size();
+        }
+        if (!unpacked)
             return std::string_view();
         cache.block = block;
     }
