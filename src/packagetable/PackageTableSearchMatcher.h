@@ -27,6 +27,8 @@ public:
     bool matches(const char* text, size_t length) const;
     // Whether it matches any of the items, each followed by a null.
     bool matchesAny(std::string_view items) const;
+    // Whether the expression is a plain text, matched wherever it occurs.
+    bool literal() const { return result_ == 0 && literal_; }
     // A text that every match contains, or empty.
     std::string_view needed() const;
     // The longest text that every match contains, or empty (visible for tests).

@@ -323,24 +323,20 @@ YumIOSearchIndex::Reader::~Reader()
     ZSTD_freeDCtx(static_cast<ZSTD_DCtx*>(context_));
 }
 
-std::string_view YumIOSearchIndex::Reader::items(int index, int at)
+const std::vector<char>* YumIOSearchIndex::Reader::block(int index, int at)
 {
     const Field& field = index_.fields_[size_t(at)];
-    const quint32 begin = field.starts[size_t(index)];
-    const quint32 end = field.starts[size_t(index) + 1];
-    if (begin == end)
-        return std::string_view();
     const int block = index >> field.shift;
-    const quint32 blockBegin = field.starts[size_t(block) << field.shift];
     Cache& cache = caches_[size_t(at)];
     if (cache.checked != block) {
         cache.checked = block;
         cache.mayHold = grams_.empty() || mayHold(at, block);
     }
     if (!cache.mayHold)
-        return std::string_view();
+        return nullptr;
     if (cache.block != block) {
         cache.block = -1;
+        const quint32 blockBegin = field.starts[size_t(block) << field.shift];
         const size_t last = qMin(size_t(block + 1) << field.shift, size_t(index_.count()));
         cache.text.resize(field.starts[last] - blockBegin);
         const quint32 from = field.blockStarts[size_t(block)];
@@ -356,8 +352,37 @@ std::string_view YumIOSearchIndex::Reader::items(int index, int at)
             unpacked = !ZSTD_isError(size) && size == cache.text.size();
         }
         if (!unpacked)
-            return std::string_view();
+            return nullptr;
         cache.block = block;
     }
-    return std::string_view(cache.text.data() + (begin - blockBegin), end - begin);
+    return &cache.text;
+}
+
+std::string_view YumIOSearchIndex::Reader::items(int index, int at)
+{
+    return span(index, index + 1, at);
+}
+
+std::string_view YumIOSearchIndex::Reader::span(int first, int last, int at)
+{
+    const Field& field = index_.fields_[size_t(at)];
+    const quint32 begin = field.starts[size_t(first)];
+    const quint32 end = field.starts[size_t(last)];
+    if (begin == end)
+        return std::string_view();
+    const std::vector<char>* text = block(first, at);
+    if (!text)
+        return std::string_view();
+    const quint32 blockBegin = field.starts[size_t(first >> field.shift) << field.shift];
+    return std::string_view(text->data() + (begin - blockBegin), end - begin);
+}
+
+int YumIOSearchIndex::blockEntries(int field)
+{
+    return 1 << blockShift(field);
+}
+
+quint32 YumIOSearchIndex::start(int index, int field) const
+{
+    return fields_[size_t(field)].starts[size_t(index)];
 }

@@ -52,6 +52,10 @@ public:
     int count() const { return int(entries_.size()); }
     const Package::Entry* entry(int index) const { return entries_[size_t(index)]; }
     int fieldCountAt(int index) const { return fieldCounts_[size_t(index)]; }
+    // Entries per block of one field.
+    static int blockEntries(int field);
+    // Where the items of an entry begin in its field's whole text; index up to count().
+    quint32 start(int index, int field) const;
     // Bytes held, compressed texts and offsets together.
     quint64 memory() const;
     // The bytes the texts take uncompressed.
@@ -73,8 +77,14 @@ public:
         // cannot be unpacked.  field below fieldCountAt(index); valid until the next
         // call for the same field.
         std::string_view items(int index, int field);
+        // The items of the entries first to last - 1, which lie in one block of the
+        // field, as one text that begins at start(first, field); empty under the same
+        // conditions as items().
+        std::string_view span(int first, int last, int field);
 
     private:
+        // The unpacked text of the block holding the index's entry, or null.
+        const std::vector<char>* block(int index, int field);
         bool mayHold(int field, int block) const;
 
         const YumIOSearchIndex& index_;

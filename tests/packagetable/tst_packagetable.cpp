@@ -8,6 +8,7 @@
 #include "packagetable/PackageTableActionContextMenu.h"
 #include "packagetable/PackageTableModel.h"
 #include "packagetable/PackageTableSearchMatcher.h"
+#include "packagetable/PackageTableSearchRun.h"
 #include "packagetable/PackageTableSortFilterProxyModel.h"
 #include "packagetable/PackageTableView.h"
 #include "widgets/Colors.h"
@@ -144,6 +145,38 @@ protected:
         return {field == 0 ? "pear" : field == 21 ? "/usr/bin/pear" : ""};
     }
 };
+
+// An index of made-up entries, enough for many blocks in every field; some fields
+// without items, every 97th entry a group with fewer fields.  expected gets each entry's
+// fields as the index should give them back.
+std::shared_ptr<YumIOSearchIndex> madeUpIndex(int entries, std::vector<std::vector<QByteArray>>& expected)
+{
+    expected.assign(size_t(entries), {});
+    auto index = std::make_shared<YumIOSearchIndex>();
+    for (int e = 0; e < entries; ++e) {
+        const int fields = e % 97 == 0 ? YumIOSearchIndex::GroupFieldCount : YumIOSearchIndex::PackageFieldCount;
+        std::vector<QStringList> texts(static_cast<size_t>(fields));
+        for (int f = 0; f < fields; ++f) {
+            if ((e + f) % 5 == 0)
+                continue; // no items
+            for (int i = 0; i < 1 + (e * 7 + f) % (f == 21 ? 40 : 3); ++i)
+                texts[size_t(f)] << QStringLiteral("item %1 of %2.%3").arg(i).arg(e).arg(f);
+        }
+        if (e == 2718)
+            texts[21] << QStringLiteral("/opt/only-2718/file");
+        if (e == 2999)
+            texts[6] << QString::fromUtf8("d\u00e9t\u00e9-2999");
+        for (int f = 0; f < fields; ++f) {
+            QByteArray bytes;
+            for (const QString& text : texts[size_t(f)])
+                bytes += text.toUtf8() + '\0';
+            expected[size_t(e)].push_back(bytes);
+        }
+        if (!index->append(reinterpret_cast<const Package::Entry*>(quintptr(e + 1) * 8), texts))
+            return nullptr;
+    }
+    return index->finish() ? index : nullptr;
+}
 
 } // namespace
 
@@ -343,30 +376,10 @@ private Q_SLOTS:
         // groups with fewer fields.  Read back in order, then backwards and sparsely.
         QFETCH(QByteArray, needed);
         constexpr int entries = 3000;
-        std::vector<std::vector<QByteArray>> expected(entries);
-        YumIOSearchIndex index;
-        for (int e = 0; e < entries; ++e) {
-            const int fields = e % 97 == 0 ? YumIOSearchIndex::GroupFieldCount : YumIOSearchIndex::PackageFieldCount;
-            std::vector<QStringList> texts(static_cast<size_t>(fields));
-            for (int f = 0; f < fields; ++f) {
-                if ((e + f) % 5 == 0)
-                    continue; // no items
-                for (int i = 0; i < 1 + (e * 7 + f) % (f == 21 ? 40 : 3); ++i)
-                    texts[size_t(f)] << QStringLiteral("item %1 of %2.%3").arg(i).arg(e).arg(f);
-            }
-            if (e == 2718)
-                texts[21] << QStringLiteral("/opt/only-2718/file");
-            if (e == 2999)
-                texts[6] << QString::fromUtf8("d\u00e9t\u00e9-2999");
-            for (int f = 0; f < fields; ++f) {
-                QByteArray bytes;
-                for (const QString& text : texts[size_t(f)])
-                    bytes += text.toUtf8() + '\0';
-                expected[size_t(e)].push_back(bytes);
-            }
-            QVERIFY(index.append(reinterpret_cast<const Package::Entry*>(quintptr(e + 1) * 8), texts));
-        }
-        QVERIFY(index.finish());
+        std::vector<std::vector<QByteArray>> expected;
+        const std::shared_ptr<YumIOSearchIndex> built = madeUpIndex(entries, expected);
+        QVERIFY(built);
+        const YumIOSearchIndex& index = *built;
         QVERIFY(index.memory() < index.textBytes());
         const std::string_view need(needed.constData(), size_t(needed.size()));
         YumIOSearchIndex::Reader reader(index, need);
@@ -394,6 +407,53 @@ private Q_SLOTS:
         }
         // A text of three bytes or more that few blocks hold lets most be passed over.
         QCOMPARE(passedOver > 0, needed.size() >= 3 && needed != "item");
+    }
+
+    void searchRunListsWhatEveryItemGives_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::newRow("plain text, many entries") << "item 2 of";
+        QTest::newRow("plain text, one entry's file") << "/opt/only-2718/file";
+        QTest::newRow("plain text, one letter") << "7";
+        QTest::newRow("plain text opening entries' items") << "item 0 of 1";
+        QTest::newRow("needed text and an anchor") << "^item 1 of 2[0-9]*\\.2[12]$";
+        QTest::newRow("no needed text") << "(7|9)\\.6$";
+        QTest::newRow("beyond ASCII") << QString::fromUtf8("\u00e9t\u00e9-[0-9]");
+        QTest::newRow("nothing") << "zz-nowhere";
+    }
+    void searchRunListsWhatEveryItemGives()
+    {
+        // Every third entry is not listed; rows are numbered apart from entries.
+        QFETCH(QString, pattern);
+        std::vector<std::vector<QByteArray>> texts;
+        const std::shared_ptr<YumIOSearchIndex> index = madeUpIndex(3000, texts);
+        QVERIFY(index);
+        const QByteArray bytes = pattern.toUtf8();
+        const PackageTable::SearchMatcher matcher(bytes);
+        std::vector<PackageTable::SearchRun::Candidate> candidates;
+        QList<int> expected;
+        for (int e = 0; e < index->count(); ++e) {
+            if (e % 3 == 1)
+                continue;
+            candidates.emplace_back(10 * e, e);
+            for (const QByteArray& field : texts[size_t(e)]) {
+                const QList<QByteArray> items = field.split('\0');
+                if (std::any_of(items.begin(), items.end() - 1,
+                                [&](const QByteArray& item) { return matcher.matches(item.constData(), size_t(item.size())); })) {
+                    expected << 10 * e;
+                    break;
+                }
+            }
+        }
+        PackageTable::SearchRun run(nullptr);
+        QList<int> found;
+        connect(&run, &PackageTable::SearchRun::found, &run, [&](const QList<int>& rows) { found += rows; });
+        QSignalSpy finished(&run, &PackageTable::SearchRun::finished);
+        run.start(index, candidates, bytes);
+        QVERIFY(finished.wait(20000));
+        std::sort(found.begin(), found.end());
+        QCOMPARE(found, expected);
+        QCOMPARE(expected.isEmpty(), pattern.startsWith("zz"));
     }
 
     void sorting()
