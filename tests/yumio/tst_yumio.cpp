@@ -323,14 +323,6 @@ private Q_SLOTS:
             QCOMPARE(QStringList({ e, n, v, r, a }).join('|'), fields);
     }
 
-    void keys()
-    {
-        const YumIO::EntryKey x64(false, "glibc", "x86_64");
-        QVERIFY(YumIO::EntryKey(false, "gnome", "") != YumIO::EntryKey(true, "gnome", ""));
-        QVERIFY(x64 != YumIO::EntryKey(false, "glibc", "i686"));
-        QVERIFY(x64 == YumIO::EntryKey(false, "glibc", "x86_64"));
-    }
-
     void chainDeletion()
     {
         const int before = Package::Entry::liveCount();
