@@ -116,20 +116,6 @@ private Q_SLOTS:
                      QIcon(Share::absolute(QString::fromLatin1(icon))).pixmap(16, 16).toImage());
     }
 
-    void records()
-    {
-        // Neither the advisory of a package that is not installed nor the one the
-        // installed version already fixes.
-        QCOMPARE(engine_->advisories().count(), 3);
-        const Advisory::Record* record = engine_->advisories().find("ORVO-SA-2026:0101");
-        QVERIFY(record);
-        QCOMPARE(record->type, Advisory::Security);
-        QCOMPARE(record->issuedText(), QString("2026-01-12"));
-        QCOMPARE(record->references.size(), 2);
-        QCOMPARE(record->references[0].type, QString("cve"));
-        QCOMPARE(record->references[0].url, QString("https://www.cve.org/CVERecord?id=CVE-2026-10001"));
-    }
-
     // "Security Updates Only" together with the other settings, and "Set Update of
     // Security Fixes" marking exactly the listed security fixes.
     void filterAndMark_data()
@@ -144,7 +130,6 @@ private Q_SLOTS:
         QTest::newRow("updatable") << int(PackageTable::Updatable) << ".*" << true << true << "apricot,pear"
                                    << "apricot,pear";
         QTest::newRow("expression") << int(PackageTable::Updatable) << "^pe" << true << true << "pear" << "pear";
-        QTest::newRow("installable") << int(PackageTable::Installable) << ".*" << true << true << "" << "";
         // The i686 update is a duplicate of the x86_64 apricot.
         QTest::newRow("no duplicates") << int(PackageTable::All) << ".*" << false << true << "pear" << "pear";
         // Without the filter the other updates are listed, yet only security fixes are marked.
@@ -201,7 +186,6 @@ private Q_SLOTS:
                            "<br>quince: architecture-independent build"
                            "<br>quince is now built for every architecture at once."};
         QTest::newRow("update without advisories") << "date" << QStringList();
-        QTest::newRow("installed") << "tomato" << QStringList();
     }
 
     void describe()
