@@ -73,12 +73,12 @@ ino_t inode(const QString& path)
     return lstat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_ino : 0;
 }
 
-// Entries as "id@file", with ":position" when asked.
-QString located(const QList<Repo::Entry>& entries, bool positions = false)
+// Entries as "id@file".
+QString located(const QList<Repo::Entry>& entries)
 {
     QStringList ids;
     for (const Repo::Entry& entry : entries)
-        ids << entry.id + "@" + entry.file + (positions ? ":" + QString::number(entry.sortPosition) : QString());
+        ids << entry.id + "@" + entry.file;
     return ids.join(' ');
 }
 
@@ -307,32 +307,6 @@ private Q_SLOTS:
     }
 
     // ------------------------------------------------------------------ writing
-
-    void roundTrip()
-    {
-        writeRoot(kMainConf, {{"/etc/yum.repos.d/fedora.repo", kFedoraRepo},
-                              {"/etc/extra.repos.d/extra.repo", "[extra]\nbaseurl=file:///srv/extra\n"}});
-        Boxes boxes;
-        YumConfIO conf(requests_, used_);
-        QVERIFY(conf.read(nullptr));
-        QCOMPARE(located(conf.repos(), true), "local@/etc/yum.conf:1 fedora@/etc/yum.repos.d/fedora.repo:1 "
-                                              "mirrored@/etc/yum.repos.d/fedora.repo:2 extra@/etc/extra.repos.d/extra.repo:1");
-        const QList<Repo::Entry> before = conf.repos();
-        QVERIFY(conf.write(nullptr));
-        QCOMPARE(boxes.errors, QStringList());
-        QCOMPARE(readFile(path("/etc/yum.conf")), QByteArray(kMainConf));
-        QCOMPARE(readFile(path("/etc/yum.repos.d/fedora.repo")), QByteArray(kFedoraRepo));
-        QCOMPARE(readAgain(), before);
-        // Positions order the sections within a file; a section may join the main file.
-        conf.repos()[1].sortPosition = 2.5;
-        conf.repos()[3].file = "/etc/yum.conf";
-        conf.repos()[3].sortPosition = 0;
-        QVERIFY(conf.write(nullptr));
-        // A section moved to another file is a new one there, at its end.
-        QCOMPARE(readFile(path("/etc/yum.conf")), kMainConf + QByteArray("\n[extra]\nbaseurl=file:///srv/extra\n"));
-        QVERIFY(readFile(path("/etc/yum.repos.d/fedora.repo")).startsWith("[mirrored]\n"));
-        QVERIFY(!QFile::exists(path("/etc/extra.repos.d/extra.repo")));
-    }
 
     // Each row edits the entries read from kShippedRepo and names the lines of the
     // file after the write; every other file stays byte for byte as it was.
@@ -610,6 +584,9 @@ private Q_SLOTS:
             << QStringList{"b>/etc/yum.repos.d/a.repo"} << "l@/etc/yum.conf b@/etc/yum.repos.d/b.repo"
             << QStringList{"root/etc/yum.conf|[main]\n[l]\nname=L\n\n[b]\n", "root/etc/yum.repos.d/a.repo->../yum.conf",
                            "root/etc/yum.repos.d/b.repo!"};
+        QTest::newRow("directories listed with a comma")
+            << QStringList{"root/etc/yum.conf|[main]\nreposdir=/etc/yum.repos.d, /etc/more\n", "root/etc/more/m.repo|[m]\n"}
+            << QStringList{} << "m@/etc/more/m.repo" << QStringList{"root/etc/more/m.repo|[m]\n"};
         QTest::newRow("one file in two directories")
             << QStringList{"root/etc/yum.conf|[main]\nreposdir=/etc/yum.repos.d /etc/more\n",
                            "root/etc/more/b.repo|[b]\n", "root/etc/yum.repos.d/a.repo->/etc/more/b.repo"}
