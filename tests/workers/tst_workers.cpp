@@ -211,16 +211,6 @@ private Q_SLOTS:
             QVERIFY(runProtocolBody([] { return true; }));
     }
 
-    void starters()
-    {
-        QVERIFY(engine_->collect(QHash<QString, bool> { { "base", true } }));
-        QCOMPARE(engine_->count(), 2);
-        engine_->clearEntries();
-        QVERIFY(engine_->collectFileLists());
-        QVERIFY(engine_->collectOtherData());
-        QVERIFY(engine_->apply());
-    }
-
     void dialogs_data()
     {
         QTest::addColumn<QString>("kind");
