@@ -143,8 +143,6 @@ private Q_SLOTS:
         QTest::newRow("executable") << QByteArray("sys.executable") << "'/usr/bin/python3'";
         QTest::newRow("prefix") << QByteArray("sys.prefix == sys.base_prefix == '/usr'") << "True";
         QTest::newRow("no user site") << QByteArray("site.ENABLE_USER_SITE") << "False";
-        QTest::newRow("rpm") << QByteArray("importlib.util.find_spec('rpm') is not None") << "True";
-        QTest::newRow("dnf") << QByteArray("importlib.util.find_spec('dnf') is not None") << "True";
     }
 
     void environment()
