@@ -217,8 +217,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, pattern);
         QFETCH(QString, id);
-        QFETCH(bool, matches);
-        QCOMPARE(YumRepoEnabled(true, pattern).matches(id), matches);
+        QTEST(YumRepoEnabled(true, pattern).matches(id), "matches");
     }
 
     void shareAbsolute_data()
@@ -233,9 +232,8 @@ private Q_SLOTS:
     void shareAbsolute()
     {
         QFETCH(QByteArray, value);
-        QFETCH(QString, expected);
         const ScopedEnv share("ORVOSHARE", value);
-        QCOMPARE(Share::absolute("pixmaps/orvo.icon.png"), expected);
+        QTEST(Share::absolute("pixmaps/orvo.icon.png"), "expected");
     }
 
     void relativePaths_data()
