@@ -32,22 +32,6 @@ def test_undo_of_nothing_left_marks_nothing(shared, tid):
     assert shared.io.historyUndo(tid) == ([], [])
 
 
-def test_downgrade_and_reinstall_run_and_are_recorded_as_orvos(fresh, new_session):
-    io = fresh.io
-    assert io.olderVersions(fresh.installed["olive-2.0-1.noarch"]) == ["1.0-1"]
-    assert io.olderVersions(fresh.installed["lime-1.0-1.noarch"]) == []
-    assert io.reinstallable(fresh.installed["lime-1.0-1.noarch"])
-    io.requestVersions([("downgrade", fresh.installed["olive-2.0-1.noarch"], "1.0-1"),
-                        ("reinstall", fresh.installed["lime-1.0-1.noarch"], "1.0-1")])
-    io.apply([], [], [])
-    assert "olive-1.0-1.noarch" in installed(fresh.root) and "lime-1.0-1.noarch" in installed(fresh.root)
-    io.flush()
-    again = new_session(fresh.root).collect()
-    newest = again.io.historyTransactions()[0]
-    assert newest[0] == 5 and newest[2] == "Orvo" and newest[4] == 2
-    assert sorted(r[0] for r in again.io.historyPackages(5)) == ["Downgrade", "Downgraded", "Reinstall", "Reinstalled"]
-
-
 def test_refused_versions_go_with_the_transaction(fresh, recorder):
     """The listing's Downgrade and Reinstall lines are the transaction test's."""
     recorder.confirm = False

@@ -331,6 +331,12 @@ private Q_SLOTS:
         QVERIFY(history.size() == 5);
         QCOMPARE(history[0].id, 5);
         QCOMPARE(history[0].commandLine, QString("Orvo"));
+        QStringList recorded;
+        for (const YumIOVersions::Item& item : versions.items(5))
+            recorded << item.what + " " + item.name;
+        recorded.sort();
+        QCOMPARE(recorded, (QStringList { "Downgrade olive", "Downgraded olive", "Install grape", "Reinstall lime",
+                                          "Reinstalled lime" }));
     }
 
     // Undo marks the inverse without changing anything; refused at the confirmation, the
