@@ -87,9 +87,6 @@ private Q_SLOTS:
         const QString error = "dialog critical|Orvo Yum Error|Internal error: ";
         QTest::newRow("missing script") << shareWith([](StandInShare::Options& o) { o.script = false; })
                                         << QStringList { "initialize 0", error + "unable to open YumIO.py" } << 1;
-        QTest::newRow("SystemExit in constructor")
-            << shareWith([](StandInShare::Options& o) { o.constructorBody = "raise SystemExit(2)"; })
-            << QStringList { "initialize 0", "dialog scrollable|Orvo Yum Error|Unable to initialize" } << 1;
         QTest::newRow("script raises")
             << shareWith([](StandInShare::Options& o) { o.topLevel = "raise ValueError('broken script')"; })
             << QStringList { "initialize 0", error + "unable to execute YumIO.py", "log 3 0 ValueError: broken script" }
