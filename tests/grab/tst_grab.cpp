@@ -134,11 +134,10 @@ private Q_SLOTS:
     void collectStart()
     {
         QFETCH(QString, calls);
-        QFETCH(int, acts);
 
         run(calls);
         QTEST(started_, "activities");
-        QCOMPARE(engine_->collectActsReached(), acts);
+        QTEST(engine_->collectActsReached(), "acts");
     }
 
     void collectParallel()

@@ -355,7 +355,6 @@ private Q_SLOTS:
     void keptText()
     {
         QFETCH(QStringList, edits);
-        QFETCH(QByteArray, expected);
         writeRoot(kMainConf, {{"/etc/yum.repos.d/CentOS-Base.repo", kShippedRepo},
                               {"/etc/yum.repos.d/fedora.repo", kFedoraRepo}});
         const QString shipped = path("/etc/yum.repos.d/CentOS-Base.repo");
@@ -399,7 +398,7 @@ private Q_SLOTS:
         const QList<Repo::Entry> written = conf.repos();
         QVERIFY(conf.write(nullptr));
         QCOMPARE(boxes.errors, QStringList());
-        QCOMPARE(readFile(shipped), expected);
+        QTEST(readFile(shipped), "expected");
         // What was written reads back as the entries written.
         QList<Repo::Entry> again = readAgain();
         std::sort(again.begin(), again.end(), [](const Repo::Entry& a, const Repo::Entry& b) { return a.id < b.id; });
@@ -710,10 +709,9 @@ private Q_SLOTS:
     void larderGetAuth()
     {
         QFETCH(QString, text);
-        QFETCH(QString, expected);
         QString nameKey, name, passwordKey, password;
         const bool found = Repo::Larder::getAuth(text, nameKey, name, passwordKey, password);
-        QCOMPARE(found ? QStringList({nameKey, name, passwordKey, password}).join('|') : QString(), expected);
+        QTEST(found ? QStringList({nameKey, name, passwordKey, password}).join('|') : QString(), "expected");
         // An entry's baseurl comes before its mirror list.
         Repo::Entry entry;
         entry.mirrorlist = text;
