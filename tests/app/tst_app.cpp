@@ -120,7 +120,6 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, args);
         QFETCH(QStringList, env);
-        QFETCH(QString, err);
         QFETCH(bool, usage);
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -137,7 +136,7 @@ private Q_SLOTS:
         QVERIFY(process.waitForFinished(30000));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 1);
-        QCOMPARE(QString::fromLocal8Bit(process.readAllStandardError()), err);
+        QTEST(QString::fromLocal8Bit(process.readAllStandardError()), "err");
         const QString out = QString::fromLocal8Bit(process.readAllStandardOutput());
         if (!usage) {
             QCOMPARE(out, QString());
@@ -168,14 +167,13 @@ private Q_SLOTS:
     {
         QFETCH(QString, option);
         QFETCH(int, mode);
-        QFETCH(int, state);
         QFETCH(bool, ok);
         MainWindow window;
         const Parsed parsed = parse(window, { option });
         QCOMPARE(parsed.status, ok ? int(CommandLine::Continue) : 1);
         QCOMPARE(parsed.out.isEmpty(), ok);
         QCOMPARE(int(window.mode()), mode);
-        QCOMPARE(int(window.stateFilter()), state);
+        QTEST(int(window.stateFilter()), "state");
     }
 
     void options()
@@ -217,25 +215,15 @@ private Q_SLOTS:
     {
         QFETCH(QString, pattern);
         QFETCH(QString, id);
-        QFETCH(bool, matches);
-        QCOMPARE(YumRepoEnabled(true, pattern).matches(id), matches);
+        QTEST(YumRepoEnabled(true, pattern).matches(id), "matches");
     }
 
-    void shareAbsolute_data()
+    // Without ORVOSHARE, the installed share directory; every engine test on a stand-in
+    // share finds its script through the variable.
+    void shareDefault()
     {
-        QTest::addColumn<QByteArray>("value"); // null: unset
-        QTest::addColumn<QString>("expected");
-
-        QTest::newRow("set") << QByteArray("/opt/x") << "/opt/x/pixmaps/orvo.icon.png";
-        QTest::newRow("unset") << QByteArray() << "/usr/share/orvo/pixmaps/orvo.icon.png";
-    }
-
-    void shareAbsolute()
-    {
-        QFETCH(QByteArray, value);
-        QFETCH(QString, expected);
-        const ScopedEnv share("ORVOSHARE", value);
-        QCOMPARE(Share::absolute("pixmaps/orvo.icon.png"), expected);
+        const ScopedEnv share("ORVOSHARE", QByteArray());
+        QCOMPARE(Share::absolute("pixmaps/orvo.icon.png"), QString("/usr/share/orvo/pixmaps/orvo.icon.png"));
     }
 
     void relativePaths_data()

@@ -122,24 +122,18 @@ private Q_SLOTS:
                       "          - pear\n        state: latest\n"
                       "    - name: Install packages\n      ansible.builtin.dnf:\n        name:\n"
                       "          - '@kitchen'\n          - melon\n          - libstdc++\n        state: present\n");
-        QTest::newRow("chosen versions, hosts quoted")
-            << QList<Item> { item(Package::Install, "kettle", false, "2.0-1"),
+        QTest::newRow("chosen versions, downgrade allowed only there, hosts quoted")
+            << QList<Item> { item(Package::Reinstall, "pear", false, "1.1-1"), item(Package::Downgrade, "olive", false, "1.0-1"),
+                             item(Package::Install, "kettle", false, "2.0-1"),
                              item(Package::Install, "date", false, "1:2.0-1", "noarch") }
             << " web:&prod "
             << QString(head + "  hosts: 'web:&prod'\n  become: true\n  tasks:\n"
-                      "    - name: Install packages\n      ansible.builtin.dnf:\n        name:\n"
-                      "          - kettle-2.0-1\n          - 'date-1:2.0-1.noarch'\n        state: present\n");
-        QTest::newRow("downgrade allowed only where chosen")
-            << QList<Item> { item(Package::Reinstall, "pear", false, "1.1-1"), item(Package::Downgrade, "olive", false, "1.0-1"),
-                             item(Package::Install, "melon") }
-            << "web"
-            << QString(head + "  hosts: web\n  become: true\n  tasks:\n"
                       "    - name: Downgrade packages\n      ansible.builtin.dnf:\n        name:\n"
                       "          - olive-1.0-1\n        state: present\n        allow_downgrade: true\n"
                       "    - name: Reinstall packages\n      ansible.builtin.dnf:\n        name:\n"
                       "          - pear-1.1-1\n        state: present\n"
                       "    - name: Install packages\n      ansible.builtin.dnf:\n        name:\n"
-                      "          - melon\n        state: present\n");
+                      "          - kettle-2.0-1\n          - 'date-1:2.0-1.noarch'\n        state: present\n");
         QTest::newRow("no hosts named, nothing to do")
             << QList<Item>() << "" << QString(head + "  hosts: all\n  become: true\n  tasks: []\n");
     }
@@ -148,21 +142,16 @@ private Q_SLOTS:
     {
         QFETCH(QList<Item>, items);
         QFETCH(QString, hosts);
-        QFETCH(QString, expected);
-        QCOMPARE(Export::Marks::playbook(items, hosts), expected);
+        QTEST(Export::Marks::playbook(items, hosts), "expected");
     }
 
     void yamlScalar_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("scalar");
-        QTest::newRow("name") << "melon-libs" << "melon-libs";
-        QTest::newRow("plus signs") << "libstdc++" << "libstdc++";
-        QTest::newRow("group") << "@core" << "'@core'";
         QTest::newRow("boolean word") << "yes" << "'yes'";
         QTest::newRow("boolean word, capitals") << "Off" << "'Off'";
         QTest::newRow("number") << "1.10" << "'1.10'";
-        QTest::newRow("epoch colon") << "date-1:2.0-1" << "'date-1:2.0-1'";
         QTest::newRow("comment sign") << "#x" << "'#x'";
         QTest::newRow("wildcard") << "web*" << "'web*'";
         QTest::newRow("apostrophe") << "it's" << "'it''s'";
@@ -173,8 +162,7 @@ private Q_SLOTS:
     void yamlScalar()
     {
         QFETCH(QString, text);
-        QFETCH(QString, scalar);
-        QCOMPARE(Export::Marks::yamlScalar(text), scalar);
+        QTEST(Export::Marks::yamlScalar(text), "scalar");
     }
 
     void kickstart()
@@ -208,40 +196,30 @@ private Q_SLOTS:
         presenter_.questionAnswers.clear();
     }
 
+    // Group marks expand as applying expands them (the transaction test has removals and
+    // conflicts); a name is qualified only where the catalogue has it in several architectures.
     void collected_data()
     {
         QTest::addColumn<QStringList>("marks");
-        QTest::addColumn<QList<int>>("answers");
         QTest::addColumn<QStringList>("expected");
 
         QTest::newRow("group install takes its members")
-            << QStringList { "@Kitchen:Install" } << QList<int>()
-            << QStringList { "Install:@kitchen", "Install:lemon", "Install:melon" };
+            << QStringList { "@Kitchen:Install" } << QStringList { "Install:@kitchen", "Install:lemon", "Install:melon" };
         QTest::newRow("group update leaves installed and optional members")
-            << QStringList { "@Orchard:Update" } << QList<int>()
-            << QStringList { "Update:@orchard", "Update:pear", "Update:quince" };
-        QTest::newRow("group removal takes optional members too")
-            << QStringList { "@Garden:Remove" } << QList<int>()
-            << QStringList { "Remove:@garden", "Remove:lime", "Remove:tomato" };
+            << QStringList { "@Orchard:Update" } << QStringList { "Update:@orchard", "Update:pear", "Update:quince" };
         QTest::newRow("architecture named where the name has several")
-            << QStringList { "plum.i686:Install", "medlar.x86_64:Remove", "lime:Remove" } << QList<int>()
+            << QStringList { "plum.i686:Install", "medlar.x86_64:Remove", "lime:Remove" }
             << QStringList { "Install:plum.i686", "Remove:lime", "Remove:medlar.x86_64" };
-        QTest::newRow("conflict resolved for the package")
-            << QStringList { "pear:Remove", "@Orchard:Update" } << QList<int> { 1 }
-            << QStringList { "Remove:pear", "Update:@orchard", "Update:quince" };
     }
 
     void collected()
     {
         QFETCH(QStringList, marks);
-        QFETCH(QList<int>, answers);
-        QFETCH(QStringList, expected);
         mark(marks);
-        presenter_.questionAnswers = answers;
         bool ok = false;
-        QCOMPARE(collected(ok), expected);
+        QTEST(collected(ok), "expected");
         QVERIFY(ok);
-        QCOMPARE(presenter_.of("critical", "Apply").size(), answers.size());
+        QVERIFY(presenter_.dialogs.isEmpty());
     }
 
     // A conflict cancelled exports nothing and leaves the marks as they were; asked again,

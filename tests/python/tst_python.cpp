@@ -143,16 +143,13 @@ private Q_SLOTS:
         QTest::newRow("executable") << QByteArray("sys.executable") << "'/usr/bin/python3'";
         QTest::newRow("prefix") << QByteArray("sys.prefix == sys.base_prefix == '/usr'") << "True";
         QTest::newRow("no user site") << QByteArray("site.ENABLE_USER_SITE") << "False";
-        QTest::newRow("rpm") << QByteArray("importlib.util.find_spec('rpm') is not None") << "True";
-        QTest::newRow("dnf") << QByteArray("importlib.util.find_spec('dnf') is not None") << "True";
     }
 
     void environment()
     {
         QFETCH(QByteArray, expression);
-        QFETCH(QString, expected);
         python->py("import importlib, importlib.util, site, sys");
-        QCOMPARE(textOf(python->pyr(expression.constData())), expected);
+        QTEST(textOf(python->pyr(expression.constData())), "expected");
         QVERIFY(python->errors.isEmpty());
     }
 

@@ -1,8 +1,6 @@
 """Real transactions, each on a private copy of the sandbox root."""
 
-import pytest
-
-from conftest import installed, ordered
+from conftest import ordered
 
 RUN_ORDER = ["listTransaction", "reportDownloadSize", "userconfirm", "gpgsigcheck",
              "tsInitCallback", "tsInitCallback", "tsEvent", "postTransactionOutput"]
@@ -23,12 +21,3 @@ def test_group_members_then_group_installed(fresh, new_session):
     fresh.io.flush()
     again = new_session(fresh.root).collect()
     assert again.groups["Pantry"].installed and "fig-1.0-1.noarch" in again.installed
-
-
-def test_conflict_raises_and_changes_nothing(fresh, Errors):
-    before = installed(fresh.root)
-    with pytest.raises(Errors.YumBaseError) as err:
-        fresh.io.apply([fresh.available["lemon-1.0-1.noarch"]], [], [])
-    assert "lime" in str(err.value) and "userconfirm" not in fresh.rec.names()
-    fresh.io.applyFailCleanup()
-    assert installed(fresh.root) == before

@@ -78,7 +78,7 @@ class NoStr:
         return 42
 
 
-%CLASS%:
+class YumIO:
     def __init__(self):
         self.conf = _Conf()
         %CONSTRUCTOR%
@@ -104,19 +104,8 @@ class NoStr:
         return {"i686": "32", "x86_64": "64"}.get(arch, arch)
 
     def fail(self, kind, text):
-        import bdb
-        import sqlite3
-        kinds = {
-            "IOError": IOError,
-            "KeyboardInterrupt": KeyboardInterrupt,
-            "AssertionError": AssertionError,
-            "NoMoreMirrorsRepoError": getattr(yum.Errors, "NoMoreMirrorsRepoError", None),
-            "RepoError": yum.Errors.RepoError,
-            "OperationalError": getattr(sqlite3, "OperationalError", None),
-            "YumBaseError": yum.Errors.YumBaseError,
-            "BdbQuit": bdb.BdbQuit,
-            "ValueError": ValueError,
-        }
+        kinds = {"IOError": IOError, "KeyboardInterrupt": KeyboardInterrupt, "RepoError": yum.Errors.RepoError,
+                 "YumBaseError": yum.Errors.YumBaseError, "ValueError": ValueError}
         sys.stderr.write("")
         yumIOC.errorlog(0, "yum says: " + kind)
         raise kinds[kind](text)
@@ -139,6 +128,10 @@ class LockError(YumBaseError):
 
 class GroupsError(YumBaseError):
     pass
+
+
+class NoMoreMirrorsRepoError(RepoError):
+    pass
 )PY";
 
 } // namespace
@@ -148,22 +141,14 @@ bool StandInShare::write(const QString& directory, const Options& options)
     QDir(directory).removeRecursively();
     if (!QDir().mkpath(directory + "/python"))
         return false;
-    QString errors = QString::fromLatin1(kErrors);
-    if (options.optionalErrors) {
-        errors += "\n\nclass NoMoreMirrorsRepoError(RepoError):\n    pass\n";
-    } else if (!writeFile(directory + "/python/sqlite3/__init__.py",
-                          "# a sqlite3 without OperationalError, as old ones were\n")) {
-        return false;
-    }
     if (!writeFile(directory + "/python/yum/__init__.py",
                    QString("__version__ = \"%1\"\nfrom . import Errors\n").arg(options.yumVersion))
-        || !writeFile(directory + "/python/yum/Errors.py", errors))
+        || !writeFile(directory + "/python/yum/Errors.py", QString::fromLatin1(kErrors)))
         return false;
     if (!options.script)
         return true;
     QString script = QString::fromLatin1(kScript);
     script.replace("%TOPLEVEL%", options.topLevel);
     script.replace("%CONSTRUCTOR%", options.constructorBody);
-    script.replace("%CLASS%", options.scriptClass ? "class YumIO" : "class SomethingElse");
     return writeFile(directory + "/python/YumIO.py", script);
 }

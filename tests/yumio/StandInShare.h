@@ -10,12 +10,10 @@ public:
     struct Options {
         QString yumVersion = QStringLiteral("3.4.3");
         bool script = true;
-        bool optionalErrors = true;
         // Python statements inserted into the script class's constructor.
         QString constructorBody = QStringLiteral("pass");
         // Python statements at the script's top level, after the imports.
         QString topLevel;
-        bool scriptClass = true;
     };
 
     static bool write(const QString& directory, const Options& options);

@@ -87,9 +87,6 @@ private Q_SLOTS:
         const QString error = "dialog critical|Orvo Yum Error|Internal error: ";
         QTest::newRow("missing script") << shareWith([](StandInShare::Options& o) { o.script = false; })
                                         << QStringList { "initialize 0", error + "unable to open YumIO.py" } << 1;
-        QTest::newRow("SystemExit in constructor")
-            << shareWith([](StandInShare::Options& o) { o.constructorBody = "raise SystemExit(2)"; })
-            << QStringList { "initialize 0", "dialog scrollable|Orvo Yum Error|Unable to initialize" } << 1;
         QTest::newRow("script raises")
             << shareWith([](StandInShare::Options& o) { o.topLevel = "raise ValueError('broken script')"; })
             << QStringList { "initialize 0", error + "unable to execute YumIO.py", "log 3 0 ValueError: broken script" }
@@ -157,8 +154,6 @@ private Q_SLOTS:
     {
         QFETCH(QString, kind);
         QFETCH(QString, value);
-        QFETCH(bool, raised);
-        QFETCH(QString, dialog);
         QFETCH(QString, text);
 
         engine_->log(Log::Error, 0, "an older error that is not part of this call");
@@ -167,11 +162,11 @@ private Q_SLOTS:
         PyRef result = engine_->pyMethodCall(engine_->scriptObject(), "fail", "(ss)",
                                              kind.toUtf8().constData(), value.toUtf8().constData());
         QVERIFY(!result);
-        QCOMPARE(engine_->commExceptRaised(result.get(), "collect things"), raised);
+        QTEST(engine_->commExceptRaised(result.get(), "collect things"), "raised");
         engine_->pyExceptClear();
         QVERIFY(!PyErr_Occurred());
         QCOMPARE(presenter_.dialogs.size(), 1);
-        QCOMPARE(presenter_.dialogs[0].kind, dialog);
+        QTEST(presenter_.dialogs[0].kind, "dialog");
         QVERIFY2(presenter_.dialogs[0].text.startsWith(text), qPrintable(presenter_.dialogs[0].text));
     }
 
@@ -279,12 +274,10 @@ private Q_SLOTS:
     void sizeOf()
     {
         QFETCH(QString, expression);
-        QFETCH(qlonglong, size);
-        QFETCH(QString, error);
         PyRef package = eval(expression.toUtf8().constData());
         QVERIFY(package);
-        QCOMPARE(engine_->sizeOf(package.get()), size);
-        QCOMPARE(presenter_.dialogs.value(0).text, error);
+        QTEST(engine_->sizeOf(package.get()), "size");
+        QTEST(presenter_.dialogs.value(0).text, "error");
     }
 
     void describe()
@@ -323,26 +316,11 @@ private Q_SLOTS:
             QCOMPARE(QStringList({ e, n, v, r, a }).join('|'), fields);
     }
 
-    void keys()
+    // An entry that still holds its object says so, once per process, and keeps the
+    // reference rather than release it without the interpreter lock.  That chains go with
+    // their head is the window's quit test's, which counts the entries left.
+    void entryDeletedWithItsObject()
     {
-        const YumIO::EntryKey x64(false, "glibc", "x86_64");
-        QVERIFY(YumIO::EntryKey(false, "gnome", "") != YumIO::EntryKey(true, "gnome", ""));
-        QVERIFY(x64 != YumIO::EntryKey(false, "glibc", "i686"));
-        QVERIFY(x64 == YumIO::EntryKey(false, "glibc", "x86_64"));
-    }
-
-    void chainDeletion()
-    {
-        const int before = Package::Entry::liveCount();
-        auto* head = new Package::Entry;
-        head->next = new Package::Entry;
-        head->next->next = new Package::Entry;
-        QCOMPARE(Package::Entry::liveCount(), before + 3);
-        delete head;
-        QCOMPARE(Package::Entry::liveCount(), before);
-
-        // An entry that still holds its object says so, once per process, and keeps the
-        // reference rather than release it without the interpreter lock.
         QVERIFY(!Package::Entry::extantReported());
         PyRef object = eval("object()");
         const Py_ssize_t references = Py_REFCNT(object.get());
