@@ -14,6 +14,7 @@
 #include <malloc.h>
 #endif
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -582,8 +583,30 @@ bool YumIO::buildSearchIndexReal()
     progress_->startTotal(tr("Preparing search: Total Progress"), Steps(qMax(rows, 1)));
     progress_->startItem(tr("Reading package details"), Steps(qMax(rows, 1)), Steps(qMax(rows, 1)));
     auto index = std::make_shared<YumIOSearchIndex>();
+    // The solver keeps long texts in pages of its cache file, in the order of its own
+    // numbering of the packages: read in that order, each page is loaded once, which
+    // makes reading descriptions and change logs many times faster.  Groups go last.
+    std::vector<std::pair<qint64, int>> order(static_cast<size_t>(rows));
+    {
+        PyGILStateWrapper lock(true);
+        for (int row = 0; row < rows; ++row) {
+            qint64 number = std::numeric_limits<qint64>::max();
+            PyObject* object = entries_.at(row)->yumObject.get();
+            PyRef package = object ? PyRef::steal(PyObject_GetAttrString(object, "_pkg")) : PyRef();
+            if (package) {
+                const Py_hash_t hash = PyObject_Hash(package.get());
+                if (hash != -1)
+                    number = hash;
+            }
+            PyErr_Clear();
+            order[size_t(row)] = {number, row};
+        }
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<QStringList> fields;
-    for (int row = 0; row < rows; ++row) {
+    for (int done = 0; done < rows; ++done) {
+        const int row = order[size_t(done)].second;
         const Package::Entry& entry = *entries_.at(row);
         const int count = YumIOSearchIndex::fieldCount(entry);
         fields.assign(size_t(count), QStringList());
@@ -594,8 +617,8 @@ bool YumIO::buildSearchIndexReal()
             progress_->reset();
             return false;
         }
-        if ((row & 0xff) == 0)
-            progress_->setItemValue(Steps(row));
+        if ((done & 0xff) == 0)
+            progress_->setItemValue(Steps(done));
     }
     if (!index->finish()) {
         error(tr("Internal error: cannot compress the search index"));
