@@ -8,6 +8,7 @@
 
 #include "progress/ProgressObject.h"
 #include "yumio/PackageEntry.h"
+#include "yumio/YumIOFileLists.h"
 #include "yumio/YumIOSearchIndex.h"
 
 #ifdef __GLIBC__
@@ -15,6 +16,7 @@
 #endif
 #include <algorithm>
 #include <limits>
+#include <map>
 
 namespace {
 
@@ -577,41 +579,125 @@ bool YumIO::collectExtra(bool fileLists)
     return true;
 }
 
+namespace {
+
+// The repository and checksum under which a repository's file lists name a package;
+// empty for packages that no file lists name.
+struct FileListKey {
+    QString repo;
+    QByteArray checksum;
+};
+
+// The solver keeps long texts in pages of its cache file, in the order of its own
+// numbering of the packages: read in that order, each page is loaded once, which makes
+// reading descriptions and change logs many times faster.  Groups go last.  Interpreter
+// lock held.
+void readingOrder(const Package::EntryList& entries, std::vector<std::pair<qint64, int>>& order,
+                  std::vector<FileListKey>& keys)
+{
+    const int rows = int(entries.size());
+    order.assign(size_t(rows), {});
+    keys.assign(size_t(rows), {});
+    for (int row = 0; row < rows; ++row) {
+        qint64 number = std::numeric_limits<qint64>::max();
+        PyObject* object = entries.at(row)->yumObject.get();
+        PyRef package = object ? PyRef::steal(PyObject_GetAttrString(object, "_pkg")) : PyRef();
+        if (package) {
+            const Py_hash_t hash = PyObject_Hash(package.get());
+            if (hash != -1)
+                number = hash;
+        }
+        PyErr_Clear();
+        order[size_t(row)] = {number, row};
+        PyRef key = object && PyObject_HasAttrString(object, "fileListKey")
+            ? PyRef::steal(PyObject_CallMethod(object, "fileListKey", nullptr))
+            : PyRef();
+        const char* repo = nullptr;
+        const char* checksum = nullptr;
+        if (key && PyTuple_Check(key.get()) && PyArg_ParseTuple(key.get(), "ss", &repo, &checksum))
+            keys[size_t(row)] = {QString::fromUtf8(repo), QByteArray(checksum)};
+        PyErr_Clear();
+    }
+    std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+// The file lists of the repositories, read whole for the packages they name.  A
+// repository whose lists cannot be read is left out: its packages' files are then read
+// one package at a time.  Interpreter lock held.
+std::map<QString, YumIOFileLists> readFileLists(YumIO& engine, const std::vector<FileListKey>& keys)
+{
+    std::map<QString, YumIOFileLists> lists;
+    PyRef sources = engine.scriptObject() && PyObject_HasAttrString(engine.scriptObject(), "fileListSources")
+        ? engine.pyMethodCall(engine.scriptObject(), "fileListSources", "()")
+        : PyRef();
+    PyRef iterator = sources ? PyRef::steal(PyObject_GetIter(sources.get())) : PyRef();
+    while (iterator) {
+        PyRef source = PyRef::steal(PyIter_Next(iterator.get()));
+        if (!source)
+            break;
+        const char* repo = nullptr;
+        const char* path = nullptr;
+        if (!PyTuple_Check(source.get()) || !PyArg_ParseTuple(source.get(), "ss", &repo, &path))
+            continue;
+        const QString id = QString::fromUtf8(repo);
+        QSet<QByteArray> wanted;
+        for (const FileListKey& key : keys) {
+            if (key.repo == id)
+                wanted.insert(key.checksum);
+        }
+        YumIOFileLists read;
+        if (!wanted.isEmpty() && read.read(QString::fromUtf8(path), wanted))
+            lists[id] = std::move(read);
+    }
+    PyErr_Clear();
+    return lists;
+}
+
+QStringList splitItems(std::string_view items)
+{
+    QStringList texts;
+    size_t begin = 0;
+    while (begin < items.size()) {
+        const size_t end = items.find('\0', begin);
+        if (end == std::string_view::npos)
+            break;
+        texts.append(QString::fromUtf8(items.data() + begin, qsizetype(end - begin)));
+        begin = end + 1;
+    }
+    return texts;
+}
+
+} // namespace
+
 bool YumIO::buildSearchIndexReal()
 {
     const int rows = int(entries_.size());
     progress_->startTotal(tr("Preparing search: Total Progress"), Steps(qMax(rows, 1)));
     progress_->startItem(tr("Reading package details"), Steps(qMax(rows, 1)), Steps(qMax(rows, 1)));
     auto index = std::make_shared<YumIOSearchIndex>();
-    // The solver keeps long texts in pages of its cache file, in the order of its own
-    // numbering of the packages: read in that order, each page is loaded once, which
-    // makes reading descriptions and change logs many times faster.  Groups go last.
-    std::vector<std::pair<qint64, int>> order(static_cast<size_t>(rows));
+    std::vector<std::pair<qint64, int>> order;
+    std::vector<FileListKey> keys;
+    std::map<QString, YumIOFileLists> fileLists;
     {
         PyGILStateWrapper lock(true);
-        for (int row = 0; row < rows; ++row) {
-            qint64 number = std::numeric_limits<qint64>::max();
-            PyObject* object = entries_.at(row)->yumObject.get();
-            PyRef package = object ? PyRef::steal(PyObject_GetAttrString(object, "_pkg")) : PyRef();
-            if (package) {
-                const Py_hash_t hash = PyObject_Hash(package.get());
-                if (hash != -1)
-                    number = hash;
-            }
-            PyErr_Clear();
-            order[size_t(row)] = {number, row};
-        }
+        readingOrder(entries_, order, keys);
+        fileLists = readFileLists(*this, keys);
     }
-    std::stable_sort(order.begin(), order.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<QStringList> fields;
     for (int done = 0; done < rows; ++done) {
         const int row = order[size_t(done)].second;
         const Package::Entry& entry = *entries_.at(row);
         const int count = YumIOSearchIndex::fieldCount(entry);
         fields.assign(size_t(count), QStringList());
-        for (int field = 0; field < count; ++field)
-            fields[size_t(field)] = YumIOSearchIndex::fieldTexts(*this, entry, field);
+        const FileListKey& key = keys[size_t(row)];
+        const auto lists = key.repo.isEmpty() ? fileLists.end() : fileLists.find(key.repo);
+        std::string_view files;
+        const bool listed = lists != fileLists.end() && lists->second.files(key.checksum, files);
+        for (int field = 0; field < count; ++field) {
+            fields[size_t(field)] = listed && field == YumIOSearchIndex::FilesField
+                ? splitItems(files)
+                : YumIOSearchIndex::fieldTexts(*this, entry, field);
+        }
         if (!index->append(&entry, fields)) {
             error(tr("Internal error: cannot compress the search index"));
             progress_->reset();
@@ -626,6 +712,8 @@ bool YumIO::buildSearchIndexReal()
         return false;
     }
     builtIndex_ = std::move(index);
+    fileLists.clear();
+    std::vector<FileListKey>().swap(keys);
 #ifdef __GLIBC__
     // Reading every detail through the interpreter left hundreds of megabytes of freed
     // small allocations behind: give back what the index does not use.

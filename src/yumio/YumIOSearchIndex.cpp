@@ -22,6 +22,8 @@ enum PackageField {
     Requires, Conflicts, Obsoletes, Files, ChangeLog
 };
 
+static_assert(Files == YumIOSearchIndex::FilesField);
+
 // Entries per block, as a power of two: blocks of some tens of kilobytes compress well
 // and unpack in a few tens of microseconds.  The long fields take fewer entries.
 int blockShift(int field)

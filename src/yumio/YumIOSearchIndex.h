@@ -26,6 +26,8 @@ public:
     // mandatory, default, optional and conditional packages).
     static constexpr int PackageFieldCount = 23;
     static constexpr int GroupFieldCount = 8;
+    // The field of a package's files.
+    static constexpr int FilesField = 21;
     // Entries are packed in blocks of 1 << BlockShift for the short fields; the long
     // fields' smaller blocks divide these.  A reader that takes one such run of entries
     // at a time unpacks every block once.

@@ -1,6 +1,9 @@
 // The package table: model, filtering and sorting proxy, view and menus, on small made-up
 // catalogues, on a large one, and on the catalogue collected from the sandbox system.
 
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
 #include "SandboxRoot.h"
 #include "RecordingPresenter.h"
 #include "SyntheticCatalogue.h"
@@ -707,6 +710,29 @@ private Q_SLOTS:
         QVERIFY(engine->collectFileLists() && engine->collectOtherData());
         QVERIFY(engine->buildSearchIndex());
         QVERIFY(engine->searchIndex());
+        {
+            // Read from the repositories' own metadata, the files of each package are
+            // those the engine gives for it one package at a time.
+            const YumIOSearchIndex& index = *engine->searchIndex();
+            YumIOSearchIndex::Reader reader(index);
+            int fromMetadata = 0;
+            for (int at = 0; at < index.count(); ++at) {
+                if (index.fieldCountAt(at) <= YumIOSearchIndex::FilesField)
+                    continue;
+                const std::string_view items = reader.items(at, YumIOSearchIndex::FilesField);
+                QStringList indexed = QString::fromUtf8(items.data(), qsizetype(items.size())).split(QChar(0));
+                indexed.removeLast();
+                QStringList files = engine->getFiles(*index.entry(at));
+                indexed.sort();
+                files.sort();
+                QCOMPARE(indexed, files);
+                fromMetadata += index.entry(at)->state != Package::Installed && !files.isEmpty();
+            }
+            QVERIFY(fromMetadata > 10);
+            YumIO::PyGILStateWrapper lock(true);
+            PyRef sources = engine->pyMethodCall(engine->scriptObject(), "fileListSources", "()");
+            QVERIFY(sources && PySequence_Size(sources.get()) > 0);
+        }
         SortFilterProxyModel search(PackageTable::All, true, true, engine.get(), nullptr);
         search.setSourceModel(&model);
         search.setMode(PackageTable::Search);

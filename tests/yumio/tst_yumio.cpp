@@ -8,6 +8,7 @@
 #include "yumio/PackageEntry.h"
 #include "yumio/YumIO.h"
 #include "yumio/YumIOC.h"
+#include "yumio/YumIOFileLists.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -17,6 +18,8 @@
 #include <cstdio>
 #include <ctime>
 #include <unistd.h>
+#include <zlib.h>
+#include <zstd.h>
 
 Q_DECLARE_METATYPE(StandInShare::Options)
 
@@ -408,6 +411,71 @@ private Q_SLOTS:
         QVERIFY(differences);
         QCOMPARE(engine_->pyString(differences.get()), QString());
         QCOMPARE(int(YumIOC::callbacks().size()), 32);
+    }
+
+    void fileLists_data()
+    {
+        QTest::addColumn<QString>("packing");
+        QTest::addColumn<bool>("read");
+        QTest::newRow("plain") << "plain" << true;
+        QTest::newRow("gzip") << "gzip" << true;
+        QTest::newRow("zstd") << "zstd" << true;
+        QTest::newRow("gzip cut short") << "gzip cut" << false;
+        QTest::newRow("xz, not read here") << "xz" << false;
+    }
+    void fileLists()
+    {
+        QFETCH(QString, packing);
+        QFETCH(bool, read);
+        // Entities, a directory and a ghost, a package not asked for, a checksum named
+        // twice (the first list counts), a package without files.
+        QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                         "<filelists xmlns=\"http://linux.duke.edu/metadata/filelists\" packages=\"4\">\n";
+        xml += "<package pkgid=\"aa\" name=\"a\" arch=\"noarch\"><version epoch=\"0\" ver=\"1\" rel=\"1\"/>"
+               "<file>/usr/share/a&amp;b</file><file type=\"dir\">/usr/share/a</file>"
+               "<file type=\"ghost\">/var/log/\xc3\xa9t\xc3\xa9</file></package>\n";
+        for (int i = 0; i < 15000; ++i) // more than one chunk is read and unpacked
+            xml += "<package pkgid=\"n" + QByteArray::number(i) + "\" name=\"n\" arch=\"x\"><file>/not/asked</file></package>\n";
+        xml += "<package pkgid=\"aa\" name=\"a\" arch=\"noarch\"><file>/second/list</file></package>\n"
+               "<package pkgid=\"bb\" name=\"b\" arch=\"noarch\"><version epoch=\"0\" ver=\"1\" rel=\"1\"/></package>\n"
+               "</filelists>\n";
+        QByteArray bytes = xml;
+        if (packing.startsWith("gzip")) {
+            z_stream stream{};
+            QVERIFY(deflateInit2(&stream, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK);
+            bytes.resize(qsizetype(deflateBound(&stream, uLong(xml.size()))));
+            stream.next_in = reinterpret_cast<Bytef*>(xml.data());
+            stream.avail_in = uInt(xml.size());
+            stream.next_out = reinterpret_cast<Bytef*>(bytes.data());
+            stream.avail_out = uInt(bytes.size());
+            QCOMPARE(deflate(&stream, Z_FINISH), Z_STREAM_END);
+            bytes.resize(qsizetype(stream.total_out));
+            deflateEnd(&stream);
+            if (packing.endsWith("cut"))
+                bytes.chop(bytes.size() / 3);
+        } else if (packing == "zstd") {
+            bytes.resize(qsizetype(ZSTD_compressBound(size_t(xml.size()))));
+            const size_t size = ZSTD_compress(bytes.data(), size_t(bytes.size()), xml.constData(), size_t(xml.size()), 3);
+            QVERIFY(!ZSTD_isError(size));
+            bytes.resize(qsizetype(size));
+        } else if (packing == "xz") {
+            bytes = QByteArray("\xfd" "7zXZ", 5) + xml;
+        }
+        QTemporaryDir dir;
+        QFile file(dir.filePath("filelists.xml"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        file.close();
+        YumIOFileLists lists;
+        QCOMPARE(lists.read(file.fileName(), {"aa", "bb", "cc"}), read);
+        std::string_view files;
+        QCOMPARE(lists.files("aa", files), read);
+        if (!read)
+            return;
+        QCOMPARE(QByteArray(files.data(), qsizetype(files.size())),
+                 QByteArray("/usr/share/a&b\0/usr/share/a\0/var/log/\xc3\xa9t\xc3\xa9\0", 43));
+        QVERIFY(lists.files("bb", files) && files.empty());
+        QVERIFY(!lists.files("cc", files) && !lists.files("n1", files));
+        QCOMPARE(lists.count(), 2);
     }
 };
 
