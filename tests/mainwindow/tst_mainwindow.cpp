@@ -232,6 +232,13 @@ void TestMainWindow::searchDescribeQuit()
     QCOMPARE(loaded.count(), 2);
     QTRY_VERIFY_WITH_TIMEOUT(!window_->proxy()->searching(), 20000);
     QCOMPARE(listed(*window_), QStringList({ "pear" }));
+    // A refresh drops the index with its catalogue; the next search builds it again,
+    // file lists read from the new session's metadata included.
+    window_->refresh();
+    button(window_->mainArea(), "Search")->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!window_->proxy()->searching(), 20000);
+    QVERIFY(window_->yumIO()->searchIndex());
+    QCOMPARE(listed(*window_), QStringList({ "pear" }));
 
     // An expression that does not compile lists nothing and says why; the next one
     // that does takes the mark away.
