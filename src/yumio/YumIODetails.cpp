@@ -582,7 +582,7 @@ bool YumIO::collectExtra(bool fileLists)
 namespace {
 
 // The repository and checksum under which a repository's file lists name a package;
-// empty for packages that no file lists name.
+// empty for packages and groups that no file lists name.
 struct FileListKey {
     QString repo;
     QByteArray checksum;
@@ -599,24 +599,17 @@ void readingOrder(const Package::EntryList& entries, std::vector<std::pair<qint6
     order.assign(size_t(rows), {});
     keys.assign(size_t(rows), {});
     for (int row = 0; row < rows; ++row) {
-        qint64 number = std::numeric_limits<qint64>::max();
-        PyObject* object = entries.at(row)->yumObject.get();
-        PyRef package = object ? PyRef::steal(PyObject_GetAttrString(object, "_pkg")) : PyRef();
-        if (package) {
-            const Py_hash_t hash = PyObject_Hash(package.get());
-            if (hash != -1)
-                number = hash;
-        }
-        PyErr_Clear();
-        order[size_t(row)] = {number, row};
-        PyRef key = object && PyObject_HasAttrString(object, "fileListKey")
-            ? PyRef::steal(PyObject_CallMethod(object, "fileListKey", nullptr))
-            : PyRef();
+        long long number = std::numeric_limits<long long>::max();
         const char* repo = nullptr;
         const char* checksum = nullptr;
-        if (key && PyTuple_Check(key.get()) && PyArg_ParseTuple(key.get(), "ss", &repo, &checksum))
+        PyObject* object = entries.at(row)->yumObject.get();
+        PyRef key = object && PyObject_HasAttrString(object, "searchKey")
+            ? PyRef::steal(PyObject_CallMethod(object, "searchKey", nullptr))
+            : PyRef();
+        if (key && PyTuple_Check(key.get()) && PyArg_ParseTuple(key.get(), "Lss", &number, &repo, &checksum))
             keys[size_t(row)] = {QString::fromUtf8(repo), QByteArray(checksum)};
         PyErr_Clear();
+        order[size_t(row)] = {qint64(number), row};
     }
     std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 }
@@ -627,6 +620,11 @@ void readingOrder(const Package::EntryList& entries, std::vector<std::pair<qint6
 std::map<QString, YumIOFileLists> readFileLists(YumIO& engine, const std::vector<FileListKey>& keys)
 {
     std::map<QString, YumIOFileLists> lists;
+    std::map<QString, QSet<QByteArray>> wanted;
+    for (const FileListKey& key : keys) {
+        if (!key.repo.isEmpty())
+            wanted[key.repo].insert(key.checksum);
+    }
     PyRef sources = engine.scriptObject() && PyObject_HasAttrString(engine.scriptObject(), "fileListSources")
         ? engine.pyMethodCall(engine.scriptObject(), "fileListSources", "()")
         : PyRef();
@@ -640,13 +638,9 @@ std::map<QString, YumIOFileLists> readFileLists(YumIO& engine, const std::vector
         if (!PyTuple_Check(source.get()) || !PyArg_ParseTuple(source.get(), "ss", &repo, &path))
             continue;
         const QString id = QString::fromUtf8(repo);
-        QSet<QByteArray> wanted;
-        for (const FileListKey& key : keys) {
-            if (key.repo == id)
-                wanted.insert(key.checksum);
-        }
+        const auto named = wanted.find(id);
         YumIOFileLists read;
-        if (!wanted.isEmpty() && read.read(QString::fromUtf8(path), wanted))
+        if (named != wanted.end() && read.read(QString::fromUtf8(path), named->second))
             lists[id] = std::move(read);
     }
     PyErr_Clear();
@@ -684,6 +678,7 @@ bool YumIO::buildSearchIndexReal()
         fileLists = readFileLists(*this, keys);
     }
     std::vector<QStringList> fields;
+    bool packed = true;
     for (int done = 0; done < rows; ++done) {
         const int row = order[size_t(done)].second;
         const Package::Entry& entry = *entries_.at(row);
@@ -698,15 +693,13 @@ bool YumIO::buildSearchIndexReal()
                 ? splitItems(files)
                 : YumIOSearchIndex::fieldTexts(*this, entry, field);
         }
-        if (!index->append(&entry, fields)) {
-            error(tr("Internal error: cannot compress the search index"));
-            progress_->reset();
-            return false;
-        }
+        packed = index->append(&entry, fields);
+        if (!packed)
+            break;
         if ((done & 0xff) == 0)
             progress_->setItemValue(Steps(done));
     }
-    if (!index->finish()) {
+    if (!packed || !index->finish()) {
         error(tr("Internal error: cannot compress the search index"));
         progress_->reset();
         return false;

@@ -173,6 +173,12 @@ class _Package(object):
             return []
         return list(self._pkg.files)
 
+    def searchKey(self):
+        """The solver's number of the package, which orders the search index's reading,
+        then the repository and the checksum (hex) under which the repository's file
+        lists name the package: empty when none do."""
+        return (hash(self._pkg), "", "")
+
     def returnChangelog(self):
         out = []
         for c in self._pkg.changelogs:
@@ -209,13 +215,11 @@ class _AvailablePackage(_Package):
     def localPkg(self):
         return self._pkg.localPkg()
 
-    def fileListKey(self):
-        """The repository and the checksum (hex) under which the repository's file
-        lists name this package, or None."""
+    def searchKey(self):
         chksum = self._pkg.chksum
         if not chksum:
-            return None
-        return (self.repoid, binascii.hexlify(chksum[1]).decode("ascii"))
+            return _Package.searchKey(self)
+        return (hash(self._pkg), self.repoid, binascii.hexlify(chksum[1]).decode("ascii"))
 
     # dnf reads headers from the package file itself, so the header is local
     # exactly when the package is.
